@@ -1,0 +1,247 @@
+#include "app/offline.h"
+
+#include "app/theme.h"
+#include "render/screen.h"
+
+#include <QAbstractScrollArea>
+#include <QApplication>
+#include <QFile>
+#include <QGraphicsView>
+#include <QHBoxLayout>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLabel>
+#include <QLayout>
+#include <QLoggingCategory>
+#include <QSaveFile>
+#include <QScrollArea>
+#include <QTextStream>
+#include <QVBoxLayout>
+
+#include <cstdio>
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+Q_LOGGING_CATEGORY(lcFrame, "kestro.frame")
+
+namespace app {
+
+namespace {
+
+void print(FILE *stream, const QString &text)
+{
+    QTextStream ts(stream);
+    ts << text;
+}
+
+QStringList coveredLabels(const QJsonObject &endpoints)
+{
+    QStringList labels;
+    QStringList keys = endpoints.keys();
+    keys.sort();
+    for (const QString &key : keys) {
+        const QJsonValue covers = endpoints.value(key).toObject().value("covers"_L1);
+        if (covers.isString())
+            labels << covers.toString();
+        else
+            for (const QJsonValue &v : covers.toArray())
+                labels << v.toString();
+    }
+    return labels;
+}
+
+QLabel *styledLabel(const QString &text, const QFont &font, const QString &sheet, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setFont(font);
+    label->setStyleSheet(sheet);
+    return label;
+}
+
+int heightForWidthOr(const QWidget *w, int fallback)
+{
+    return w->hasHeightForWidth() ? w->heightForWidth(w->width()) : fallback;
+}
+
+void logFrames(QWidget *page)
+{
+    for (QGraphicsView *view : page->findChildren<QGraphicsView *>()) {
+        const QPoint at = view->mapTo(page, QPoint(0, 0));
+        qCDebug(lcFrame, "view at %d,%d size %dx%d min %d max %d", at.x(), at.y(), view->width(), view->height(),
+                view->minimumHeight(), view->maximumHeight());
+        QWidget *p = view->parentWidget();
+        for (int i = 0; i < 4 && p; ++i, p = p->parentWidget()) {
+            qCDebug(lcFrame, "   parent%d %s %dx%d hint %dx%d", i, p->metaObject()->className(), p->width(),
+                    p->height(), p->sizeHint().width(), p->sizeHint().height());
+        }
+    }
+    for (QWidget *w : page->findChildren<QWidget *>()) {
+        if (!w->isVisible() || w->height() <= 20 || w->minimumSizeHint().height() <= w->height() + 40)
+            continue;
+        qCDebug(lcFrame, "   MIN-INFLATED %s '%s' %dx%d minhint %dx%d hfw %d", w->metaObject()->className(),
+                qPrintable(w->objectName().left(20)), w->width(), w->height(), w->minimumSizeHint().width(),
+                w->minimumSizeHint().height(), heightForWidthOr(w, -1));
+    }
+    qCDebug(lcFrame, "page %dx%d hint %d hfw %d", page->width(), page->height(), page->sizeHint().height(),
+            heightForWidthOr(page, -1));
+}
+
+void settle(QWidget *w)
+{
+    if (w->layout())
+        w->layout()->activate();
+    QCoreApplication::processEvents();
+}
+
+// Writes the shot only when the whole PNG could be saved.
+bool savePng(const QPixmap &shot, const QString &out)
+{
+    QSaveFile file(out);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    if (!shot.save(&file, "PNG"))
+        return false;
+    return file.commit();
+}
+
+} // namespace
+
+QSize parseSize(const QString &text)
+{
+    const QStringList pieces = text.split(u'x');
+    const int width = pieces.value(0).toInt();
+    const int height = pieces.size() > 1 ? pieces.at(1).toInt() : 0;
+    if (width < 0 || height < 0)
+        return {1240, 900};
+    return {width, height};
+}
+
+render::Actions bundleActions(const QJsonObject &endpoints)
+{
+    render::Actions actions;
+    actions.fetch = [endpoints](const QString &path) { return endpoints.value(path).toObject(); };
+    actions.covered = [labels = coveredLabels(endpoints)](const QString &label) { return labels.contains(label); };
+    return actions;
+}
+
+QWidget *chromeShell(const QJsonObject &description, QWidget *screen)
+{
+    auto *outer = new QWidget;
+    auto *row = new QHBoxLayout(outer);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(0);
+
+    // The unit list sits here in the main window; the shot keeps its place.
+    auto *left = new QWidget(outer);
+    left->setObjectName(u"sidebar"_s);
+    left->setFixedWidth(260);
+    left->setAttribute(Qt::WA_StyledBackground);
+    left->setStyleSheet(u"QWidget#sidebar { background:%1; border-right:1px solid %2; }"_s.arg(
+        theme::palette().panel.name(), theme::palette().edge.name()));
+    row->addWidget(left);
+
+    auto *column = new QWidget(outer);
+    auto *box = new QVBoxLayout(column);
+    box->setContentsMargins(14, 12, 14, 0);
+    box->setSpacing(2);
+
+    auto *header = new QWidget(column);
+    auto *headerRow = new QHBoxLayout(header);
+    headerRow->setContentsMargins(0, 0, 0, 0);
+    headerRow->addWidget(
+        styledLabel(description.value("title"_L1).toString(), theme::uiFont(18, true), QString(), header), 1);
+    const QJsonObject badge = description.value("badge"_L1).toObject();
+    const QString tone = badge.value("tone"_L1).toString();
+    headerRow->addWidget(styledLabel(badge.value("label"_L1).toString(), theme::uiFont(9, true),
+                                     u"color:%1; background:%2;border-radius:8px; padding:2px 8px;"_s.arg(
+                                         theme::toneColor(tone).name(), theme::toneSoft(tone).name()),
+                                     header));
+    box->addWidget(header);
+
+    QString subtitle = description.value("subtitle"_L1).toString();
+    const QString signedInAs = description.value("signed_in_as"_L1).toString();
+    if (!signedInAs.isEmpty())
+        subtitle += u"   |   signed in as "_s + signedInAs;
+    box->addWidget(styledLabel(subtitle, theme::uiFont(10), u"color:%1;"_s.arg(theme::palette().muted.name()),
+                               column));
+    screen->setParent(column);
+    box->addWidget(screen, 1);
+    row->addWidget(column, 1);
+    return outer;
+}
+
+int renderOnce(const QString &file, const QString &out, QSize size, bool chrome)
+{
+    QFile in(file);
+    if (!in.open(QIODevice::ReadOnly)) {
+        print(stderr, u"render: cannot read "_s + file + u'\n');
+        return 2;
+    }
+    QJsonParseError error;
+    const QJsonDocument doc = QJsonDocument::fromJson(in.readAll(), &error);
+    if (error.error != QJsonParseError::NoError) {
+        print(stderr, u"render: "_s + file + u" is not JSON: "_s + error.errorString() + u'\n');
+        return 2;
+    }
+    const QJsonObject top = doc.object();
+    const QJsonObject description = top.contains("screen"_L1) ? top.value("screen"_L1).toObject() : top;
+    const render::Actions actions = bundleActions(top.value("endpoints"_L1).toObject());
+
+    QWidget *screen = render::screen(description, actions, nullptr);
+    std::unique_ptr<QWidget> page(chrome ? chromeShell(description, screen) : screen);
+    page->setObjectName(u"window"_s);
+    page->setStyleSheet(theme::styleSheet());
+    page->setFixedWidth(size.width());
+    qputenv("KESTRO_RENDER_H", QByteArray::number(size.height()));
+    page->resize(size);
+    page->setAttribute(Qt::WA_DontShowOnScreen);
+
+    const bool frameDebug = qEnvironmentVariableIsSet("KESTRO_FRAME_DEBUG");
+    bool ok = false;
+    const int scrollHeight = qEnvironmentVariableIntValue("KESTRO_RENDER_SCROLL_H", &ok);
+    if (ok && scrollHeight > 0) {
+        QScrollArea area;
+        area.setObjectName(u"window"_s);
+        area.setStyleSheet(theme::styleSheet());
+        area.setWidgetResizable(true);
+        area.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        area.setFixedSize(size.width(), scrollHeight);
+        qputenv("KESTRO_RENDER_H", QByteArray::number(scrollHeight));
+        area.setWidget(page.release());
+        area.setAttribute(Qt::WA_DontShowOnScreen);
+        area.show();
+        for (int pass = 0; pass < 24; ++pass)
+            settle(area.widget());
+        if (!savePng(area.grab(area.rect()), out)) {
+            print(stderr, u"render: cannot write "_s + out + u'\n');
+            return 2;
+        }
+        print(stdout, u"rendered %1  %2x%3 (scroll)\n"_s.arg(out).arg(size.width()).arg(scrollHeight));
+        return 0;
+    }
+
+    page->show();
+    int height = size.height();
+    for (int pass = 0;; ++pass) {
+        page->resize(size.width(), height);
+        settle(page.get());
+        int want = page->hasHeightForWidth() ? page->heightForWidth(size.width()) : page->sizeHint().height();
+        want = std::max(size.height(), want);
+        if (frameDebug)
+            qCDebug(lcFrame, "render pass %d: height %d want %d", pass, height, want);
+        if ((want == height && pass >= 8) || pass + 1 >= 24)
+            break;
+        height = want;
+    }
+    if (frameDebug)
+        logFrames(page.get());
+    if (!savePng(page->grab(page->rect()), out)) {
+        print(stderr, u"render: cannot write "_s + out + u'\n');
+        return 2;
+    }
+    print(stdout, u"rendered %1  %2x%3\n"_s.arg(out).arg(size.width()).arg(page->height()));
+    return 0;
+}
+
+} // namespace app

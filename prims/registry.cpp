@@ -1,0 +1,105 @@
+#include "prims/registry.h"
+
+#include "app/theme.h"
+#include "prims/json.h"
+#include "prims/text.h"
+
+#include <QLabel>
+
+namespace prims {
+
+const std::array<Primitive, 30> &registry()
+{
+    static const std::array<Primitive, 30> rows = {{
+        {"shapes", Kind::Widget},
+        {"layout", Kind::Container},
+        {"scroll", Kind::Container},
+        {"tabs", Kind::Container},
+        {"split", Kind::Container},
+        {"dialog", Kind::Container},
+        {"wizard", Kind::Container},
+        {"tooltip", Kind::Container},
+        {"alert", Kind::Container},
+        {"gauge", Kind::Painted},
+        {"dial", Kind::Painted},
+        {"ring", Kind::Painted},
+        {"meter", Kind::Painted},
+        {"sparkline", Kind::Painted},
+        {"chart", Kind::Painted},
+        {"timeline", Kind::Widget},
+        {"led", Kind::Painted},
+        {"badge", Kind::Painted},
+        {"kpi", Kind::Painted},
+        {"stat_grid", Kind::Painted},
+        {"table", Kind::Widget},
+        {"tree", Kind::Widget},
+        {"list", Kind::Widget},
+        {"keyvalue", Kind::Painted},
+        {"log", Kind::Painted},
+        {"image", Kind::Painted},
+        {"toggle", Kind::Widget},
+        {"search", Kind::Widget},
+        {"datetime", Kind::Painted},
+        {"spinner", Kind::Painted},
+    }};
+    return rows;
+}
+
+QStringList primitiveNames()
+{
+    QStringList names;
+    for (const Primitive &row : registry())
+        names << QLatin1String(row.name);
+    return names;
+}
+
+const Primitive *find(const QString &type)
+{
+    for (const Primitive &row : registry()) {
+        if (type == QLatin1String(row.name))
+            return &row;
+    }
+    return nullptr;
+}
+
+QWidget *tooDeepNote(QWidget *parent, const QString &tone)
+{
+    auto *label = new QLabel(QStringLiteral("(nested too deeply to draw)"), parent);
+    label->setFont(theme::uiFont(10));
+    label->setStyleSheet(QStringLiteral("color:%1;").arg(theme::toneColor(tone).name()));
+    return label;
+}
+
+QWidget *buildPrimitive(const QJsonObject &element, const Callbacks &cb, int depth, QWidget *parent)
+{
+    if (depth > kMaxDepth)
+        return tooDeepNote(parent);
+    const QString type = readText(element, QLatin1StringView("type"));
+    if (type.isEmpty())
+        return nullptr;
+    const Primitive *row = find(type);
+    if (!row)
+        return nullptr;
+    switch (row->kind) {
+    case Kind::Painted:
+        return row->painted ? row->painted(element, parent) : nullptr;
+    case Kind::Widget:
+        return row->widget ? row->widget(element, cb, parent) : nullptr;
+    case Kind::Container:
+        return row->container ? row->container(element, cb, depth, parent) : nullptr;
+    }
+    return nullptr;
+}
+
+QWidget *buildChild(const QJsonValue &child, const Callbacks &cb, int depth, QWidget *parent)
+{
+    if (!child.isObject())
+        return nullptr;
+    if (depth >= kMaxDepth)
+        return tooDeepNote(parent);
+    if (!cb.build)
+        return nullptr;
+    return cb.build(child.toObject(), depth + 1, parent);
+}
+
+} // namespace prims

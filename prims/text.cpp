@@ -1,0 +1,59 @@
+#include "prims/text.h"
+
+#include "app/theme.h"
+
+#include <QLabel>
+
+#include <algorithm>
+#include <cmath>
+
+namespace prims {
+
+QLabel *textLabel(const QString &text, int points, const QColor &color, bool bold, bool mono, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    QFont font = mono ? theme::monoFont(points) : theme::uiFont(points, bold);
+    if (mono)
+        font.setWeight(bold ? QFont::Bold : QFont::Normal);
+    label->setFont(font);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    QPalette pal = label->palette();
+    pal.setColor(QPalette::WindowText, color);
+    label->setPalette(pal);
+    label->setStyleSheet(QStringLiteral("color:%1; background:transparent; border:none;").arg(color.name()));
+    return label;
+}
+
+QLabel *pillLabel(const QString &text, const QColor &color, int points, bool outlined, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setFont(theme::uiFont(std::clamp(points, 6, 24), true));
+    const QString border = outlined ? QStringLiteral("1px solid ") + color.name() : QStringLiteral("none");
+    label->setStyleSheet(QStringLiteral("color:%1; background:%2; border:%3;border-radius:%4px; padding:1px 9px;")
+                             .arg(color.name(), theme::palette().grey.name(), border, QString::number(9)));
+    return label;
+}
+
+QString valueText(const QJsonValue &value)
+{
+    switch (value.type()) {
+    case QJsonValue::String:
+        return value.toString();
+    case QJsonValue::Double: {
+        const double d = value.toDouble();
+        if (std::isfinite(d) && d == std::trunc(d) && std::abs(d) < 1e15)
+            return QString::number(qint64(d));
+        return QString::number(d, 'g', 6);
+    }
+    case QJsonValue::Bool:
+        return value.toBool() ? QStringLiteral("yes") : QStringLiteral("no");
+    case QJsonValue::Array:
+    case QJsonValue::Object:
+        return QStringLiteral("...");
+    default:
+        return {};
+    }
+}
+
+} // namespace prims
