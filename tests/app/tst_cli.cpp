@@ -1,0 +1,258 @@
+// The built executable's offline modes, as a screen author runs them: messages, streams, exit
+// codes and the PNG they write.
+
+#include "prims/registry.h"
+
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Result
+{
+    int code = -1;
+    QString out, err;
+};
+
+} // namespace
+
+class TestCli final : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+    QString write(const QString &name, const QByteArray &bytes)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile f(path);
+        if (!f.open(QIODevice::WriteOnly))
+            qFatal("cannot write %s", qPrintable(path));
+        f.write(bytes);
+        return path;
+    }
+
+    Result run(const QStringList &args, const QStringList &env = {})
+    {
+        QProcess p;
+        QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
+        e.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        e.insert(u"XDG_CONFIG_HOME"_s, m_dir.filePath(u"config"_s));
+        e.insert(u"XDG_CACHE_HOME"_s, m_dir.filePath(u"cache"_s));
+        e.remove(u"KESTRO_RENDER_SCROLL_H"_s);
+        e.remove(u"KESTRO_FRAME_DEBUG"_s);
+        for (const QString &kv : env)
+            e.insert(kv.section(u'=', 0, 0), kv.section(u'=', 1));
+        p.setProcessEnvironment(e);
+        p.start(QStringLiteral(KESTRO_EXE), args);
+        if (!p.waitForFinished(60000))
+            qFatal("kestro-connect did not finish");
+        Result r;
+        r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+        r.out = QString::fromUtf8(p.readAllStandardOutput());
+        r.err = QString::fromUtf8(p.readAllStandardError());
+        return r;
+    }
+
+    // Qt's own diagnostics (platform notes) may share stderr; the product's line is what counts.
+    static bool hasLine(const QString &stream, const QString &line)
+    {
+        return stream.split(u'\n').contains(line);
+    }
+
+    QString screen()
+    {
+        return write(u"screen.json"_s, R"({"sections":[{"label":"Drive","elements":[
+            {"type":"heading","text":"Drive check"},{"type":"text","text":"Runs both rail ends."}]}]})");
+    }
+
+private slots:
+    void primitivesListing()
+    {
+        const Result r = run({u"--primitives"_s});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, prims::primitiveNames().join(u'\n') + u'\n');
+        QCOMPARE(r.out.count(u'\n'), 30);
+        QVERIFY(r.out.startsWith(u"shapes\nlayout\nscroll\ntabs\n"_s));
+        QVERIFY(r.out.endsWith(u"datetime\nspinner\n"_s));
+    }
+
+    void helpListsOptionsInOrder()
+    {
+        const Result r = run({u"--help"_s});
+        QCOMPARE(r.code, 0);
+        QVERIFY(r.out.contains(
+            u"Kestro Connect - the commissioning client. The unit describes the screen; this draws it."_s));
+        const QStringList order = {u"--compare <a.png,b.png>"_s, u"--tolerance <percent>"_s, u"--primitives"_s,
+                                   u"--render <file>"_s,         u"--out <file>"_s,           u"--size <WxH>"_s,
+                                   u"--chrome"_s};
+        qsizetype at = 0;
+        for (const QString &option : order) {
+            const qsizetype next = r.out.indexOf(option, at);
+            QVERIFY2(next > at, qPrintable(option));
+            at = next;
+        }
+        QVERIFY(r.out.contains(u"Percent of pixels allowed to differ (default 0.2)."_s));
+        QCOMPARE(run({u"--version"_s}).out.trimmed(), u"Kestro Connect 8.9.13+cdcc16b"_s);
+    }
+
+    void renderFailures_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("line");
+        const QString missing = m_dir.filePath(u"missing.json"_s);
+        const QString notJson = write(u"bad.json"_s, "{\"sections\": [");
+        QTest::newRow("no --out, even for a missing file") << QStringList{u"--render"_s, missing}
+                                                           << u"render: --out is required"_s;
+        QTest::newRow("unreadable") << QStringList{u"--render"_s, missing, u"--out"_s, m_dir.filePath(u"x.png"_s)}
+                                    << u"render: cannot read "_s + missing;
+        QTest::newRow("not JSON") << QStringList{u"--render"_s, notJson, u"--out"_s, m_dir.filePath(u"x.png"_s)}
+                                  << u"render: "_s + notJson + u" is not JSON: unterminated array"_s;
+        QTest::newRow("unwritable")
+            << QStringList{u"--render"_s, screen(), u"--out"_s, u"/nonexistent-dir/x.png"_s}
+            << u"render: cannot write /nonexistent-dir/x.png"_s;
+    }
+    void renderFailures()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, line);
+        const Result r = run(args);
+        QCOMPARE(r.code, 2);
+        QVERIFY2(hasLine(r.err, line), qPrintable(r.err));
+        QVERIFY(r.out.isEmpty());
+        QVERIFY(!QFile::exists(m_dir.filePath(u"x.png"_s)));
+    }
+
+    void renderSizes_data()
+    {
+        QTest::addColumn<QString>("size");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<bool>("exactHeight");
+        QTest::addColumn<int>("height");
+        QTest::newRow("default") << QString() << 1240 << true << 900;
+        QTest::newRow("explicit") << u"640x480"_s << 640 << true << 480;
+        QTest::newRow("width only grows to content") << u"800"_s << 800 << false << 0;
+        QTest::newRow("negative width falls back") << u"-1x500"_s << 1240 << true << 900;
+        QTest::newRow("junk reads as zero") << u"abcx300"_s << 0 << true << 300;
+    }
+    void renderSizes()
+    {
+        QFETCH(QString, size);
+        QFETCH(int, width);
+        QFETCH(bool, exactHeight);
+        QFETCH(int, height);
+        const QString out = m_dir.filePath(u"shot.png"_s);
+        QFile::remove(out);
+        QStringList args = {u"--render"_s, screen(), u"--out"_s, out};
+        if (!size.isEmpty())
+            args << u"--size"_s << size;
+        const Result r = run(args);
+        if (width == 0) {
+            // A zero-width page cannot be grabbed into a PNG.
+            QCOMPARE(r.code, 2);
+            return;
+        }
+        QCOMPARE(r.code, 0);
+        const QImage shot(out);
+        QCOMPARE(shot.width(), width);
+        if (exactHeight)
+            QCOMPARE(shot.height(), height);
+        else
+            QVERIFY2(shot.height() > 50 && shot.height() < 400, qPrintable(QString::number(shot.height())));
+        QCOMPARE(r.out, u"rendered %1  %2x%3\n"_s.arg(out).arg(width).arg(shot.height()));
+    }
+
+    void tallContentGrowsTheShot()
+    {
+        QByteArray elements;
+        for (int i = 0; i < 80; ++i)
+            elements += (i ? "," : "") + QByteArray(R"({"type":"text","text":"line )") + QByteArray::number(i) + "\"}";
+        const QString file = write(u"tall.json"_s, R"({"sections":[{"label":"Long","elements":[)" + elements + "]}]}");
+        const QString out = m_dir.filePath(u"tall.png"_s);
+        QCOMPARE(run({u"--render"_s, file, u"--out"_s, out, u"--size"_s, u"600x300"_s}).code, 0);
+        QVERIFY(QImage(out).height() > 1000);
+    }
+
+    void scrollingShot()
+    {
+        const QString out = m_dir.filePath(u"scroll.png"_s);
+        const Result r =
+            run({u"--render"_s, screen(), u"--out"_s, out, u"--size"_s, u"700x900"_s}, {u"KESTRO_RENDER_SCROLL_H=250"_s});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, u"rendered %1  700x250 (scroll)\n"_s.arg(out));
+        QCOMPARE(QImage(out).size(), QSize(700, 250));
+    }
+
+    void frameDiagnostics()
+    {
+        const QString out = m_dir.filePath(u"debug.png"_s);
+        const Result r = run({u"--render"_s, screen(), u"--out"_s, out, u"--size"_s, u"500x200"_s},
+                             {u"KESTRO_FRAME_DEBUG=1"_s});
+        QCOMPARE(r.code, 0);
+        for (int pass = 0; pass <= 8; ++pass)
+            QVERIFY2(r.err.contains(u"render pass %1: height "_s.arg(pass)), qPrintable(r.err));
+        QVERIFY(!r.err.contains(u"render pass 24"_s));
+        QVERIFY(r.err.contains(QRegularExpression(u"page 500x200 hint \\d+ hfw -?\\d+"_s)));
+    }
+
+    void bareDescriptionAndBundleDrawAlike()
+    {
+        const QByteArray description = R"({"sections":[{"label":"Same","elements":[{"type":"text","text":"x"}]}]})";
+        const QString bare = write(u"bare.json"_s, description);
+        const QString bundle = write(u"bundle.json"_s, "{\"screen\":" + description + ",\"endpoints\":{}}");
+        const QString a = m_dir.filePath(u"a.png"_s), b = m_dir.filePath(u"b.png"_s);
+        QCOMPARE(run({u"--render"_s, bare, u"--out"_s, a}).code, 0);
+        QCOMPARE(run({u"--render"_s, bundle, u"--out"_s, b}).code, 0);
+        const Result r = run({u"--compare"_s, a + u',' + b, u"--tolerance"_s, u"0"_s});
+        QCOMPARE(r.out, u"0.000\n"_s);
+        QCOMPARE(r.code, 0);
+    }
+
+    void compareThroughExecutable_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("out");
+        QTest::newRow("equals forms") << QStringList{u"--compare=@A,@B"_s, u"--tolerance=50"_s} << 0 << u"25.000\n"_s;
+        QTest::newRow("default tolerance") << QStringList{u"--compare"_s, u"@A,@B"_s} << 1 << u"25.000\n"_s;
+        QTest::newRow("tolerance not a number is 0")
+            << QStringList{u"--compare"_s, u"@A,@A"_s, u"--tolerance"_s, u"lots"_s} << 0 << u"0.000\n"_s;
+        QTest::newRow("tolerance not a number fails on any pixel")
+            << QStringList{u"--tolerance=lots"_s, u"--compare=@A,@B"_s} << 1 << u"25.000\n"_s;
+        QTest::newRow("different sizes, tolerance 100")
+            << QStringList{u"--compare=@A,@C"_s, u"--tolerance=100"_s} << 1 << u"100.000\n"_s;
+    }
+    void compareThroughExecutable()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(int, code);
+        QFETCH(QString, out);
+        QImage a(2, 2, QImage::Format_ARGB32);
+        a.fill(Qt::black);
+        QImage b = a;
+        b.setPixel(0, 0, qRgb(255, 255, 255));
+        const QString pa = m_dir.filePath(u"ca.png"_s), pb = m_dir.filePath(u"cb.png"_s),
+                      pc = m_dir.filePath(u"cc.png"_s);
+        QVERIFY(a.save(pa) && b.save(pb) && QImage(3, 3, QImage::Format_ARGB32).save(pc));
+        for (QString &arg : args)
+            arg.replace(u"@A"_s, pa).replace(u"@B"_s, pb).replace(u"@C"_s, pc);
+        const Result r = run(args);
+        QCOMPARE(r.out, out);
+        QCOMPARE(r.code, code);
+    }
+
+    void compareAsLastArgumentIsNotTaken()
+    {
+        const Result r = run({u"--compare"_s});
+        QVERIFY(!r.err.contains(u"compare:"_s));
+        QVERIFY(r.out.isEmpty());
+        QVERIFY(r.code != 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCli)
+#include "tst_cli.moc"
