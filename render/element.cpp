@@ -1,6 +1,7 @@
 #include "render/element.h"
 
 #include "prims/json.h"
+#include "render/buttons.h"
 #include "render/needsupdate.h"
 #include "render/textual.h"
 
@@ -32,14 +33,14 @@ const std::array<OwnType, 17> &ownTypes()
         {"strip", nullptr},
         {"shape", nullptr},
         {"rows", nullptr},
-        {"cards", nullptr},
+        {"cards", &cards},
         {"canvas", nullptr},
         {"divider", nullptr},
         {"spacer", nullptr},
         {"group", nullptr},
         {"column", nullptr},
         {"row", nullptr},
-        {"action", nullptr},
+        {"action", &action},
         {"field", nullptr},
         {"panel", nullptr},
     }};
@@ -60,6 +61,14 @@ QWidget *plainColumn(const QJsonArray &items, const Actions &actions, int depth,
 }
 
 } // namespace
+
+QStringList ownTypeNames()
+{
+    QStringList names;
+    for (const OwnType &row : ownTypes())
+        names << QLatin1String(row.name);
+    return names;
+}
 
 prims::Callbacks primitiveCallbacks(const Actions &actions)
 {

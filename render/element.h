@@ -18,6 +18,9 @@ QWidget *element(const QJsonObject &element, const Actions &actions, int depth, 
 // The pair of callbacks the primitives get: send a press (path, body), build a child element.
 prims::Callbacks primitiveCallbacks(const Actions &actions);
 
+// The element types the renderer handles before the primitive registry, in lookup order.
+QStringList ownTypeNames();
+
 // A builder of one of the renderer's own element types.
 using Builder = QWidget *(*)(const QJsonObject &element, const Actions &actions, int depth, QWidget *parent);
 
