@@ -1,6 +1,8 @@
 #include "prims/registry.h"
 
 #include "app/theme.h"
+#include "prims/canvas.h"
+#include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/text.h"
 
@@ -11,15 +13,15 @@ namespace prims {
 const std::array<Primitive, 30> &registry()
 {
     static const std::array<Primitive, 30> rows = {{
-        {"shapes", Kind::Widget},
-        {"layout", Kind::Container},
-        {"scroll", Kind::Container},
-        {"tabs", Kind::Container},
-        {"split", Kind::Container},
-        {"dialog", Kind::Container},
-        {"wizard", Kind::Container},
-        {"tooltip", Kind::Container},
-        {"alert", Kind::Container},
+        {"shapes", Kind::Widget, nullptr, &buildShapes},
+        {"layout", Kind::Container, nullptr, nullptr, &buildLayout},
+        {"scroll", Kind::Container, nullptr, nullptr, &buildScroll},
+        {"tabs", Kind::Container, nullptr, nullptr, &buildTabs},
+        {"split", Kind::Container, nullptr, nullptr, &buildSplit},
+        {"dialog", Kind::Container, nullptr, nullptr, &buildDialog},
+        {"wizard", Kind::Container, nullptr, nullptr, &buildWizard},
+        {"tooltip", Kind::Container, nullptr, nullptr, &buildTooltip},
+        {"alert", Kind::Container, nullptr, nullptr, &buildAlert},
         {"gauge", Kind::Painted},
         {"dial", Kind::Painted},
         {"ring", Kind::Painted},

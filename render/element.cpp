@@ -1,6 +1,7 @@
 #include "render/element.h"
 
 #include "prims/json.h"
+#include "render/containers.h"
 #include "render/buttons.h"
 #include "render/needsupdate.h"
 #include "render/textual.h"
@@ -31,15 +32,15 @@ const std::array<OwnType, 17> &ownTypes()
         {"fact", &fact},
         {"chips", &chips},
         {"strip", nullptr},
-        {"shape", nullptr},
+        {"shape", &shape},
         {"rows", nullptr},
         {"cards", &cards},
-        {"canvas", nullptr},
-        {"divider", nullptr},
-        {"spacer", nullptr},
-        {"group", nullptr},
-        {"column", nullptr},
-        {"row", nullptr},
+        {"canvas", &canvas},
+        {"divider", &divider},
+        {"spacer", &spacer},
+        {"group", &group},
+        {"column", &column},
+        {"row", &row},
         {"action", &action},
         {"field", nullptr},
         {"panel", nullptr},

@@ -1,0 +1,318 @@
+// The canvas widget: reading the drawing, sizing, hit testing and the tween. The drawing of each
+// shape kind is in canvaspaint.cpp.
+#include "prims/canvas.h"
+
+#include "prims/imagedata.h"
+#include "prims/json.h"
+
+#include <QEvent>
+#include <QHelpEvent>
+#include <QMouseEvent>
+#include <QToolTip>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace prims {
+
+namespace {
+
+constexpr int kMaxItems = 4000;
+constexpr int kMaxGroupDepth = 8;
+constexpr double kLimit = 1e6;
+
+double limited(double v)
+{
+    return std::isfinite(v) ? std::clamp(v, -kLimit, kLimit) : -kLimit;
+}
+
+double clampedNumber(const QJsonObject &o, QLatin1StringView key, double def, double lo, double hi)
+{
+    const double v = readNumber(o, key, def);
+    return std::isfinite(v) ? std::clamp(v, lo, hi) : lo;
+}
+
+// The keys a tween moves, with the value a side that lacks them starts from.
+struct TweenKey
+{
+    QLatin1StringView key;
+    double missing;
+};
+constexpr std::array<TweenKey, 9> kTweenKeys = {{{"x"_L1, 0},
+                                                 {"y"_L1, 0},
+                                                 {"w"_L1, 0},
+                                                 {"h"_L1, 0},
+                                                 {"x1"_L1, 0},
+                                                 {"y1"_L1, 0},
+                                                 {"x2"_L1, 0},
+                                                 {"y2"_L1, 0},
+                                                 {"opacity"_L1, 1}}};
+constexpr std::array<QLatin1StringView, 3> kTweenTransformKeys = {"rotate"_L1, "tx"_L1, "ty"_L1};
+
+void tweenKeys(const QJsonObject &previous, QJsonObject &out, QLatin1StringView key, double missing, double t)
+{
+    if (!previous.contains(key) && !out.contains(key))
+        return;
+    const double from = limited(readNumber(previous, key, missing));
+    const double to = limited(readNumber(out, key, missing));
+    out.insert(key, from + (to - from) * t);
+}
+
+} // namespace
+
+Canvas::Canvas(QWidget *parent)
+    : QWidget(parent)
+{
+    m_tweenTimer.setInterval(16);
+    connect(&m_tweenTimer, &QTimer::timeout, this, [this] {
+        if (tweenProgress() >= 1) {
+            m_tweenTimer.stop();
+            m_previous.clear();
+        }
+        update();
+    });
+}
+
+Canvas::~Canvas() = default;
+
+void Canvas::setSpec(const QJsonObject &element, bool relayout)
+{
+    const QJsonArray oldItems = m_items;
+    m_element = element;
+    m_width = clampedNumber(element, "width"_L1, 400, 1, 8000);
+    m_height = clampedNumber(element, "height"_L1, 200, 1, 8000);
+    m_fitWidth = readText(element, "fit"_L1) == "width"_L1;
+    m_defs = readObject(element, "defs"_L1);
+    m_items = readArray(element, "items"_L1, kMaxItems);
+    m_tweenMs = readInt(element, "tween_ms"_L1, 0, 0, 2000);
+    m_background = element.contains("background"_L1) ? readText(element, "background"_L1) : QString();
+
+    m_previous.clear();
+    m_tweenTimer.stop();
+    if (m_tweenMs > 0 && !oldItems.isEmpty()) {
+        indexPrevious(oldItems, 0);
+        if (!m_previous.isEmpty()) {
+            m_tweenClock.start();
+            m_tweenTimer.start();
+        }
+    }
+
+    setSizePolicy(m_fitWidth ? QSizePolicy::Expanding : QSizePolicy::Preferred, QSizePolicy::Fixed);
+    QSizePolicy policy = sizePolicy();
+    policy.setHeightForWidth(true);
+    setSizePolicy(policy);
+    setMaximumWidth(m_fitWidth ? QWIDGETSIZE_MAX : std::min(1600, int(std::lround(m_width))));
+    setCursor(anyClickable() ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    if (relayout) {
+        setFixedHeight(heightForWidth(width()));
+        updateGeometry();
+    }
+    update();
+}
+
+void Canvas::setOrigin(QPointF origin)
+{
+    m_origin = QPointF(limited(origin.x()), limited(origin.y()));
+    update();
+}
+
+void Canvas::setMaxDrawHeight(int pixels)
+{
+    m_maxDrawHeight = std::max(0, pixels);
+    updateGeometry();
+    update();
+}
+
+double Canvas::scaleFor(int width) const
+{
+    double scale = 1;
+    if (m_width > 0 && width >= 1) {
+        scale = width / m_width;
+        scale = m_fitWidth ? std::clamp(scale, 0.02, 2.5) : std::min(scale, 1.0);
+    }
+    if (m_maxDrawHeight > 0 && scale * m_height > m_maxDrawHeight)
+        scale = m_maxDrawHeight / m_height;
+    return scale;
+}
+
+bool Canvas::hasHeightForWidth() const
+{
+    return true;
+}
+
+int Canvas::heightForWidth(int width) const
+{
+    // std::round rounds halves away from zero.
+    return std::max(1, int(std::round(scaleFor(width) * m_height)));
+}
+
+QSize Canvas::sizeHint() const
+{
+    const int w = std::min(1600, int(std::lround(m_width)));
+    return {w, heightForWidth(w)};
+}
+
+QSize Canvas::minimumSizeHint() const
+{
+    return {1, 1};
+}
+
+const Canvas::HitRegion *Canvas::regionAt(QPointF pos) const
+{
+    for (auto it = m_regions.crbegin(); it != m_regions.crend(); ++it) {
+        if (!it->transform.isInvertible())
+            continue;
+        if (it->rect.contains(it->transform.inverted().map(pos)))
+            return &*it;
+    }
+    return nullptr;
+}
+
+void Canvas::mousePressEvent(QMouseEvent *event)
+{
+    const HitRegion *region = regionAt(event->position());
+    if (region && !region->path.isEmpty() && m_press) {
+        event->accept();
+        // Copies: the press may replace this canvas's spec.
+        const QString path = region->path;
+        const QJsonObject body = region->body;
+        m_press(path, body);
+        return;
+    }
+    QWidget::mousePressEvent(event);
+}
+
+bool Canvas::event(QEvent *event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        auto *help = static_cast<QHelpEvent *>(event);
+        const HitRegion *region = regionAt(help->pos());
+        if (region && !region->tip.isEmpty())
+            QToolTip::showText(help->globalPos(), region->tip, this);
+        else
+            QToolTip::hideText();
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+double Canvas::tweenProgress() const
+{
+    if (m_tweenMs <= 0 || m_previous.isEmpty() || !m_tweenClock.isValid())
+        return 1;
+    return std::clamp(double(m_tweenClock.elapsed()) / m_tweenMs, 0.0, 1.0);
+}
+
+QJsonObject Canvas::tweenItem(const QJsonObject &previous, const QJsonObject &next, double t)
+{
+    t = std::isfinite(t) ? std::clamp(t, 0.0, 1.0) : 1.0;
+    QJsonObject out = next;
+    for (const TweenKey &k : kTweenKeys)
+        tweenKeys(previous, out, k.key, k.missing, t);
+    const QJsonObject before = readObject(previous, "transform"_L1);
+    QJsonObject after = readObject(next, "transform"_L1);
+    if (!before.isEmpty() || !after.isEmpty()) {
+        for (QLatin1StringView key : kTweenTransformKeys)
+            tweenKeys(before, after, key, 0, t);
+        out.insert("transform"_L1, after);
+    }
+    return out;
+}
+
+void Canvas::indexPrevious(const QJsonArray &items, int depth)
+{
+    for (const QJsonValue &value : items) {
+        if (m_previous.size() >= kMaxItems)
+            return;
+        const QJsonObject item = value.toObject();
+        const QString id = readText(item, "id"_L1);
+        if (!id.isEmpty() && !m_previous.contains(id))
+            m_previous.insert(id, item);
+        if (readText(item, "kind"_L1) == "group"_L1 && depth < kMaxGroupDepth)
+            indexPrevious(readArray(item, "items"_L1, kMaxItems), depth + 1);
+    }
+}
+
+QJsonArray Canvas::tweenArray(const QJsonArray &items, double t, int depth) const
+{
+    QJsonArray out;
+    for (const QJsonValue &value : items) {
+        QJsonObject item = value.toObject();
+        const QString id = readText(item, "id"_L1);
+        const QString kind = readText(item, "kind"_L1);
+        if (!id.isEmpty()) {
+            const auto previous = m_previous.constFind(id);
+            if (previous != m_previous.cend() && readText(*previous, "kind"_L1) == kind)
+                item = tweenItem(*previous, item, t);
+        }
+        if (kind == "group"_L1 && depth < kMaxGroupDepth)
+            item.insert("items"_L1, tweenArray(readArray(item, "items"_L1, kMaxItems), t, depth + 1));
+        out.append(item);
+    }
+    return out;
+}
+
+QJsonArray Canvas::itemsAt(double t) const
+{
+    if (m_previous.isEmpty() || t >= 1)
+        return m_items;
+    return tweenArray(m_items, t, 0);
+}
+
+QJsonObject Canvas::resolveUse(const QJsonObject &item, int depth) const
+{
+    if (depth >= kMaxGroupDepth || readText(item, "kind"_L1) != "use"_L1)
+        return item;
+    const QJsonObject base = readObject(m_defs, QLatin1StringView(readText(item, "ref"_L1).toLatin1()));
+    if (base.isEmpty())
+        return {};
+    QJsonObject merged = resolveUse(base, depth + 1);
+    for (auto it = item.constBegin(); it != item.constEnd(); ++it) {
+        if (it.key() != "kind"_L1 && it.key() != "ref"_L1)
+            merged.insert(it.key(), it.value());
+    }
+    return merged;
+}
+
+bool Canvas::clickableIn(const QJsonArray &items, int depth) const
+{
+    for (const QJsonValue &value : items) {
+        const QJsonObject item = resolveUse(value.toObject(), 0);
+        if (!readObject(item, "click"_L1).isEmpty())
+            return true;
+        if (readText(item, "kind"_L1) == "group"_L1 && depth < kMaxGroupDepth &&
+            clickableIn(readArray(item, "items"_L1, kMaxItems), depth + 1))
+            return true;
+    }
+    return false;
+}
+
+bool Canvas::anyClickable() const
+{
+    return clickableIn(m_items, 0);
+}
+
+QImage Canvas::image(const QString &data) const
+{
+    const auto found = m_images.constFind(data);
+    if (found != m_images.cend())
+        return *found;
+    const QImage decoded = decodeImageData(data);
+    if (m_images.size() > 64)
+        m_images.clear();
+    m_images.insert(data, decoded);
+    return decoded;
+}
+
+QWidget *buildShapes(const QJsonObject &element, const Callbacks &cb, QWidget *parent)
+{
+    auto *canvas = new Canvas(parent);
+    canvas->setPressHandler(cb.press);
+    canvas->setSpec(element, false);
+    return canvas;
+}
+
+} // namespace prims

@@ -1,0 +1,116 @@
+#pragma once
+// A small vector drawing in a design coordinate space, scaled to the widget: shapes, strokes,
+// gradients, paths, markers, reusable definitions, clickable regions that post presses, and a
+// short tween between successive versions of the same drawing.
+
+#include "prims/registry.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QList>
+#include <QTimer>
+#include <QTransform>
+#include <QWidget>
+
+#include <functional>
+
+class QPainter;
+
+namespace prims {
+
+class Canvas final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    using PressHandler = std::function<void(const QString &path, const QJsonObject &body)>;
+
+    // One clickable region as the last paint left it: the painter transform of its item (widget
+    // scale included) and the item's rectangle in item coordinates.
+    struct HitRegion
+    {
+        QTransform transform;
+        QRectF rect;
+        QString path;
+        QJsonObject body;
+        QString tip;
+    };
+
+    explicit Canvas(QWidget *parent = nullptr);
+    ~Canvas() override;
+
+    // Reads the drawing from `element`; with `relayout` the canvas also fixes its height for its
+    // current width and asks its parent for a new layout.
+    void setSpec(const QJsonObject &element, bool relayout);
+    void setPressHandler(PressHandler handler) { m_press = std::move(handler); }
+    // Where design coordinate (0, 0) of the items sits, for drawings whose view box does not start
+    // at the origin.
+    void setOrigin(QPointF origin);
+    // A cap on the drawn height in pixels (0: none); the drawing scales down to stay under it.
+    void setMaxDrawHeight(int pixels);
+
+    double designWidth() const { return m_width; }
+    double designHeight() const { return m_height; }
+    bool fitsWidth() const { return m_fitWidth; }
+    int tweenMs() const { return m_tweenMs; }
+    double scaleFor(int width) const;
+
+    bool hasHeightForWidth() const override;
+    int heightForWidth(int width) const override;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+    const QList<HitRegion> &hitRegions() const { return m_regions; }
+    // The region a widget position falls in, testing the last painted first; none if it misses.
+    const HitRegion *regionAt(QPointF pos) const;
+
+    // Tween progress now (1 when no tween runs).
+    double tweenProgress() const;
+    // The items as they are drawn at tween progress `t`.
+    QJsonArray itemsAt(double t) const;
+    // One item between its previous and its new version at progress `t` (0..1).
+    static QJsonObject tweenItem(const QJsonObject &previous, const QJsonObject &next, double t);
+    // Whether any item, following groups and "use" references, has a "click".
+    bool anyClickable() const;
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    bool event(QEvent *event) override;
+
+private:
+    friend class CanvasPainter;
+
+    QJsonObject resolveUse(const QJsonObject &item, int depth) const;
+    QJsonArray tweenArray(const QJsonArray &items, double t, int depth) const;
+    void indexPrevious(const QJsonArray &items, int depth);
+    bool clickableIn(const QJsonArray &items, int depth) const;
+    QImage image(const QString &data) const;
+
+    QJsonObject m_element;
+    double m_width = 400;
+    double m_height = 200;
+    bool m_fitWidth = false;
+    QString m_background;
+    QJsonObject m_defs;
+    QJsonArray m_items;
+    int m_tweenMs = 0;
+    QHash<QString, QJsonObject> m_previous;
+    QElapsedTimer m_tweenClock;
+    QTimer m_tweenTimer;
+    QPointF m_origin;
+    int m_maxDrawHeight = 0;
+    QList<HitRegion> m_regions;
+    PressHandler m_press;
+    mutable QHash<QString, QImage> m_images;
+
+    Q_DISABLE_COPY_MOVE(Canvas)
+};
+
+// The "shapes" primitive: a canvas whose presses go to the first primitive callback.
+QWidget *buildShapes(const QJsonObject &element, const Callbacks &cb, QWidget *parent);
+
+} // namespace prims
