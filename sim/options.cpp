@@ -1,0 +1,127 @@
+#include "sim/options.h"
+
+#include <QCommandLineParser>
+
+using namespace Qt::StringLiterals;
+
+namespace sim {
+
+QHostAddress Options::unitAddress(int i) const
+{
+    return QHostAddress(address.toIPv4Address() + quint32(i));
+}
+
+namespace {
+
+// Reads an integer option within bounds; sets `error` when it is not one.
+int intOption(const QCommandLineParser &p, const QString &name, int def, int lo, int hi, QString &error)
+{
+    if (!p.isSet(name) || !error.isEmpty())
+        return def;
+    bool ok = false;
+    const int v = p.value(name).toInt(&ok);
+    if (!ok || v < lo || v > hi)
+        error = u"--%1 takes a whole number from %2 to %3, not \"%4\""_s.arg(name).arg(lo).arg(hi).arg(p.value(name));
+    return ok ? v : def;
+}
+
+} // namespace
+
+ParsedOptions parseOptions(const QStringList &arguments)
+{
+    ParsedOptions out;
+    Options &o = out.options;
+    QCommandLineParser p;
+    p.setApplicationDescription(u"kestro-unit-sim - simulated units on a site network, for demos and tests."_s);
+    const QCommandLineOption help({u"h"_s, u"help"_s}, u"Show this help."_s);
+    p.addOption(help);
+    p.addOptions({
+        {u"units"_s, u"How many units to simulate (1 to 50, default 1)."_s, u"n"_s},
+        {u"passcode"_s, u"The site passcode (default kestro-site)."_s, u"text"_s},
+        {u"address"_s, u"Address of the first unit; the others count up from it (default 10.77.0.21)."_s, u"ip"_s},
+        {u"port"_s, u"API port of every unit (default 8090)."_s, u"port"_s},
+        {u"discovery-port"_s, u"UDP port that hears discovery probes (default 8091)."_s, u"port"_s},
+        {u"product"_s, u"Product of the units; a comma list is dealt out in turn (default shuttle)."_s, u"names"_s},
+        {u"http"_s, u"Plain HTTP instead of HTTPS."_s},
+        {u"cert-dir"_s, u"Folder for the generated certificates (default: a cache folder)."_s, u"dir"_s},
+        {u"cert"_s, u"Present this PEM certificate (needs --key)."_s, u"file"_s},
+        {u"key"_s, u"The PEM private key of --cert."_s, u"file"_s},
+        {u"other-cert"_s, u"Present a different certificate than usual (the client then sees it changed)."_s},
+        {u"poll-ms"_s, u"Poll interval the units ask for (default 1000)."_s, u"ms"_s},
+        {u"pace"_s, u"Time of one tick of a running step (default 700)."_s, u"ms"_s},
+        {u"autorun"_s, u"Start each step by itself once the one before is done."_s},
+        {u"start-at"_s, u"Begin at this step, the earlier ones done (identity, drive, io, load, handover)."_s,
+         u"step"_s},
+        {u"token-ttl"_s, u"Lifetime of a sign-in token (default 3600)."_s, u"seconds"_s},
+        {u"lockout-after"_s, u"Wrong passcodes in a row before a lock-out (default 5)."_s, u"n"_s},
+        {u"lockout-seconds"_s, u"Length of a lock-out (default 60)."_s, u"seconds"_s},
+        {u"no-discovery"_s, u"Do not answer discovery probes."_s},
+        {u"dump-bundle"_s, u"Write the first unit's screen and its sources as a render bundle, then exit."_s,
+         u"file"_s},
+    });
+    out.helpText = p.helpText();
+    if (!p.parse(arguments)) {
+        out.error = p.errorText();
+        return out;
+    }
+    if (p.isSet(help)) {
+        out.help = true;
+        return out;
+    }
+    if (!p.positionalArguments().isEmpty()) {
+        out.error = u"unexpected argument \"%1\""_s.arg(p.positionalArguments().first());
+        return out;
+    }
+    QString &error = out.error;
+    o.units = intOption(p, u"units"_s, o.units, 1, 50, error);
+    o.port = intOption(p, u"port"_s, o.port, 1, 65535, error);
+    o.discoveryPort = intOption(p, u"discovery-port"_s, o.discoveryPort, 1, 65535, error);
+    o.pollMs = intOption(p, u"poll-ms"_s, o.pollMs, 250, 30000, error);
+    o.paceMs = intOption(p, u"pace"_s, o.paceMs, 10, 60000, error);
+    o.tokenTtlSec = intOption(p, u"token-ttl"_s, o.tokenTtlSec, 1, 7 * 24 * 3600, error);
+    o.lockoutAfter = intOption(p, u"lockout-after"_s, o.lockoutAfter, 1, 1000, error);
+    o.lockoutSec = intOption(p, u"lockout-seconds"_s, o.lockoutSec, 1, 24 * 3600, error);
+    if (!error.isEmpty())
+        return out;
+    if (p.isSet(u"passcode"_s)) {
+        o.passcode = p.value(u"passcode"_s);
+        if (o.passcode.isEmpty())
+            return error = u"--passcode must not be empty"_s, out;
+    }
+    if (p.isSet(u"address"_s)) {
+        o.address = QHostAddress(p.value(u"address"_s));
+        if (o.address.protocol() != QAbstractSocket::IPv4Protocol)
+            return error = u"--address takes an IPv4 address, not \"%1\""_s.arg(p.value(u"address"_s)), out;
+    }
+    if ((o.address.toIPv4Address() & 0xFF) + quint32(o.units) - 1 > 254)
+        return error = u"%1 units starting at %2 run past the end of its /24 network"_s.arg(o.units).arg(
+                   o.address.toString()),
+               out;
+    if (p.isSet(u"product"_s)) {
+        o.products = p.value(u"product"_s).split(u',', Qt::SkipEmptyParts);
+        for (QString &s : o.products)
+            s = s.trimmed();
+        o.products.removeAll(QString());
+        if (o.products.isEmpty())
+            return error = u"--product needs at least one name"_s, out;
+    }
+    o.tls = !p.isSet(u"http"_s);
+    o.certDir = p.value(u"cert-dir"_s);
+    o.certFile = p.value(u"cert"_s);
+    o.keyFile = p.value(u"key"_s);
+    if (o.certFile.isEmpty() != o.keyFile.isEmpty())
+        return error = u"--cert and --key go together"_s, out;
+    o.otherCert = p.isSet(u"other-cert"_s);
+    if (!o.tls && (o.otherCert || !o.certFile.isEmpty()))
+        return error = u"--http units present no certificate; drop --cert, --key and --other-cert"_s, out;
+    o.autorun = p.isSet(u"autorun"_s);
+    o.startAt = p.value(u"start-at"_s);
+    static const QStringList steps{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s};
+    if (!o.startAt.isEmpty() && !steps.contains(o.startAt))
+        return error = u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), o.startAt), out;
+    o.discovery = !p.isSet(u"no-discovery"_s);
+    o.dumpBundle = p.value(u"dump-bundle"_s);
+    return out;
+}
+
+} // namespace sim

@@ -1,0 +1,47 @@
+#pragma once
+// The simulator's command line, parsed into a plain value so that it can be checked without
+// starting anything.
+
+#include <QHostAddress>
+#include <QStringList>
+
+namespace sim {
+
+struct Options
+{
+    int units = 1;
+    QString passcode = QStringLiteral("kestro-site");
+    QHostAddress address = QHostAddress(QStringLiteral("10.77.0.21")); // first unit; the next ones count up
+    int port = 8090;
+    int discoveryPort = 8091;
+    QStringList products = {QStringLiteral("shuttle")};
+    bool tls = true;
+    QString certDir;  // empty: the default cache folder
+    QString certFile; // a given certificate for every unit (with keyFile)
+    QString keyFile;
+    bool otherCert = false;
+    int pollMs = 1000;
+    int paceMs = 700;
+    bool autorun = false;
+    QString startAt;
+    int tokenTtlSec = 3600;
+    int lockoutAfter = 5;
+    int lockoutSec = 60;
+    bool discovery = true;
+    QString dumpBundle;
+
+    // The address of unit `i` (0-based): the first address counted up by i.
+    QHostAddress unitAddress(int i) const;
+};
+
+struct ParsedOptions
+{
+    Options options;
+    QString error; // non-empty: a bad command line, said in these words
+    bool help = false;
+    QString helpText;
+};
+
+ParsedOptions parseOptions(const QStringList &arguments);
+
+} // namespace sim

@@ -1,0 +1,40 @@
+#pragma once
+// A simulated site: the units the options ask for, their certificates, their API servers and
+// the discovery responder, started together.
+
+#include "sim/options.h"
+
+#include <QList>
+#include <QObject>
+
+namespace sim {
+
+class Unit;
+class Responder;
+
+class Site final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Site)
+public:
+    explicit Site(Options options, QObject *parent = nullptr);
+
+    // Makes the units (without listening); false with `error()` when the options cannot work.
+    bool build();
+    // Listens and answers discovery; false with `error()` when an address is taken or a
+    // certificate cannot be made.
+    bool start();
+
+    const QList<Unit *> &units() const { return m_units; }
+    QString error() const { return m_error; }
+    // One line per unit for the console: where it is and how to reach it.
+    QStringList describe() const;
+
+private:
+    Options m_options;
+    QList<Unit *> m_units;
+    Responder *m_responder = nullptr;
+    QString m_error;
+};
+
+} // namespace sim

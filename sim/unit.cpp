@@ -1,0 +1,442 @@
+#include "sim/unit.h"
+
+#include <QDateTime>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+
+using namespace Qt::StringLiterals;
+
+namespace sim {
+
+namespace {
+
+qint64 nowMs()
+{
+    return QDateTime::currentMSecsSinceEpoch();
+}
+
+QString newToken()
+{
+    QByteArray bytes(24, '\0');
+    QRandomGenerator::system()->fillRange(reinterpret_cast<quint32 *>(bytes.data()), bytes.size() / 4);
+    return QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+}
+
+QJsonObject toast(const QString &text, const QString &tone, int ms = 3000)
+{
+    return {{u"text"_s, text}, {u"tone"_s, tone}, {u"ms"_s, ms}};
+}
+
+struct FaultEntry
+{
+    int number;
+    QString span, description, type, section, causes, checks;
+};
+
+const QList<FaultEntry> &faultTable()
+{
+    static const QList<FaultEntry> table = {
+        {231, u"F-231"_s, u"Brake feedback missing"_s, u"stop"_s, u"Drive"_s,
+         u"The brake was released but its feedback contact did not close within 200 ms."_s,
+         u"Plug X4 seated and locked; 24 V at X4.1; the feedback contact closes by hand."_s},
+        {112, u"F-112"_s, u"Encoder count jumped"_s, u"warning"_s, u"Position"_s,
+         u"Interference on the encoder cable or a loose encoder wheel."_s,
+         u"Encoder cable screen grounded at one end only; wheel set screw tight."_s},
+        {305, u"F-305"_s, u"End stop reached during travel"_s, u"stop"_s, u"Safety"_s,
+         u"The rail length is wrong or the end stop is set too far in."_s,
+         u"Run the drive calibration again; check the end stop brackets."_s},
+        {418, u"F-418"_s, u"Battery voltage low"_s, u"warning"_s, u"Power"_s,
+         u"The battery fell below 44 V under load."_s, u"Charger contacts clean; battery age in the log."_s},
+    };
+    return table;
+}
+
+const QString kTemplateSchema = u"kestro.io-template/1"_s;
+
+QJsonObject builtinTemplate()
+{
+    return {{u"schema"_s, kTemplateSchema},
+            {u"id"_s, u"kestro-dio8"_s},
+            {u"name"_s, u"Kestro DIO-8"_s},
+            {u"maker"_s, u"Kestro"_s},
+            {u"inputs"_s, 8},
+            {u"outputs"_s, 8},
+            {u"connection"_s, QJsonObject{{u"type"_s, u"picontrol"_s}}},
+            {u"updated"_s, u"2026-01-10T08:00:00Z"_s},
+            {u"builtin"_s, true}};
+}
+
+bool wholeIn(const QJsonValue &v, int lo, int hi)
+{
+    return v.isDouble() && v.toDouble() == std::floor(v.toDouble()) && v.toDouble() >= lo && v.toDouble() <= hi;
+}
+
+bool validTemplate(const QJsonObject &t)
+{
+    static const QRegularExpression idPattern(u"^[A-Za-z0-9_-]{1,64}$"_s);
+    return t.value(u"schema"_s).toString() == kTemplateSchema &&
+           idPattern.match(t.value(u"id"_s).toString()).hasMatch() &&
+           !t.value(u"name"_s).toString().trimmed().isEmpty() && wholeIn(t.value(u"inputs"_s), 0, 64) &&
+           wholeIn(t.value(u"outputs"_s), 0, 64) &&
+           !t.value(u"connection"_s).toObject().value(u"type"_s).toString().isEmpty();
+}
+
+} // namespace
+
+Unit::Unit(UnitConfig config, QObject *parent)
+    : QObject(parent)
+    , m_config(std::move(config))
+    , m_flow(m_config.paceMs, m_config.autorun)
+    , m_server([this](const Request &r) { return handle(r); })
+{
+    m_day = {{u"open"_s, false}, {u"started"_s, QString()}, {u"who"_s, QString()}, {u"notes"_s, QJsonArray{}}};
+    m_templates.insert(u"aisle-relay-4"_s,
+                       {{u"schema"_s, kTemplateSchema},
+                        {u"id"_s, u"aisle-relay-4"_s},
+                        {u"name"_s, u"Aisle relay 4"_s},
+                        {u"maker"_s, u"Site electrics"_s},
+                        {u"inputs"_s, 0},
+                        {u"outputs"_s, 4},
+                        {u"connection"_s, QJsonObject{{u"type"_s, u"modbus_tcp"_s}, {u"port"_s, 502}}},
+                        {u"updated"_s, u"2026-10-01T12:00:00Z"_s}});
+    connect(&m_flow, &Flow::stepCompleted, this, [this](const QString &id) {
+        for (const Step &s : m_flow.steps())
+            if (s.id == id)
+                m_pendingToast = toast(u"%1 done"_s.arg(s.label), u"ok"_s);
+    });
+}
+
+QString Unit::listen(const QSslConfiguration *tls)
+{
+    return m_server.listen(QHostAddress(m_config.info.address), quint16(m_config.info.port), tls);
+}
+
+QJsonObject Unit::discoveryAnswer() const
+{
+    const Flow &f = m_flow;
+    const bool faulty = !f.fault().isEmpty();
+    QString status;
+    QString tone;
+    if (faulty)
+        status = u"FAULT %1"_s.arg(f.faultCode()), tone = u"error"_s;
+    else if (f.running())
+        status = u"RUNNING %1"_s.arg(f.current().label.toUpper()), tone = u"busy"_s;
+    return {
+        {u"app"_s, u"shuttle-commissioning"_s},
+        {u"hostname"_s, m_config.info.hostname},
+        {u"unit_id"_s, m_config.info.unitId},
+        {u"port"_s, m_config.info.port},
+        {u"product"_s, m_config.info.product},
+        {u"tls"_s, m_config.info.tls},
+        {u"commissioned"_s, f.commissioned()},
+        {u"total_count"_s, int(f.steps().size())},
+        {u"completed_count"_s, f.completedCount()},
+        {u"status"_s, status},
+        {u"status_tone"_s, tone},
+        {u"activity"_s, f.running() ? f.current().id : QString()},
+        {u"activity_detail"_s, f.activityText()},
+        {u"activity_current"_s, f.running() ? f.progress() : 0},
+        {u"activity_total"_s, f.running() ? f.current().ticks : 0},
+        {u"current_step"_s, f.commissioned() ? QString() : f.current().label},
+    };
+}
+
+std::optional<Response> Unit::refuseUnsigned(const Request &req)
+{
+    const QByteArray auth = req.header("authorization");
+    if (!auth.startsWith("Bearer "))
+        return Response::error(401, u"sign in first"_s);
+    const QString token = QString::fromLatin1(auth.mid(7).trimmed());
+    const auto it = m_tokens.constFind(token);
+    if (it == m_tokens.cend())
+        return Response::error(401, u"unknown token - sign in again"_s);
+    if (it.value() <= nowMs()) {
+        m_tokens.remove(token);
+        return Response::error(401, u"session expired - sign in again"_s);
+    }
+    return std::nullopt;
+}
+
+Response Unit::handle(const Request &req)
+{
+    const QString &p = req.path;
+    const bool get = req.method == u"GET"_s;
+    const bool post = req.method == u"POST"_s;
+    if (p == u"/api/login"_s)
+        return post ? login(req) : Response::error(405, u"use POST"_s);
+    if (!p.startsWith(u"/api/"_s))
+        return Response::error(404, u"no such path: %1"_s.arg(p));
+    if (auto refusal = refuseUnsigned(req))
+        return *refusal;
+
+    if (p == u"/api/ui"_s && get) {
+        // A toast and a fault announcement are said once, in the first answer after they happen.
+        QString announce;
+        if (m_flow.fault() != m_announcedFault) {
+            m_announcedFault = m_flow.fault();
+            if (!m_announcedFault.isEmpty())
+                announce = u"Fault: %1"_s.arg(m_announcedFault);
+        }
+        const QJsonObject answer = uiAnswer(m_flow, m_config.info, m_config.pollMs, m_pendingToast, announce);
+        m_pendingToast = {};
+        return Response::json(200, answer);
+    }
+    if (get && sourcePaths().contains(p))
+        return Response::json(200, sourcePayload(m_flow, p));
+    if (p.startsWith(u"/api/action/"_s))
+        return post ? press(p.mid(12), req) : Response::error(405, u"use POST"_s);
+    if (p == u"/api/save/identity"_s)
+        return post ? fromOutcome(m_flow.saveIdentity(req.json())) : Response::error(405, u"use POST"_s);
+    if (p == u"/api/view"_s && post) {
+        const QString stage = req.json().value(u"stage"_s).toString();
+        for (const Step &s : m_flow.steps())
+            if (s.id == stage || s.label == stage)
+                return fromOutcome(Outcome::accepted(u"Showing %1"_s.arg(s.label)));
+        return fromOutcome(Outcome::refused(u"No stage called \"%1\"."_s.arg(stage), 422));
+    }
+    if (p == u"/api/state"_s && get)
+        return state();
+    if (p == u"/api/day"_s && post)
+        return day(req);
+    if (p == u"/api/day/summary"_s && get)
+        return daySummary();
+    if (p == u"/api/report"_s && get)
+        return report(req);
+    if (p == u"/api/faults"_s && get)
+        return faults(req);
+    if (p == u"/api/password"_s && post)
+        return password(req);
+    if (p == u"/api/iotemplates"_s && (post || get))
+        return ioTemplates(req);
+    return Response::error(404, u"no such path: %1 %2"_s.arg(req.method, p));
+}
+
+Response Unit::login(const Request &req)
+{
+    const qint64 now = nowMs();
+    if (m_lockedUntil > now) {
+        Response r = Response::json(429, {{u"error"_s, u"too many failed attempts"_s},
+                                          {u"retry_after"_s, int((m_lockedUntil - now + 999) / 1000)}});
+        return r;
+    }
+    if (req.json().value(u"password"_s).toString() != m_config.passcode) {
+        if (++m_failures >= m_config.lockoutAfter) {
+            m_failures = 0;
+            m_lockedUntil = now + qint64(m_config.lockoutSec) * 1000;
+            return Response::json(
+                429, {{u"error"_s, u"too many failed attempts"_s}, {u"retry_after"_s, m_config.lockoutSec}});
+        }
+        return Response::error(401, u"wrong passcode"_s);
+    }
+    m_failures = 0;
+    // Drop expired tokens here so that a long demo does not collect them.
+    for (auto it = m_tokens.begin(); it != m_tokens.end();)
+        it = it.value() <= now ? m_tokens.erase(it) : std::next(it);
+    const QString token = newToken();
+    m_tokens.insert(token, now + qint64(m_config.tokenTtlSec) * 1000);
+    return Response::json(200, {{u"token"_s, token}, {u"expires_in"_s, m_config.tokenTtlSec}});
+}
+
+Response Unit::press(const QString &name, const Request &req)
+{
+    const QJsonObject body = req.json();
+    if (name == u"start"_s)
+        return fromOutcome(m_flow.start());
+    if (name == u"stop"_s)
+        return fromOutcome(m_flow.stop());
+    if (name == u"clear_fault"_s)
+        return fromOutcome(m_flow.clearFault());
+    if (name == u"finish"_s)
+        return fromOutcome(m_flow.finish());
+    if (name == u"reset"_s)
+        return fromOutcome(m_flow.reset());
+    if (name == u"beacon"_s)
+        return fromOutcome(m_flow.setBeacon(body.value(u"value"_s).toBool(!m_flow.beacon())));
+    if (name == u"jog"_s)
+        return fromOutcome(m_flow.jog(body.value(u"mm"_s).toInt()));
+    if (name == u"lookup"_s) {
+        // The search box posts its text under its field id; an answer comes back as a toast.
+        const QString text = body.value(u"fault_query"_s).toString(body.value(u"query"_s).toString()).trimmed();
+        for (const FaultEntry &f : faultTable())
+            if ((!text.isEmpty() && text.contains(QString::number(f.number))) ||
+                (!text.isEmpty() && f.description.contains(text, Qt::CaseInsensitive)))
+                return fromOutcome(Outcome::accepted(u"%1: %2"_s.arg(f.span, f.description)));
+        return fromOutcome(Outcome::refused(u"No fault matches \"%1\"."_s.arg(text), 422));
+    }
+    return Response::error(404, u"no such action: %1"_s.arg(name));
+}
+
+Response Unit::fromOutcome(const Outcome &o) const
+{
+    QJsonObject body{{u"ok"_s, o.status == 200}, {u"toast"_s, toast(o.toast, o.tone, o.status == 200 ? 3000 : 6000)}};
+    if (!o.sound.isEmpty())
+        body.insert(u"sound"_s, o.sound);
+    if (o.status != 200) {
+        body.insert(u"error"_s, o.error);
+        body.insert(u"refused"_s, true);
+    }
+    return Response::json(o.status, body);
+}
+
+Response Unit::state() const
+{
+    QJsonArray stages;
+    for (const Step &s : m_flow.steps())
+        stages.append(QJsonObject{
+            {u"id"_s, s.id}, {u"label"_s, s.label}, {u"completed"_s, s.completed}, {u"completed_at"_s, s.completedAt}});
+    QStringList notes;
+    for (const QJsonValue &n : m_day.value(u"notes"_s).toArray())
+        notes << n.toString();
+    QJsonObject day = m_day;
+    day.remove(u"notes"_s);
+    return Response::json(200, {{u"completed_count"_s, m_flow.completedCount()},
+                                {u"total_count"_s, int(m_flow.steps().size())},
+                                {u"stages"_s, stages},
+                                {u"commissioned"_s, m_flow.commissioned()},
+                                {u"notes"_s, notes.join(u'\n')},
+                                {u"day"_s, day},
+                                {u"position_mm"_s, m_flow.positionMm()}});
+}
+
+Response Unit::day(const Request &req)
+{
+    const QJsonObject body = req.json();
+    const QString act = body.value(u"action"_s).toString();
+    const QString note = body.value(u"note"_s).toString().trimmed();
+    QJsonArray notes = m_day.value(u"notes"_s).toArray();
+    if (act == u"start"_s) {
+        m_day.insert(u"open"_s, true);
+        m_day.insert(u"started"_s, QDateTime::currentDateTime().toString(Qt::ISODate));
+        m_day.insert(u"who"_s, body.value(u"who"_s).toString());
+        if (!note.isEmpty())
+            notes.append(QString(u"Start: "_s + note));
+        m_day.insert(u"notes"_s, notes);
+        return fromOutcome(Outcome::accepted(u"Report started"_s));
+    }
+    if (act == u"end"_s) {
+        if (!m_day.value(u"open"_s).toBool())
+            return fromOutcome(Outcome::refused(u"No report is open on this unit."_s));
+        m_day.insert(u"open"_s, false);
+        if (!note.isEmpty())
+            notes.append(QString(u"End: "_s + note));
+        m_day.insert(u"notes"_s, notes);
+        return fromOutcome(Outcome::accepted(u"Report closed"_s));
+    }
+    if (act == u"roll"_s) {
+        ++m_dayRolls;
+        m_day = {{u"open"_s, false}, {u"started"_s, QString()}, {u"who"_s, QString()}, {u"notes"_s, QJsonArray{}}};
+        return fromOutcome(Outcome::accepted(u"New daily log started (log %1)"_s.arg(m_dayRolls + 1)));
+    }
+    return Response::error(400, u"action must be start, end or roll"_s);
+}
+
+Response Unit::daySummary() const
+{
+    const QString today = QDate::currentDate().toString(Qt::ISODate);
+    QStringList lines;
+    for (const Step &s : m_flow.steps())
+        if (s.completedAt.startsWith(today))
+            lines << u"%1 done at %2"_s.arg(s.label, s.completedAt.mid(11, 5));
+    if (lines.isEmpty())
+        return Response::json(200, {{u"text"_s, QString()}});
+    lines << u"Progress %1 of %2 steps%3"_s.arg(m_flow.completedCount())
+                 .arg(m_flow.steps().size())
+                 .arg(m_flow.commissioned() ? u" - commissioned"_s : QString());
+    return Response::json(200, {{u"text"_s, lines.join(u'\n')}});
+}
+
+Response Unit::report(const Request &req) const
+{
+    const QString by = req.query.queryItemValue(u"by"_s, QUrl::FullyDecoded);
+    QStringList lines{u"COMMISSIONING REPORT - %1"_s.arg(m_config.info.hostname),
+                      u"Unit id   %1"_s.arg(m_config.info.unitId),
+                      u"Product   %1"_s.arg(m_config.info.product),
+                      u"Name      %1"_s.arg(m_flow.identity().value(u"unit_name"_s).toString()),
+                      u"Requested by  %1"_s.arg(by.isEmpty() ? u"(nobody named)"_s : by),
+                      QString(),
+                      u"STEPS"_s};
+    for (const Step &s : m_flow.steps())
+        lines << u"  %1  %2"_s.arg(s.completed ? u"done "_s + s.completedAt : u"open"_s, s.label);
+    lines << QString() << (m_flow.commissioned() ? u"State: COMMISSIONED"_s : u"State: in progress"_s);
+    const QJsonArray notes = m_day.value(u"notes"_s).toArray();
+    if (!notes.isEmpty()) {
+        lines << QString() << u"NOTES"_s;
+        for (const QJsonValue &n : notes)
+            lines << u"  "_s + n.toString();
+    }
+    return Response::text(200, lines.join(u'\n') + u'\n');
+}
+
+Response Unit::faults(const Request &req) const
+{
+    const QString q = req.query.queryItemValue(u"q"_s, QUrl::FullyDecoded).trimmed();
+    QJsonArray results;
+    static const QRegularExpression digits(u"\\d+"_s);
+    const QString number = digits.match(q).captured(0);
+    const QStringList words = q.split(u' ', Qt::SkipEmptyParts);
+    for (const FaultEntry &f : faultTable()) {
+        bool hit = !number.isEmpty() && number.toInt() == f.number;
+        if (!hit && number.isEmpty() && !words.isEmpty())
+            hit = std::all_of(words.begin(), words.end(), [&](const QString &w) {
+                return f.description.contains(w, Qt::CaseInsensitive) || f.causes.contains(w, Qt::CaseInsensitive);
+            });
+        if (hit)
+            results.append(QJsonObject{{u"span"_s, f.span},
+                                       {u"number"_s, f.number},
+                                       {u"description"_s, f.description},
+                                       {u"type"_s, f.type},
+                                       {u"section"_s, f.section},
+                                       {u"causes"_s, f.causes},
+                                       {u"checks"_s, f.checks}});
+    }
+    return Response::json(200, {{u"results"_s, results}});
+}
+
+Response Unit::password(const Request &req)
+{
+    const QJsonObject body = req.json();
+    if (body.value(u"current"_s).toString() != m_config.passcode)
+        return Response::error(403, u"the current passcode is wrong"_s);
+    const QString next = body.value(u"new"_s).toString();
+    if (next.size() < 8)
+        return Response::error(422, u"the new passcode must be at least 8 characters"_s);
+    m_config.passcode = next;
+    return Response::json(200, {{u"ok"_s, true}});
+}
+
+Response Unit::ioTemplates(const Request &req)
+{
+    int added = 0;
+    int updated = 0;
+    QJsonArray rejected;
+    if (req.method == u"POST"_s) {
+        const QJsonArray incoming = req.json().value(u"templates"_s).toArray();
+        for (const QJsonValue &v : incoming) {
+            const QJsonObject t = v.toObject();
+            if (t.value(u"builtin"_s).toBool())
+                continue;
+            if (!validTemplate(t)) {
+                rejected.append(t.value(u"id"_s).toString(u"?"_s));
+                continue;
+            }
+            const QString id = t.value(u"id"_s).toString();
+            const auto it = m_templates.constFind(id);
+            if (it == m_templates.cend()) {
+                m_templates.insert(id, t);
+                ++added;
+            } else if (t.value(u"updated"_s).toString() > it->value(u"updated"_s).toString()) {
+                m_templates.insert(id, t);
+                ++updated;
+            }
+        }
+    }
+    QJsonArray own{builtinTemplate()};
+    QStringList ids = m_templates.keys();
+    ids.sort();
+    for (const QString &id : ids)
+        own.append(m_templates.value(id));
+    return Response::json(
+        200, {{u"added"_s, added}, {u"updated"_s, updated}, {u"rejected"_s, rejected}, {u"templates"_s, own}});
+}
+
+} // namespace sim
