@@ -24,8 +24,7 @@ QImage decodeImageData(const QString &text)
         if (c.unicode() > 0x7f)
             return {};
     }
-    const auto decoded =
-        QByteArray::fromBase64Encoding(payload.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+    const auto decoded = QByteArray::fromBase64Encoding(payload.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
     if (!decoded || decoded.decoded.isEmpty())
         return {};
 

@@ -4,6 +4,19 @@
 #include "prims/canvas.h"
 #include "prims/containers.h"
 #include "prims/json.h"
+#include "prims/badge.h"
+#include "prims/datetime.h"
+#include "prims/dial.h"
+#include "prims/gauge.h"
+#include "prims/image.h"
+#include "prims/keyvalue.h"
+#include "prims/kpi.h"
+#include "prims/led.h"
+#include "prims/log.h"
+#include "prims/meter.h"
+#include "prims/ring.h"
+#include "prims/search.h"
+#include "prims/toggle.h"
 #include "prims/text.h"
 
 #include <QLabel>
@@ -22,26 +35,26 @@ const std::array<Primitive, 30> &registry()
         {"wizard", Kind::Container, nullptr, nullptr, &buildWizard},
         {"tooltip", Kind::Container, nullptr, nullptr, &buildTooltip},
         {"alert", Kind::Container, nullptr, nullptr, &buildAlert},
-        {"gauge", Kind::Painted},
-        {"dial", Kind::Painted},
-        {"ring", Kind::Painted},
-        {"meter", Kind::Painted},
+        {"gauge", Kind::Painted, &buildGauge},
+        {"dial", Kind::Painted, &buildDial},
+        {"ring", Kind::Painted, &buildRing},
+        {"meter", Kind::Painted, &buildMeter},
         {"sparkline", Kind::Painted},
         {"chart", Kind::Painted},
         {"timeline", Kind::Widget},
-        {"led", Kind::Painted},
-        {"badge", Kind::Painted},
-        {"kpi", Kind::Painted},
+        {"led", Kind::Painted, &buildLed},
+        {"badge", Kind::Painted, &buildBadge},
+        {"kpi", Kind::Painted, &buildKpi},
         {"stat_grid", Kind::Painted},
         {"table", Kind::Widget},
         {"tree", Kind::Widget},
         {"list", Kind::Widget},
-        {"keyvalue", Kind::Painted},
-        {"log", Kind::Painted},
-        {"image", Kind::Painted},
-        {"toggle", Kind::Widget},
-        {"search", Kind::Widget},
-        {"datetime", Kind::Painted},
+        {"keyvalue", Kind::Painted, &buildKeyValue},
+        {"log", Kind::Painted, &buildLog},
+        {"image", Kind::Painted, &buildImage},
+        {"toggle", Kind::Widget, nullptr, &buildToggle},
+        {"search", Kind::Widget, nullptr, &buildSearch},
+        {"datetime", Kind::Painted, &buildDateTime},
         {"spinner", Kind::Painted},
     }};
     return rows;

@@ -56,4 +56,9 @@ QString valueText(const QJsonValue &value)
     }
 }
 
+QString valueText(const QJsonObject &o, QLatin1StringView key)
+{
+    return valueText(o.value(key));
+}
+
 } // namespace prims

@@ -3,6 +3,7 @@
 // rounded pill label.
 
 #include <QColor>
+#include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
 
@@ -22,5 +23,7 @@ QLabel *pillLabel(const QString &text, const QColor &color, int points, bool out
 // Any JSON value as display text: strings as they are, whole numbers below 1e15 as integers,
 // other numbers with 6 significant digits, true/false as "yes"/"no", containers as "...".
 QString valueText(const QJsonValue &value);
+// The same for the value under `key` (missing gives empty text).
+QString valueText(const QJsonObject &o, QLatin1StringView key);
 
 } // namespace prims

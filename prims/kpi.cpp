@@ -1,0 +1,81 @@
+#include "prims/kpi.h"
+
+#include "app/theme.h"
+#include "prims/json.h"
+#include "prims/text.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace prims {
+
+QString kpiValueText(const QJsonObject &el)
+{
+    constexpr double kNotNumber = std::numeric_limits<double>::quiet_NaN();
+    const double number = readNumber(el, "value"_L1, kNotNumber);
+    const QString text = std::isnan(number) ? readText(el, "value"_L1) : QString::number(number, 'g', 10);
+    return text.isEmpty() ? u"-"_s : text;
+}
+
+QColor kpiDeltaColor(const QJsonObject &el)
+{
+    const QString explicitTone = readText(el, "delta_tone"_L1);
+    if (!explicitTone.isEmpty())
+        return theme::toneColor(explicitTone);
+    const QString delta = readText(el, "delta"_L1);
+    if (delta.startsWith(u'+'))
+        return theme::toneColor(u"ok"_s);
+    if (delta.startsWith(u'-'))
+        return theme::toneColor(u"error"_s);
+    return theme::toneColor(u"muted"_s);
+}
+
+QWidget *buildKpi(const QJsonObject &el, QWidget *parent)
+{
+    const int size = readInt(el, "size"_L1, 22, 10, 64);
+    auto *tile = new QWidget(parent);
+    auto *column = new QVBoxLayout(tile);
+    column->setContentsMargins(0, 0, 0, 0);
+
+    auto *row = new QHBoxLayout;
+    row->setContentsMargins(0, 0, 0, 0);
+    QLabel *value =
+        textLabel(kpiValueText(el), size, theme::toneColor(readText(el, "tone"_L1, u"body"_s)), true, false, tile);
+    value->setObjectName(u"kpiValue"_s);
+    value->setWordWrap(false);
+    row->addWidget(value, 0, Qt::AlignBaseline);
+
+    const QString unit = readText(el, "unit"_L1);
+    if (!unit.isEmpty()) {
+        const int unitSize = size / 2 < 9 ? 8 : size / 2;
+        QLabel *unitLabel = textLabel(unit, unitSize, theme::toneColor(u"muted"_s), false, false, tile);
+        unitLabel->setObjectName(u"kpiUnit"_s);
+        row->addWidget(unitLabel, 0, Qt::AlignBaseline);
+    }
+
+    const QString delta = readText(el, "delta"_L1);
+    if (!delta.isEmpty()) {
+        QLabel *pill = pillLabel(delta, kpiDeltaColor(el), std::max(7, size / 2 - 1), true, tile);
+        pill->setObjectName(u"kpiDelta"_s);
+        row->addWidget(pill, 0, Qt::AlignVCenter);
+    }
+    row->addStretch(1);
+    column->addLayout(row);
+
+    const QString label = readText(el, "label"_L1);
+    if (!label.isEmpty())
+        column->addWidget(textLabel(label, 9, theme::toneColor(u"muted"_s), false, false, tile));
+    const QString note = readText(el, "note"_L1);
+    if (!note.isEmpty())
+        column->addWidget(textLabel(note, 8, theme::toneColor(u"dim"_s), false, false, tile));
+    return tile;
+}
+
+} // namespace prims

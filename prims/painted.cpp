@@ -1,0 +1,83 @@
+#include "prims/painted.h"
+
+#include "app/theme.h"
+#include "prims/json.h"
+#include "prims/text.h"
+
+#include <QLabel>
+#include <QPainter>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace prims {
+
+Painted::Painted(const QJsonObject &element, Painter painter, int height, QWidget *parent)
+    : QWidget(parent)
+    , m_element(element)
+    , m_painter(std::move(painter))
+{
+    setMinimumHeight(height);
+    setMaximumHeight(height);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+QSize Painted::sizeHint() const
+{
+    return {std::max(minimumWidth(), 120), minimumHeight()};
+}
+
+void Painted::paintEvent(QPaintEvent *)
+{
+    if (!m_painter)
+        return;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::TextAntialiasing);
+    m_painter(painter, rect(), m_element);
+}
+
+QWidget *captioned(QWidget *widget, const QString &caption, QWidget *parent)
+{
+    if (caption.isEmpty() || !widget)
+        return widget;
+    auto *box = new QWidget(parent);
+    auto *column = new QVBoxLayout(box);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(2);
+    column->addWidget(widget);
+    column->addWidget(textLabel(caption, 9, theme::toneColor(u"muted"_s), false, false, box));
+    return box;
+}
+
+double rangeFraction(double value, double min, double max)
+{
+    if (!(max > min) || !std::isfinite(value))
+        return 0.0;
+    const double f = (value - min) / (max - min);
+    if (!std::isfinite(f))
+        return f > 0 ? 1.0 : 0.0;
+    return std::clamp(f, 0.0, 1.0);
+}
+
+double valueFraction(const QJsonObject &element)
+{
+    return rangeFraction(readNumber(element, "value"_L1, 0.0), readNumber(element, "min"_L1, 0.0),
+                         readNumber(element, "max"_L1, 100.0));
+}
+
+QString valueWithUnit(const QJsonObject &element)
+{
+    const int decimals = readInt(element, "decimals"_L1, 0, 0, 6);
+    return QString::number(readNumber(element, "value"_L1, 0.0), 'f', decimals) + readText(element, "unit"_L1);
+}
+
+int sixteenths(double degrees)
+{
+    return int(std::lround(degrees * 16.0));
+}
+
+} // namespace prims
