@@ -79,7 +79,8 @@ void Switch::paintEvent(QPaintEvent *)
         p.drawRoundedRect(track.adjusted(-2, -2, 2, 2), radius + 2, radius + 2);
     }
 
-    QColor fill = on ? m_onColor : pal.grey;
+    // An off track on the light theme needs a touch more weight than the raised grey to read as a control.
+    QColor fill = on ? m_onColor : (pal.dark ? pal.grey : theme::blend(pal.grey, pal.controlEdge, 0.45));
     QColor edge = on ? m_onColor.darker(115) : pal.controlEdge;
     if (isDown()) {
         fill = theme::blend(fill, pal.ink, 0.08);
