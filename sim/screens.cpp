@@ -280,6 +280,7 @@ QJsonArray handoverBody(const Flow &flow)
                                              {}, {{u"body"_s, QJsonObject{{u"value"_s, !flow.beacon()}}}})}}},
     };
     return {
+        heading(u"Before you hand it over"_s, 13),
         el(u"wizard"_s, {{u"flow"_s, u"row"_s}, {u"stages"_s, stages}}),
         el(u"divider"_s),
         el(u"cards"_s, {{u"cards"_s, cards}}),
