@@ -1,0 +1,376 @@
+// The shapes canvas: reading and clamping the drawing, sizing, hit testing through transforms,
+// presses, the tween, and pixels where a fault would show.
+#include "app/theme.h"
+#include "prims/canvas.h"
+#include "prims/registry.h"
+#include "support/testsupport.h"
+
+#include <QJsonArray>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Pressed
+{
+    QString path;
+    QJsonObject body;
+    int count = 0;
+};
+
+std::unique_ptr<prims::Canvas> makeCanvas(const QJsonObject &spec, Pressed *pressed = nullptr, int width = 0)
+{
+    auto canvas = std::make_unique<prims::Canvas>();
+    if (pressed) {
+        canvas->setPressHandler([pressed](const QString &path, const QJsonObject &body) {
+            pressed->path = path;
+            pressed->body = body;
+            ++pressed->count;
+        });
+    }
+    canvas->setSpec(spec, false);
+    const int w = width > 0 ? width : int(canvas->designWidth());
+    canvas->resize(w, canvas->heightForWidth(w));
+    // Painting makes the hit regions.
+    canvas->grab();
+    return canvas;
+}
+
+QJsonObject spec(const char *items, const char *extra = "")
+{
+    const QByteArray text = QByteArray("{\"width\":200,\"height\":100") + extra + ",\"items\":" + items + "}";
+    return testsupport::json(text.constData());
+}
+
+} // namespace
+
+class TestCanvas final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { testsupport::isolateConfig(); }
+
+    void specClamps_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("width");
+        QTest::addColumn<double>("height");
+        QTest::addColumn<int>("tween");
+        QTest::newRow("defaults") << u"{}"_s << 400.0 << 200.0 << 0;
+        QTest::newRow("zero width") << uR"({"width":0,"height":50})"_s << 1.0 << 50.0 << 0;
+        QTest::newRow("huge") << uR"({"width":1e308,"height":-3,"tween_ms":5000})"_s << 8000.0 << 1.0 << 2000;
+        QTest::newRow("wrong types") << uR"({"width":"300","height":true,"tween_ms":"9"})"_s << 400.0 << 200.0 << 0;
+        QTest::newRow("negative tween") << uR"({"tween_ms":-5})"_s << 400.0 << 200.0 << 0;
+    }
+    void specClamps()
+    {
+        QFETCH(QString, text);
+        QFETCH(double, width);
+        QFETCH(double, height);
+        QFETCH(int, tween);
+        prims::Canvas canvas;
+        canvas.setSpec(testsupport::json(text.toUtf8().constData()), false);
+        QCOMPARE(canvas.designWidth(), width);
+        QCOMPARE(canvas.designHeight(), height);
+        QCOMPARE(canvas.tweenMs(), tween);
+    }
+
+    void heightForWidth_data()
+    {
+        QTest::addColumn<QString>("fit");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        // Design 400 x 150.
+        QTest::newRow("same width") << QString() << 400 << 150;
+        QTest::newRow("never grows without fit") << QString() << 800 << 150;
+        QTest::newRow("shrinks without fit") << QString() << 200 << 75;
+        QTest::newRow("half rounds away from zero") << QString() << 1 << 1;
+        QTest::newRow("grows with fit") << u"width"_s << 800 << 300;
+        QTest::newRow("fit caps at 2.5") << u"width"_s << 4000 << 375;
+        QTest::newRow("fit floor 0.02") << u"width"_s << 2 << 3;
+        QTest::newRow("no width") << QString() << 0 << 150;
+    }
+    void heightForWidth()
+    {
+        QFETCH(QString, fit);
+        QFETCH(int, width);
+        QFETCH(int, height);
+        prims::Canvas canvas;
+        canvas.setSpec(QJsonObject{{"width"_L1, 400}, {"height"_L1, 150}, {"fit"_L1, fit}}, false);
+        QCOMPARE(canvas.heightForWidth(width), height);
+        QVERIFY(canvas.hasHeightForWidth());
+    }
+
+    void maximumWidth_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("maxWidth");
+        QTest::newRow("design width") << uR"({"width":300.6})"_s << 301;
+        QTest::newRow("at most 1600") << uR"({"width":5000})"_s << 1600;
+        QTest::newRow("fit is unlimited") << uR"({"width":300,"fit":"width"})"_s << QWIDGETSIZE_MAX;
+    }
+    void maximumWidth()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, maxWidth);
+        prims::Canvas canvas;
+        canvas.setSpec(testsupport::json(text.toUtf8().constData()), false);
+        QCOMPARE(canvas.maximumWidth(), maxWidth);
+    }
+
+    // Presses go to the region painted last that contains the point, mapped through its
+    // transform; hidden items make no region.
+    void hitTesting_data()
+    {
+        QTest::addColumn<QString>("items");
+        QTest::addColumn<QPoint>("at");
+        QTest::addColumn<QString>("path");
+        const QString overlap = uR"([
+            {"kind":"rect","x":10,"y":10,"w":100,"h":60,"tone":"ok","click":{"path":"/under"}},
+            {"kind":"rect","x":50,"y":30,"w":100,"h":60,"tone":"warn","click":{"path":"/over"}}])"_s;
+        QTest::newRow("overlap: top one wins") << overlap << QPoint(60, 40) << u"/over"_s;
+        QTest::newRow("overlap: only the lower one") << overlap << QPoint(20, 20) << u"/under"_s;
+        QTest::newRow("overlap: miss") << overlap << QPoint(190, 5) << QString();
+        const QString hidden = uR"([
+            {"kind":"rect","x":0,"y":0,"w":100,"h":100,"click":{"path":"/base"}},
+            {"kind":"rect","x":0,"y":0,"w":100,"h":100,"hidden":true,"click":{"path":"/hidden"}},
+            {"kind":"rect","x":0,"y":0,"w":100,"h":100,"visible":"no","click":{"path":"/invisible"}}])"_s;
+        QTest::newRow("hidden items make no region") << hidden << QPoint(50, 50) << u"/base"_s;
+        // Rotated 90 degrees around (50, 50): the 100 x 10 bar at y 45 stands upright.
+        const QString rotated = uR"([{"kind":"rect","x":0,"y":45,"w":100,"h":10,
+            "transform":{"rotate":90,"ox":50,"oy":50},"click":{"path":"/bar"}}])"_s;
+        QTest::newRow("rotated: on the upright bar") << rotated << QPoint(50, 10) << u"/bar"_s;
+        QTest::newRow("rotated: where the bar was") << rotated << QPoint(10, 50) << QString();
+        const QString moved = uR"([{"kind":"hit","x":0,"y":0,"w":10,"h":10,
+            "transform":{"tx":100,"ty":20,"scale":3},"click":{"path":"/moved"}}])"_s;
+        QTest::newRow("translated and scaled: inside") << moved << QPoint(125, 45) << u"/moved"_s;
+        QTest::newRow("translated and scaled: origin") << moved << QPoint(5, 5) << QString();
+        const QString grouped = uR"([{"kind":"group","transform":{"tx":100},"click":{"path":"/group"},
+            "items":[{"kind":"rect","x":0,"y":0,"w":20,"h":20,"click":{"path":"/child"}},
+                     {"kind":"rect","x":40,"y":0,"w":20,"h":20}]}])"_s;
+        QTest::newRow("group child wins inside the group") << grouped << QPoint(110, 10) << u"/child"_s;
+        QTest::newRow("group region covers its children") << grouped << QPoint(150, 10) << u"/group"_s;
+        QTest::newRow("group region ends with its children") << grouped << QPoint(10, 10) << QString();
+        const QString used = uR"([{"kind":"use","ref":"pad","x":120,"click":{"path":"/use"}}])"_s;
+        QTest::newRow("use lays its keys over the definition") << used << QPoint(130, 10) << u"/use"_s;
+        QTest::newRow("use: the definition's own place is empty") << used << QPoint(10, 10) << QString();
+        const QString noPath = uR"([{"kind":"rect","x":0,"y":0,"w":100,"h":100,"click":{"path":"/under"}},
+            {"kind":"rect","x":0,"y":0,"w":50,"h":50,"click":{"tip":"just a tip"}}])"_s;
+        QTest::newRow("top region without a path stops the press") << noPath << QPoint(20, 20) << QString();
+        QTest::newRow("past the pathless region") << noPath << QPoint(80, 80) << u"/under"_s;
+    }
+    void hitTesting()
+    {
+        QFETCH(QString, items);
+        QFETCH(QPoint, at);
+        QFETCH(QString, path);
+        QJsonObject s = spec(items.toUtf8().constData());
+        s.insert("defs"_L1, testsupport::json(R"({"pad":{"kind":"rect","x":0,"y":0,"w":20,"h":20,"tone":"ok"}})"));
+        Pressed pressed;
+        auto canvas = makeCanvas(s, &pressed);
+        QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, at);
+        QCOMPARE(pressed.path, path);
+        QCOMPARE(pressed.count, path.isEmpty() ? 0 : 1);
+    }
+
+    // The widget scale applies to regions too: a canvas drawn at half size hits at half the place.
+    void hitTestingFollowsScale()
+    {
+        Pressed pressed;
+        auto canvas = makeCanvas(spec(R"([{"kind":"rect","x":100,"y":50,"w":100,"h":50,
+                                            "click":{"path":"/p","body":{"slot":7}}}])"),
+                                 &pressed, 100);
+        QCOMPARE(canvas->height(), 50);
+        QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, QPoint(40, 40));
+        QCOMPARE(pressed.count, 0);
+        QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, QPoint(75, 40));
+        QCOMPARE(pressed.count, 1);
+        QCOMPARE(pressed.body.value("slot"_L1).toInt(), 7);
+    }
+
+    void noninvertibleRegionIsSkipped()
+    {
+        prims::Canvas canvas;
+        canvas.setSpec(spec(R"([{"kind":"rect","x":0,"y":0,"w":200,"h":100,"click":{"path":"/a"}},
+                                {"kind":"rect","x":0,"y":0,"w":200,"h":100,"click":{"path":"/b"}}])"),
+                       false);
+        canvas.resize(200, 100);
+        canvas.grab();
+        QCOMPARE(canvas.hitRegions().size(), 2);
+        QCOMPARE(canvas.regionAt(QPointF(5, 5))->path, u"/b"_s);
+    }
+
+    void pathSegments()
+    {
+        // Lower-case letters act as upper case; a segment short of numbers is skipped.
+        auto canvas = makeCanvas(spec(R"([{"kind":"path","click":{"path":"/p"},
+            "d":[["m",10,10],["l",60,40],["L",190],["q",70,50,80,20],"junk",["X",1,2],["z"]]}])"));
+        QCOMPARE(canvas->hitRegions().size(), 1);
+        // The curve from (60, 40) bends down to y 42.5 on its way to (80, 20).
+        QCOMPARE(canvas->hitRegions().first().rect, QRectF(10, 10, 70, 32.5));
+        auto empty = makeCanvas(spec(R"([{"kind":"path","d":[["L",5]],"click":{"path":"/p"}}])"));
+        QCOMPARE(empty->hitRegions().first().rect, QRectF());
+    }
+
+    void cursor_data()
+    {
+        QTest::addColumn<QString>("items");
+        QTest::addColumn<int>("shape");
+        QTest::newRow("plain") << uR"([{"kind":"rect","w":10,"h":10}])"_s << int(Qt::ArrowCursor);
+        QTest::newRow("clickable") << uR"([{"kind":"hit","w":10,"h":10,"click":{"path":"/x"}}])"_s
+                                   << int(Qt::PointingHandCursor);
+        QTest::newRow("in a group") << uR"([{"kind":"group","items":[{"kind":"hit","click":{"path":"/x"}}]}])"_s
+                                    << int(Qt::PointingHandCursor);
+        QTest::newRow("through use") << uR"([{"kind":"use","ref":"button"}])"_s << int(Qt::PointingHandCursor);
+        QTest::newRow("use of nothing") << uR"([{"kind":"use","ref":"missing"}])"_s << int(Qt::ArrowCursor);
+    }
+    void cursor()
+    {
+        QFETCH(QString, items);
+        QFETCH(int, shape);
+        QJsonObject s = spec(items.toUtf8().constData());
+        s.insert("defs"_L1, testsupport::json(R"({"button":{"kind":"rect","click":{"path":"/b"}}})"));
+        prims::Canvas canvas;
+        canvas.setSpec(s, false);
+        QCOMPARE(int(canvas.cursor().shape()), shape);
+    }
+
+    void tweenValues_data()
+    {
+        QTest::addColumn<double>("t");
+        QTest::addColumn<double>("x");
+        QTest::addColumn<double>("w");
+        QTest::addColumn<double>("opacity");
+        QTest::addColumn<double>("rotate");
+        QTest::addColumn<double>("y2");
+        // From x 0 / w 100 / opacity (absent = 1) / rotate 0 / y2 absent(0)
+        // to   x 100 / w 50  / opacity 0.5           / rotate 90 / y2 40.
+        QTest::newRow("start") << 0.0 << 0.0 << 100.0 << 1.0 << 0.0 << 0.0;
+        QTest::newRow("middle") << 0.5 << 50.0 << 75.0 << 0.75 << 45.0 << 20.0;
+        QTest::newRow("quarter") << 0.25 << 25.0 << 87.5 << 0.875 << 22.5 << 10.0;
+        QTest::newRow("end") << 1.0 << 100.0 << 50.0 << 0.5 << 90.0 << 40.0;
+        QTest::newRow("past the end clamps") << 3.0 << 100.0 << 50.0 << 0.5 << 90.0 << 40.0;
+    }
+    void tweenValues()
+    {
+        QFETCH(double, t);
+        QFETCH(double, x);
+        QFETCH(double, w);
+        QFETCH(double, opacity);
+        QFETCH(double, rotate);
+        QFETCH(double, y2);
+        const QJsonObject before = testsupport::json(R"({"id":"car","kind":"rect","x":0,"w":100,"tone":"ok"})");
+        const QJsonObject after = testsupport::json(
+            R"({"id":"car","kind":"rect","x":100,"w":50,"opacity":0.5,"y2":40,"transform":{"rotate":90},"tone":"warn"})");
+        const QJsonObject mid = prims::Canvas::tweenItem(before, after, t);
+        QCOMPARE(mid.value("x"_L1).toDouble(), x);
+        QCOMPARE(mid.value("w"_L1).toDouble(), w);
+        QCOMPARE(mid.value("opacity"_L1).toDouble(), opacity);
+        QCOMPARE(mid.value("y2"_L1).toDouble(), y2);
+        QCOMPARE(mid.value("transform"_L1).toObject().value("rotate"_L1).toDouble(), rotate);
+        // Keys on neither side stay absent; other keys are the new item's.
+        QVERIFY(!mid.contains("h"_L1));
+        QVERIFY(!mid.value("transform"_L1).toObject().contains("tx"_L1));
+        QCOMPARE(mid.value("tone"_L1).toString(), u"warn"_s);
+    }
+
+    void tweenLimitsEnds()
+    {
+        const QJsonObject mid =
+            prims::Canvas::tweenItem(QJsonObject{{"x"_L1, -1e300}}, QJsonObject{{"x"_L1, 1e300}}, 0.5);
+        QCOMPARE(mid.value("x"_L1).toDouble(), 0.0);
+    }
+
+    // Which items a running tween moves: same id and same kind, found through groups.
+    void tweenMatching()
+    {
+        prims::Canvas canvas;
+        canvas.setSpec(spec(R"([{"id":"a","kind":"rect","x":0},{"id":"b","kind":"rect","x":0},{"kind":"rect","x":0},
+                                {"kind":"group","items":[{"id":"c","kind":"ellipse","x":0}]}])",
+                            R"(,"tween_ms":400)"),
+                       false);
+        QCOMPARE(canvas.tweenProgress(), 1.0);
+        canvas.setSpec(spec(R"([{"id":"a","kind":"rect","x":100},{"id":"b","kind":"ellipse","x":100},
+                                {"kind":"rect","x":100},
+                                {"kind":"group","items":[{"id":"c","kind":"ellipse","x":100}]}])",
+                            R"(,"tween_ms":400)"),
+                       false);
+        const QJsonArray half = canvas.itemsAt(0.5);
+        QCOMPARE(half.at(0).toObject().value("x"_L1).toDouble(), 50.0);
+        QCOMPARE(half.at(1).toObject().value("x"_L1).toDouble(), 100.0);
+        QCOMPARE(half.at(2).toObject().value("x"_L1).toDouble(), 100.0);
+        const QJsonObject inner = half.at(3).toObject().value("items"_L1).toArray().at(0).toObject();
+        QCOMPARE(inner.value("x"_L1).toDouble(), 50.0);
+        QCOMPARE(canvas.itemsAt(1.0).at(0).toObject().value("x"_L1).toDouble(), 100.0);
+        QTRY_COMPARE_WITH_TIMEOUT(canvas.tweenProgress(), 1.0, 5000);
+    }
+
+    // Pixels where a mistake would show: the background, a vertical gradient, a hidden item.
+    void pixels()
+    {
+        auto canvas = makeCanvas(spec(R"([
+            {"kind":"rect","x":0,"y":0,"w":100,"h":100,"fill":{"gradient":"linear","box":true,
+                "stops":[[0,"#ff0000"],[1,"#0000ff"]]}},
+            {"kind":"rect","x":100,"y":0,"w":100,"h":100,"fill":"#00ff00","hidden":true}])",
+                                      ",\"background\":\"#101010\""));
+        const QImage img = canvas->grab().toImage();
+        const QColor top = img.pixelColor(50, 2);
+        const QColor bottom = img.pixelColor(50, 97);
+        QVERIFY2(top.red() > 200 && top.blue() < 60, qPrintable(top.name()));
+        QVERIFY2(bottom.blue() > 200 && bottom.red() < 60, qPrintable(bottom.name()));
+        QCOMPARE(img.pixelColor(150, 50), QColor(u"#101010"_s));
+    }
+
+    // Malformed and extreme items draw what they can and never crash.
+    void badInputPaints_data()
+    {
+        QTest::addColumn<QString>("items");
+        QTest::newRow("not objects") << uR"([1,"x",null,[2]])"_s;
+        QTest::newRow("huge coordinates") << uR"([{"kind":"rect","x":1e308,"y":-1e308,"w":1e308,"h":1e308}])"_s;
+        QTest::newRow("grid with tiny steps")
+            << uR"([{"kind":"grid","x":0,"y":0,"w":1e6,"h":1e6,"step_x":0,"step_y":-4}])"_s;
+        QTest::newRow("bad points") << uR"([{"kind":"poly","points":[[1],["a","b"],[3,4,5],7]}])"_s;
+        QTest::newRow("self use") << uR"([{"kind":"use","ref":"loop"}])"_s;
+        QTest::newRow("bad gradient") << uR"([{"kind":"ellipse","w":50,"h":50,"fill":{"stops":[[2],[-1,5],"x"]}}])"_s;
+        QTest::newRow("bad stroke") << uR"([{"kind":"line","x2":50,"stroke":{"weight":-9,"dash":7}}])"_s;
+        QTest::newRow("bad image") << uR"([{"kind":"image","data":"data:image/png;base64,@@","w":20,"h":20}])"_s;
+        QString deep = uR"({"kind":"rect","w":9,"h":9})"_s;
+        for (int i = 0; i < 12; ++i)
+            deep = uR"({"kind":"group","items":[%1]})"_s.arg(deep);
+        QTest::newRow("deep groups") << u"[%1]"_s.arg(deep);
+        QTest::newRow("text extremes")
+            << uR"([{"kind":"label","text":"x","size":1e9,"wrap":-5,"pad":1e9,"rotate":"a"}])"_s;
+    }
+    void badInputPaints()
+    {
+        QFETCH(QString, items);
+        QJsonObject s = spec(items.toUtf8().constData());
+        s.insert("defs"_L1, testsupport::json(R"({"loop":{"kind":"use","ref":"loop"}})"));
+        auto canvas = makeCanvas(s);
+        QVERIFY(!canvas->grab().isNull());
+    }
+
+    void builtThroughTheRegistry()
+    {
+        QString path;
+        prims::Callbacks cb;
+        cb.press = [&path](const QString &p, const QJsonObject &) { path = p; };
+        QWidget host;
+        const QJsonObject el = testsupport::json(R"({"type":"shapes","width":200,"height":100,
+            "items":[{"kind":"hit","w":200,"h":100,"click":{"path":"/r"}}]})");
+        QWidget *w = prims::buildPrimitive(el, cb, 0, &host);
+        auto *canvas = qobject_cast<prims::Canvas *>(w);
+        QVERIFY(canvas);
+        canvas->resize(200, 100);
+        canvas->grab();
+        QTest::mouseClick(canvas, Qt::LeftButton, {}, QPoint(10, 10));
+        QCOMPARE(path, u"/r"_s);
+    }
+};
+
+QTEST_MAIN(TestCanvas)
+#include "tst_canvas.moc"

@@ -1,0 +1,207 @@
+// The JSON readers every builder relies on, and the registry's lookup and depth rules.
+#include "prims/json.h"
+#include "prims/registry.h"
+#include "render/element.h"
+#include "support/testsupport.h"
+
+#include <QJsonArray>
+#include <QLabel>
+#include <QTest>
+
+#include <cmath>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+class TestReaders final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { testsupport::isolateConfig(); }
+
+    void readInt_data()
+    {
+        QTest::addColumn<QJsonValue>("value");
+        QTest::addColumn<int>("def");
+        QTest::addColumn<int>("lo");
+        QTest::addColumn<int>("hi");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("in range") << QJsonValue(42) << 6 << 0 << 200 << 42;
+        QTest::newRow("truncated, not rounded") << QJsonValue(2.9) << 0 << 0 << 10 << 2;
+        QTest::newRow("negative truncates toward zero") << QJsonValue(-2.9) << 0 << -10 << 10 << -2;
+        QTest::newRow("above hi") << QJsonValue(500) << 6 << 0 << 200 << 200;
+        QTest::newRow("below lo") << QJsonValue(-5) << 6 << 0 << 200 << 0;
+        QTest::newRow("bounds reversed") << QJsonValue(500) << 6 << 200 << 0 << 200;
+        QTest::newRow("bounds reversed, low side") << QJsonValue(-1) << 6 << 200 << 0 << 0;
+        QTest::newRow("string takes default") << QJsonValue(u"12"_s) << 6 << 0 << 200 << 6;
+        QTest::newRow("bool takes default") << QJsonValue(true) << 6 << 0 << 200 << 6;
+        QTest::newRow("null takes default") << QJsonValue(QJsonValue::Null) << 7 << 0 << 200 << 7;
+        QTest::newRow("default is clamped too") << QJsonValue(QJsonValue::Undefined) << 900 << 0 << 200 << 200;
+        QTest::newRow("huge clamps to hi") << QJsonValue(1e300) << 0 << 0 << 4000 << 4000;
+        QTest::newRow("huge negative clamps to lo") << QJsonValue(-1e300) << 0 << -50 << 4000 << -50;
+        QTest::newRow("beyond int range")
+            << QJsonValue(3e9) << 0 << std::numeric_limits<int>::min() << std::numeric_limits<int>::max() << 2000000000;
+    }
+    void readInt()
+    {
+        QFETCH(QJsonValue, value);
+        QFETCH(int, def);
+        QFETCH(int, lo);
+        QFETCH(int, hi);
+        QFETCH(int, expected);
+        QJsonObject o;
+        if (!value.isUndefined())
+            o.insert("k"_L1, value);
+        QCOMPARE(prims::readInt(o, "k"_L1, def, lo, hi), expected);
+    }
+
+    void clampNonFinite_data()
+    {
+        QTest::addColumn<double>("value");
+        QTest::addColumn<int>("expected");
+        // A value that is no number at all counts as very negative: it lands on the low bound.
+        QTest::newRow("nan") << std::nan("") << 40;
+        QTest::newRow("+inf") << std::numeric_limits<double>::infinity() << 40;
+        QTest::newRow("-inf") << -std::numeric_limits<double>::infinity() << 40;
+        QTest::newRow("finite") << 100.0 << 100;
+    }
+    void clampNonFinite()
+    {
+        QFETCH(double, value);
+        QFETCH(int, expected);
+        QCOMPARE(prims::clampToInt(value, 4000, 40), expected);
+    }
+
+    void readText_data()
+    {
+        QTest::addColumn<QJsonValue>("value");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("string") << QJsonValue(u"row"_s) << u"row"_s;
+        QTest::newRow("empty string stays empty") << QJsonValue(u""_s) << QString();
+        QTest::newRow("true") << QJsonValue(true) << u"true"_s;
+        QTest::newRow("false") << QJsonValue(false) << u"false"_s;
+        QTest::newRow("number takes default") << QJsonValue(3) << u"dflt"_s;
+        QTest::newRow("object takes default") << QJsonValue(QJsonObject{{"a"_L1, 1}}) << u"dflt"_s;
+        QTest::newRow("missing takes default") << QJsonValue(QJsonValue::Undefined) << u"dflt"_s;
+    }
+    void readText()
+    {
+        QFETCH(QJsonValue, value);
+        QFETCH(QString, expected);
+        QJsonObject o;
+        if (!value.isUndefined())
+            o.insert("k"_L1, value);
+        QCOMPARE(prims::readText(o, "k"_L1, u"dflt"_s), expected);
+    }
+
+    void readFlag_data()
+    {
+        QTest::addColumn<QJsonValue>("value");
+        QTest::addColumn<bool>("def");
+        QTest::addColumn<bool>("expected");
+        QTest::newRow("true") << QJsonValue(true) << false << true;
+        QTest::newRow("false") << QJsonValue(false) << true << false;
+        QTest::newRow("number non-zero") << QJsonValue(0.5) << false << true;
+        QTest::newRow("number zero") << QJsonValue(0) << true << false;
+        QTest::newRow("YES") << QJsonValue(u"YES"_s) << false << true;
+        QTest::newRow("True") << QJsonValue(u"True"_s) << false << true;
+        QTest::newRow("\"1\"") << QJsonValue(u"1"_s) << false << true;
+        QTest::newRow("No") << QJsonValue(u"No"_s) << true << false;
+        QTest::newRow("\"0\"") << QJsonValue(u"0"_s) << true << false;
+        QTest::newRow("FALSE") << QJsonValue(u"FALSE"_s) << true << false;
+        QTest::newRow("other word keeps default true") << QJsonValue(u"maybe"_s) << true << true;
+        QTest::newRow("other word keeps default false") << QJsonValue(u"on"_s) << false << false;
+        QTest::newRow("padded word is no flag") << QJsonValue(u" yes"_s) << false << false;
+        QTest::newRow("array keeps default") << QJsonValue(QJsonArray{true}) << false << false;
+        QTest::newRow("null keeps default") << QJsonValue(QJsonValue::Null) << true << true;
+    }
+    void readFlag()
+    {
+        QFETCH(QJsonValue, value);
+        QFETCH(bool, def);
+        QFETCH(bool, expected);
+        const QJsonObject o{{"k"_L1, value}};
+        QCOMPARE(prims::readFlag(o, "k"_L1, def), expected);
+    }
+
+    void readArray_data()
+    {
+        QTest::addColumn<QJsonValue>("value");
+        QTest::addColumn<int>("cap");
+        QTest::addColumn<QJsonArray>("expected");
+        QTest::newRow("under cap") << QJsonValue(QJsonArray{1, 2}) << 4 << QJsonArray{1, 2};
+        QTest::newRow("cut from the end") << QJsonValue(QJsonArray{1, 2, 3, 4, 5}) << 3 << QJsonArray{1, 2, 3};
+        QTest::newRow("cap zero") << QJsonValue(QJsonArray{1}) << 0 << QJsonArray{};
+        QTest::newRow("negative cap") << QJsonValue(QJsonArray{1}) << -4 << QJsonArray{};
+        QTest::newRow("object is no array") << QJsonValue(QJsonObject{{"a"_L1, 1}}) << 4 << QJsonArray{};
+        QTest::newRow("string is no array") << QJsonValue(u"[1,2]"_s) << 4 << QJsonArray{};
+    }
+    void readArray()
+    {
+        QFETCH(QJsonValue, value);
+        QFETCH(int, cap);
+        QFETCH(QJsonArray, expected);
+        QCOMPARE(prims::readArray(QJsonObject{{"k"_L1, value}}, "k"_L1, cap), expected);
+    }
+
+    void readNumberAndObject()
+    {
+        const QJsonObject o = testsupport::json(R"({"n": 2.5, "s": "2.5", "o": {"a": 1}, "a": [1]})");
+        QCOMPARE(prims::readNumber(o, "n"_L1, 9), 2.5);
+        QCOMPARE(prims::readNumber(o, "s"_L1, 9), 9.0);
+        QCOMPARE(prims::readNumber(o, "missing"_L1, 9), 9.0);
+        QCOMPARE(prims::readObject(o, "o"_L1).value("a"_L1).toInt(), 1);
+        QVERIFY(prims::readObject(o, "a"_L1).isEmpty());
+        QVERIFY(prims::readObject(o, "n"_L1).isEmpty());
+    }
+
+    void registryLookup_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<bool>("found");
+        QTest::newRow("layout") << u"layout"_s << true;
+        QTest::newRow("shapes") << u"shapes"_s << true;
+        QTest::newRow("other case") << u"Layout"_s << false;
+        QTest::newRow("padded") << u"layout "_s << false;
+        QTest::newRow("empty") << QString() << false;
+    }
+    void registryLookup()
+    {
+        QFETCH(QString, type);
+        QFETCH(bool, found);
+        QCOMPARE(prims::find(type) != nullptr, found);
+        QCOMPARE(prims::primitiveNames().size(), 30);
+    }
+
+    // 13 levels (0 to 12) draw; the next one shows the note in its place.
+    void nestingLimit_data()
+    {
+        QTest::addColumn<int>("levels");
+        QTest::addColumn<bool>("noteExpected");
+        QTest::newRow("13 levels draw") << 13 << false;
+        QTest::newRow("14 levels show the note") << 14 << true;
+    }
+    void nestingLimit()
+    {
+        QFETCH(int, levels);
+        QFETCH(bool, noteExpected);
+        QJsonObject el{{"type"_L1, u"text"_s}, {"text"_L1, u"innermost"_s}};
+        for (int i = 1; i < levels; ++i)
+            el = QJsonObject{{"type"_L1, u"layout"_s}, {"items"_L1, QJsonArray{el}}};
+        QWidget host;
+        QWidget *w = render::element(el, {}, 0, &host);
+        QVERIFY(w);
+        bool note = false;
+        bool text = false;
+        for (const QLabel *label : w->findChildren<QLabel *>()) {
+            note = note || label->text() == "(nested too deeply to draw)"_L1;
+            text = text || label->text() == "innermost"_L1;
+        }
+        QCOMPARE(note, noteExpected);
+        QCOMPARE(text, !noteExpected);
+    }
+};
+
+QTEST_MAIN(TestReaders)
+#include "tst_readers.moc"
