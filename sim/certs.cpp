@@ -20,7 +20,7 @@ QString defaultCertDir()
     return base + u"/kestro-unit-sim"_s;
 }
 
-CertFiles ensureCertificate(const QString &dir, const QString &name, const QString &commonName)
+CertFiles ensureCertificate(const QString &dir, const QString &name, const QString &commonName, const QString &address)
 {
     CertFiles files{dir + u'/' + name + u".crt"_s, dir + u'/' + name + u".key"_s, {}};
     if (QFileInfo::exists(files.cert) && QFileInfo::exists(files.key))
@@ -33,8 +33,9 @@ CertFiles ensureCertificate(const QString &dir, const QString &name, const QStri
     QProcess openssl;
     openssl.start(u"openssl"_s,
                   {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:prime256v1"_s,
-                   u"-nodes"_s, u"-days"_s, u"3650"_s, u"-subj"_s, u"/CN="_s + commonName, u"-keyout"_s,
-                   files.key + u".part"_s, u"-out"_s, files.cert + u".part"_s});
+                   u"-nodes"_s, u"-days"_s, u"3650"_s, u"-subj"_s, u"/CN="_s + commonName, u"-addext"_s,
+                   u"subjectAltName=DNS:%1,IP:%2"_s.arg(commonName, address), u"-keyout"_s, files.key + u".part"_s,
+                   u"-out"_s, files.cert + u".part"_s});
     if (!openssl.waitForStarted(10000)) {
         files.error = u"cannot run openssl to make a certificate: %1"_s.arg(openssl.errorString());
         return files;

@@ -15,8 +15,9 @@ struct CertFiles
 };
 
 // Makes sure "<dir>/<name>.crt" and "<dir>/<name>.key" exist, generating a fresh pair with
-// `openssl req` when either is missing. `commonName` goes into the certificate's subject.
-CertFiles ensureCertificate(const QString &dir, const QString &name, const QString &commonName);
+// `openssl req` when either is missing. `commonName` goes into the certificate's subject and,
+// with `address`, into its alternative names, so a client that trusts the file can check it.
+CertFiles ensureCertificate(const QString &dir, const QString &name, const QString &commonName, const QString &address);
 
 // Reads a PEM certificate and key into a server-side TLS configuration; `error` explains a
 // failure (and the returned configuration is then not to be used).

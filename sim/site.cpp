@@ -51,7 +51,7 @@ bool Site::start()
                 // Each unit keeps its own certificate, as real units do; "-other" is its stand-in
                 // for a reflashed or replaced unit.
                 const QString name = unit->config().info.unitId + (m_options.otherCert ? u"-other"_s : QString());
-                files = ensureCertificate(dir, name, unit->config().info.hostname);
+                files = ensureCertificate(dir, name, unit->config().info.hostname, unit->config().info.address);
             }
             if (!files.error.isEmpty()) {
                 m_error = files.error;
