@@ -8,6 +8,7 @@
 #include <QEvent>
 #include <QHelpEvent>
 #include <QMouseEvent>
+#include <QResizeEvent>
 #include <QToolTip>
 
 #include <algorithm>
@@ -169,6 +170,18 @@ const Canvas::HitRegion *Canvas::regionAt(QPointF pos) const
             return &*it;
     }
     return nullptr;
+}
+
+void Canvas::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    // Splitters and scroll areas do not ask for height for width; a minimum height keeps the
+    // drawing whole inside them as well.
+    if (minimumHeight() != maximumHeight()) {
+        const int wanted = heightForWidth(width());
+        if (minimumHeight() != wanted)
+            setMinimumHeight(wanted);
+    }
 }
 
 void Canvas::mousePressEvent(QMouseEvent *event)

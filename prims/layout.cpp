@@ -9,6 +9,7 @@
 #include <QBoxLayout>
 #include <QScrollArea>
 #include <QSplitter>
+#include <QTabBar>
 #include <QTabWidget>
 
 #include <algorithm>
@@ -233,6 +234,8 @@ QWidget *buildTabs(const QJsonObject &el, const Callbacks &cb, int depth, QWidge
     const theme::Palette &p = theme::palette();
     auto *widget = new QTabWidget(parent);
     widget->setDocumentMode(true);
+    // The pane draws its own border; the bar's base line would draw a second, lighter one.
+    widget->tabBar()->setDrawBase(false);
     widget->setStyleSheet(u"QTabWidget::pane { border:1px solid %1; border-radius:5px;                   "
                           "background:%2; }QTabBar::tab { background:%3; color:%4; padding:5px 12px;               "
                           "border:1px solid %1; border-bottom:none;               "
