@@ -1,6 +1,7 @@
 #include "app/offline.h"
 
 #include "app/theme.h"
+#include "prims/text.h"
 #include "render/screen.h"
 
 #include <QAbstractScrollArea>
@@ -150,10 +151,11 @@ QWidget *chromeShell(const QJsonObject &description, QWidget *screen)
     auto *headerRow = new QHBoxLayout(header);
     headerRow->setContentsMargins(0, 0, 0, 0);
     headerRow->addWidget(
-        styledLabel(description.value("title"_L1).toString(), theme::uiFont(18, true), QString(), header), 1);
+        styledLabel(prims::capped(description.value("title"_L1).toString()), theme::uiFont(18, true), QString(), header),
+        1);
     const QJsonObject badge = description.value("badge"_L1).toObject();
     const QString tone = badge.value("tone"_L1).toString();
-    headerRow->addWidget(styledLabel(badge.value("label"_L1).toString(), theme::uiFont(9, true),
+    headerRow->addWidget(styledLabel(prims::capped(badge.value("label"_L1).toString(), 60), theme::uiFont(9, true),
                                      u"color:%1; background:%2;border-radius:8px; padding:2px 8px;"_s.arg(
                                          theme::toneColor(tone).name(), theme::toneSoft(tone).name()),
                                      header));
@@ -163,7 +165,7 @@ QWidget *chromeShell(const QJsonObject &description, QWidget *screen)
     const QString signedInAs = description.value("signed_in_as"_L1).toString();
     if (!signedInAs.isEmpty())
         subtitle += u"   |   signed in as "_s + signedInAs;
-    box->addWidget(styledLabel(subtitle, theme::uiFont(10), u"color:%1;"_s.arg(theme::palette().muted.name()),
+    box->addWidget(styledLabel(prims::capped(subtitle, 200), theme::uiFont(10), u"color:%1;"_s.arg(theme::palette().muted.name()),
                                column));
     screen->setParent(column);
     box->addWidget(screen, 1);

@@ -9,9 +9,32 @@
 
 namespace prims {
 
+QString breakable(const QString &text)
+{
+    constexpr int run = 24;
+    QString out;
+    int sinceSpace = 0;
+    for (const QChar c : text) {
+        if (c.isSpace()) {
+            sinceSpace = 0;
+        } else if (++sinceSpace > run) {
+            out += QChar(0x200B);
+            sinceSpace = 1;
+        }
+        out += c;
+    }
+    return out;
+}
+
+QString capped(const QString &text, int most)
+{
+    return text.size() <= most ? text : text.left(std::max(0, most - 1)) + QChar(0x2026);
+}
+
 QLabel *textLabel(const QString &text, int points, const QColor &color, bool bold, bool mono, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    auto *label = new QLabel(breakable(text), parent);
+    label->setTextFormat(Qt::PlainText);
     QFont font = mono ? theme::monoFont(points) : theme::uiFont(points, bold);
     if (mono)
         font.setWeight(bold ? QFont::Bold : QFont::Normal);
@@ -27,7 +50,8 @@ QLabel *textLabel(const QString &text, int points, const QColor &color, bool bol
 
 QLabel *pillLabel(const QString &text, const QColor &color, int points, bool outlined, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    auto *label = new QLabel(capped(text, 40), parent);
+    label->setTextFormat(Qt::PlainText);
     label->setFont(theme::uiFont(std::clamp(points, 6, 24), true));
     const QString border = outlined ? QStringLiteral("1px solid ") + color.name() : QStringLiteral("none");
     label->setStyleSheet(QStringLiteral("color:%1; background:%2; border:%3;border-radius:%4px; padding:1px 9px;")

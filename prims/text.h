@@ -12,6 +12,14 @@ class QWidget;
 
 namespace prims {
 
+// The text with a zero-width break opportunity inside every run of more than 24 characters that
+// holds no space, so that word wrap can break long tokens (hashes, addresses) instead of widening
+// the screen to fit them.
+QString breakable(const QString &text);
+
+// At most `most` characters, an ellipsis marking the cut: for labels that never wrap.
+QString capped(const QString &text, int most = 120);
+
 // Word-wrapping, mouse-selectable label in the interface (or monospace) font.
 QLabel *textLabel(const QString &text, int points, const QColor &color, bool bold = false, bool mono = false,
                   QWidget *parent = nullptr);

@@ -2,6 +2,7 @@
 
 #include "app/theme.h"
 #include "app/version.h"
+#include "prims/text.h"
 
 #include <QFrame>
 #include <QLabel>
@@ -22,13 +23,15 @@ QFrame *needsUpdate(const QString &subject, QWidget *parent)
 
     auto *heading = new QLabel(QStringLiteral("This part of the screen needs a newer Kestro Connect"), frame);
     heading->setFont(theme::uiFont(10, true));
+    heading->setWordWrap(true);
     heading->setStyleSheet(QStringLiteral("color:%1;").arg(theme::toneColor(warn).name()));
     box->addWidget(heading);
 
     auto *text = new QLabel(QStringLiteral("The unit sent %1, which this app (v%2) cannot draw. Install the current "
                                            "Kestro Connect to see it. Everything else on this screen is unaffected.")
-                                .arg(subject, QLatin1String(app::kVersion)),
+                                .arg(prims::breakable(prims::capped(subject, 200)), QLatin1String(app::kVersion)),
                             frame);
+    text->setTextFormat(Qt::PlainText);
     text->setFont(theme::uiFont(9));
     text->setWordWrap(true);
     box->addWidget(text);

@@ -50,6 +50,9 @@ bool clientTooOld(const QString &minClient)
 QWidget *screen(const QJsonObject &description, const Actions &actions, QWidget *parent)
 {
     auto *root = new QWidget(parent);
+    // Whatever the unit sends, the screen fits the window's width: content that cannot shrink is
+    // clipped rather than forcing the whole window wider.
+    root->setMinimumWidth(1);
     auto *rootBox = new QVBoxLayout(root);
     rootBox->setContentsMargins(14, 12, 14, 12);
     rootBox->setSpacing(8);

@@ -53,7 +53,8 @@ QWidget *section(const QJsonObject &sec, const Actions &actions, int depth, QWid
     auto *header = new QWidget(frame);
     auto *headerBox = new QHBoxLayout(header);
     headerBox->setContentsMargins(0, 0, 0, 2);
-    auto *title = new QLabel(label, header);
+    auto *title = new QLabel(prims::breakable(label), header);
+    title->setTextFormat(Qt::PlainText);
     title->setObjectName(u"sectionTitle"_s);
     title->setFont(theme::uiFont(nested ? 11 : 13, true));
     title->setStyleSheet(u"color:%1;"_s.arg(theme::palette().ink.name()));

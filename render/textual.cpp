@@ -5,6 +5,7 @@
 #include "prims/text.h"
 
 #include <QHBoxLayout>
+#include <QPainter>
 #include <QLabel>
 
 using namespace Qt::StringLiterals;
@@ -43,8 +44,7 @@ QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
     box->setContentsMargins(0, 0, 0, 0);
     box->setSpacing(10);
     QLabel *label = prims::textLabel(prims::readText(el, "label"_L1), 10, theme::palette().muted, false, false, row);
-    label->setWordWrap(false);
-    label->setMinimumWidth(140);
+    label->setFixedWidth(150);
     label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     box->addWidget(label, 0, Qt::AlignTop);
     const QString tone = prims::readText(el, "tone"_L1, u"body"_s);
@@ -56,25 +56,82 @@ QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
 
 QWidget *chips(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
-    const QJsonArray items = prims::readArray(el, "items"_L1, 64);
-    auto *row = new QWidget(parent);
-    auto *box = new QHBoxLayout(row);
-    box->setContentsMargins(0, 0, 0, 0);
-    box->setSpacing(6);
-    for (const QJsonValue &v : items) {
+    QList<ChipFlow::Chip> list;
+    for (const QJsonValue &v : prims::readArray(el, "items"_L1, 64)) {
         const QJsonObject chip = v.toObject();
         const QString text = prims::readText(chip, "text"_L1);
-        if (text.isEmpty())
-            continue;
-        const QString tone = prims::readText(chip, "tone"_L1, u"idle"_s);
-        auto *label = new QLabel(text, row);
-        label->setFont(theme::uiFont(8, true));
-        label->setStyleSheet(u"color:%1; background:%2; border-radius:8px; padding:2px 8px;"_s.arg(
-            theme::toneColor(tone).name(), theme::toneSoft(tone).name()));
-        box->addWidget(label);
+        if (!text.isEmpty())
+            list.append({prims::capped(text, 60), prims::readText(chip, "tone"_L1, u"idle"_s)});
     }
-    box->addStretch(1);
-    return row;
+    return new ChipFlow(list, parent);
+}
+
+ChipFlow::ChipFlow(const QList<Chip> &chips, QWidget *parent)
+    : QWidget(parent)
+    , m_chips(chips)
+{
+    setFont(theme::uiFont(8, true));
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+    policy.setHeightForWidth(true);
+    setSizePolicy(policy);
+}
+
+QList<QRect> ChipFlow::placeChips(int width) const
+{
+    const QFontMetrics fm(font());
+    const int h = fm.height() + 2 * kPadV;
+    QList<QRect> rects;
+    int x = 0, y = 0;
+    for (const Chip &chip : m_chips) {
+        const int w = std::min(fm.horizontalAdvance(chip.text) + 2 * kPadH + 1, std::max(width, 1));
+        if (x > 0 && x + w > width) {
+            x = 0;
+            y += h + kGap;
+        }
+        rects.append(QRect(x, y, w, h));
+        x += w + kGap;
+    }
+    return rects;
+}
+
+QSize ChipFlow::sizeHint() const
+{
+    const QList<QRect> rects = placeChips(QWIDGETSIZE_MAX);
+    return rects.isEmpty() ? QSize(0, 0) : QSize(rects.last().right() + 1, rects.last().bottom() + 1);
+}
+
+QSize ChipFlow::minimumSizeHint() const
+{
+    int widest = 0;
+    for (const QRect &r : placeChips(QWIDGETSIZE_MAX))
+        widest = std::max(widest, r.width());
+    return {std::min(widest, 240), sizeHint().height()};
+}
+
+int ChipFlow::heightForWidth(int width) const
+{
+    const QList<QRect> rects = placeChips(width);
+    return rects.isEmpty() ? 0 : rects.last().bottom() + 1;
+}
+
+void ChipFlow::paintEvent(QPaintEvent *)
+{
+    QPainter p(this);
+    p.setRenderHint(QPainter::Antialiasing);
+    const QList<QRect> rects = placeChips(width());
+    for (qsizetype i = 0; i < rects.size(); ++i) {
+        const QRectF r = QRectF(rects[i]).adjusted(0.5, 0.5, -0.5, -0.5);
+        p.setPen(Qt::NoPen);
+        p.setBrush(theme::toneSoft(m_chips[i].tone));
+        p.drawRoundedRect(r, r.height() / 2, r.height() / 2);
+        p.setPen(theme::toneColor(m_chips[i].tone));
+        // Only a chip wider than the whole row is cut; rounding must not elide a chip that fits.
+        const QString &full = m_chips[i].text;
+        const int room = rects[i].width() - 2 * kPadH;
+        const QString text =
+            fontMetrics().horizontalAdvance(full) <= room ? full : fontMetrics().elidedText(full, Qt::ElideRight, room);
+        p.drawText(rects[i], Qt::AlignCenter, text);
+    }
 }
 
 } // namespace render

@@ -23,6 +23,8 @@ namespace {
 QStringList labelTexts(const QWidget *root)
 {
     QStringList texts;
+    if (auto *self = qobject_cast<const QLabel *>(root))
+        texts << self->text();
     for (const QLabel *label : root->findChildren<QLabel *>())
         texts << label->text();
     return texts;
