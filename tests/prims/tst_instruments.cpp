@@ -76,6 +76,8 @@ private slots:
     void meterFill();
     void led_data();
     void led();
+    void malformed_data();
+    void malformed();
 };
 
 void TestInstruments::fraction_data()
@@ -394,6 +396,43 @@ void TestInstruments::led()
     const QImage image = lamp->grab().toImage();
     const QColor centre = image.pixelColor(image.width() / 2, image.height() / 2);
     QVERIFY(std::abs(centre.hue() - theme::toneColor(tone).hue()) <= 8 || theme::toneColor(tone).saturation() < 40);
+}
+
+// Every key of the wrong type, or absurd: the primitive still builds and paints, at any width.
+void TestInstruments::malformed_data()
+{
+    QTest::addColumn<QString>("element");
+    QTest::addColumn<int>("width");
+    const QString junk = u"\"min\":\"a\",\"max\":[1],\"value\":{},\"tone\":7,\"decimals\":1e300,\"unit\":[],"
+                         "\"ticks\":-1e308,\"size\":\"big\",\"thickness\":1e9,\"caption\":{},\"label\":[1],"
+                         "\"zones\":[1,null,{\"from\":\"x\",\"to\":1e308}],\"segments\":{},\"target\":\"nan\","
+                         "\"height\":-5,\"halo\":\"maybe\",\"state\":3,\"note\":false"_s;
+    const QStringList types = {u"gauge"_s, u"dial"_s, u"ring"_s,     u"meter"_s,  u"led"_s,
+                               u"kpi"_s,   u"log"_s,  u"datetime"_s, u"search"_s, u"toggle"_s};
+    for (const QString &type : types) {
+        for (int width : {1, 20, 600}) {
+            QTest::addRow("%s at %d", qPrintable(type), width) << u"{\"type\":\"%1\",%2}"_s.arg(type, junk) << width;
+        }
+    }
+    QTest::newRow("badge with a number text") << u"{\"type\":\"badge\",\"text\":true,\"size\":1e12}"_s << 50;
+    QTest::newRow("keyvalue of junk items")
+        << u"{\"type\":\"keyvalue\",\"items\":[1,\"x\",null,{\"value\":[]}],\"columns\":-4}"_s << 50;
+    QTest::newRow("image of junk") << u"{\"type\":\"image\",\"data\":[],\"width\":-1e9,\"fit\":{}}"_s << 50;
+    QTest::newRow("log of junk lines") << u"{\"type\":\"log\",\"lines\":[1,true,null,[],{\"text\":{}}]}"_s << 50;
+}
+
+void TestInstruments::malformed()
+{
+    QFETCH(QString, element);
+    QFETCH(int, width);
+    QWidget parent;
+    QWidget *w = prims::buildPrimitive(parse(element), {}, 0, &parent);
+    QVERIFY(w);
+    testsupport::layOut(&parent, width);
+    for (QWidget *child : parent.findChildren<QWidget *>()) {
+        const QImage shot = child->grab().toImage();
+        QVERIFY(!child->isVisible() || child->size().isEmpty() || !shot.isNull());
+    }
 }
 
 QTEST_MAIN(TestInstruments)
