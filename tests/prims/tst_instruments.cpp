@@ -70,6 +70,10 @@ private slots:
     void ringText();
     void dialAngle_data();
     void dialAngle();
+    void dialNeedle_data();
+    void dialNeedle();
+    void ringArc_data();
+    void ringArc();
     void meterTarget_data();
     void meterTarget();
     void meterFill_data();
@@ -305,6 +309,61 @@ void TestInstruments::dialAngle()
     QFETCH(double, fraction);
     QFETCH(double, angle);
     QCOMPARE(prims::dialAngle(fraction), angle);
+}
+
+// The needle points at the value's angle: sampled halfway along it, and at the angle of the start.
+void TestInstruments::dialNeedle_data()
+{
+    QTest::addColumn<double>("value");
+    QTest::addColumn<double>("needleAngle");
+    QTest::newRow("zero at lower left") << 0.0 << 225.0;
+    QTest::newRow("half at the top") << 50.0 << 90.0;
+    QTest::newRow("full at lower right") << 100.0 << -45.0;
+    QTest::newRow("a quarter") << 25.0 << 157.5;
+}
+
+void TestInstruments::dialNeedle()
+{
+    QFETCH(double, value);
+    QFETCH(double, needleAngle);
+    QJsonObject el{{u"value"_s, value}, {u"tone"_s, u"#FF00FF"_s}, {u"size"_s, 200}, {u"ticks"_s, 0}};
+    const QImage image = paintInto(&prims::paintDial, el, QSize(200, 200));
+    const QPointF c(100, 100);
+    auto at = [&](double degrees, double radius) {
+        const double a = degrees * std::numbers::pi / 180.0;
+        return image.pixelColor((c + QPointF(std::cos(a), -std::sin(a)) * radius).toPoint());
+    };
+    const QColor tone(Qt::magenta);
+    QVERIFY(near(at(needleAngle, 40), tone));
+    QVERIFY(!near(at(needleAngle + 90, 40), tone));
+    QVERIFY(!near(at(needleAngle - 90, 40), tone));
+}
+
+void TestInstruments::ringArc_data()
+{
+    QTest::addColumn<double>("value");
+    QTest::addColumn<double>("angle");
+    QTest::addColumn<bool>("toned");
+    QTest::newRow("quarter covers top right") << 25.0 << 45.0 << true;
+    QTest::newRow("quarter leaves top left") << 25.0 << 135.0 << false;
+    QTest::newRow("three quarters covers the bottom") << 75.0 << -90.0 << true;
+    QTest::newRow("three quarters leaves the upper left") << 75.0 << 120.0 << false;
+    QTest::newRow("zero draws no value") << 0.0 << 45.0 << false;
+}
+
+void TestInstruments::ringArc()
+{
+    QFETCH(double, value);
+    QFETCH(double, angle);
+    QFETCH(bool, toned);
+    const QJsonObject el{{u"value"_s, value}, {u"tone"_s, u"#00FFFF"_s}, {u"size"_s, 120}, {u"thickness"_s, 12}};
+    const QImage image = paintInto(&prims::paintRing, el, QSize(200, 120));
+    const double radius = (120 - 12 - 4) / 2.0;
+    const double a = angle * std::numbers::pi / 180.0;
+    const QColor c = image.pixelColor((QPointF(100, 60) + QPointF(std::cos(a), -std::sin(a)) * radius).toPoint());
+    QCOMPARE(near(c, QColor(Qt::cyan)), toned);
+    if (!toned)
+        QVERIFY(near(c, theme::palette().edge));
 }
 
 void TestInstruments::meterTarget_data()
