@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QPointer>
 #include <QProcess>
 #include <QSslCertificate>
 #include <QSslConfiguration>
@@ -30,6 +31,7 @@ struct Canned
     int status = 200;
     QByteArray body;
     bool silent = false; // read the request, never answer
+    bool held = false;   // answer only when the test releases it
 };
 
 struct Seen
@@ -74,6 +76,15 @@ public:
         return true;
     }
 
+    // Sends the answers held back so far.
+    void release()
+    {
+        for (const auto &[socket, answer] : std::exchange(m_held, {})) {
+            if (socket)
+                reply(socket, answer);
+        }
+    }
+
     QList<Seen> seen;
 
 private:
@@ -107,14 +118,24 @@ private:
             const Canned answer = m_routes.value(path, Canned{404, R"({"error":"no such path"})", false});
             if (answer.silent)
                 return;
-            socket->write("HTTP/1.1 " + QByteArray::number(answer.status) + " Canned\r\n" +
-                          "Content-Type: application/json\r\nContent-Length: " +
-                          QByteArray::number(answer.body.size()) + "\r\nConnection: close\r\n\r\n" + answer.body);
-            socket->disconnectFromHost();
+            if (answer.held) {
+                m_held << std::make_pair(QPointer<QTcpSocket>(socket), answer);
+                return;
+            }
+            reply(socket, answer);
         });
     }
 
+    void reply(QTcpSocket *socket, const Canned &answer)
+    {
+        socket->write("HTTP/1.1 " + QByteArray::number(answer.status) + " Canned\r\n" +
+                      "Content-Type: application/json\r\nContent-Length: " + QByteArray::number(answer.body.size()) +
+                      "\r\nConnection: close\r\n\r\n" + answer.body);
+        socket->disconnectFromHost();
+    }
+
     QTcpServer *m_server;
+    QList<std::pair<QPointer<QTcpSocket>, Canned>> m_held;
     QHash<QByteArray, Canned> m_routes;
 };
 
@@ -365,6 +386,25 @@ private slots:
         QCOMPARE(QJsonDocument::fromJson(signIn.body).object(), (QJsonObject{{"password"_L1, "s3cret"_L1}}));
         QCOMPARE(server->seen.at(2).headers.value("authorization"), authorization);
         QCOMPARE(api.hasToken(api.key()), !authorization.isEmpty());
+    }
+
+    void loginAnswerBelongsToTheCurrentUnit()
+    {
+        // The token goes to whichever unit is selected when the answer lands.
+        auto a = httpsServer(0);
+        auto b = httpsServer(0);
+        QVERIFY(a && b);
+        a->route("/api/login", Canned{200, R"({"token":"late"})", false, true});
+        units::Api api;
+        api.setUnit(u"127.0.0.1"_s, a->port(), true);
+        bool done = false;
+        api.login(u"p"_s, [&](const units::Api::Reply &) { done = true; });
+        QVERIFY(QTest::qWaitFor([&] { return a->seen.size() == 1; }, 30000));
+        api.setUnit(u"127.0.0.1"_s, b->port(), true);
+        a->release();
+        QVERIFY(QTest::qWaitFor([&] { return done; }, 30000));
+        QVERIFY(api.hasToken(units::unitKey(u"127.0.0.1"_s, b->port())));
+        QVERIFY(!api.hasToken(units::unitKey(u"127.0.0.1"_s, a->port())));
     }
 
     void tokenPerUnitKey()
