@@ -1,0 +1,132 @@
+// Paints a canvas of 4000 mixed items (paths, text, gradients, groups, markers) many times and
+// prints the median paint time, and the same for a frame in the middle of a tween.
+//   bench_canvas_paint [--rounds N] [--width W]
+#include "prims/canvas.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QJsonArray>
+#include <QPainter>
+
+#include <algorithm>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A deterministic mix: a quarter each of paths, text, gradient shapes and small groups.
+QJsonArray mixedItems(int count, double shift)
+{
+    QJsonArray items;
+    for (int i = 0; i < count; ++i) {
+        const double x = (i * 37) % 1180 + shift;
+        const double y = (i * 53) % 760;
+        const QString id = u"i%1"_s.arg(i);
+        switch (i % 4) {
+        case 0:
+            items.append(QJsonObject{{"kind"_L1, u"path"_s},
+                                     {"id"_L1, id},
+                                     {"d"_L1, QJsonArray{QJsonArray{u"M"_s, x, y},
+                                                         QJsonArray{u"C"_s, x + 10, y - 12, x + 20, y + 12, x + 30, y},
+                                                         QJsonArray{u"Q"_s, x + 40, y + 10, x + 50, y}}},
+                                     {"stroke"_L1, QJsonObject{{"tone"_L1, u"ok"_s}, {"weight"_L1, 1.5}}}});
+            break;
+        case 1:
+            items.append(QJsonObject{{"kind"_L1, u"text"_s},
+                                     {"id"_L1, id},
+                                     {"x"_L1, x},
+                                     {"y"_L1, y},
+                                     {"text"_L1, u"S-%1"_s.arg(i)},
+                                     {"size"_L1, 8},
+                                     {"tone"_L1, u"muted"_s}});
+            break;
+        case 2:
+            items.append(QJsonObject{{"kind"_L1, u"rect"_s},
+                                     {"id"_L1, id},
+                                     {"x"_L1, x},
+                                     {"y"_L1, y},
+                                     {"w"_L1, 24},
+                                     {"h"_L1, 14},
+                                     {"radius"_L1, 3},
+                                     {"fill"_L1, QJsonObject{{"gradient"_L1, i % 8 == 2 ? u"radial"_s : u"linear"_s},
+                                                             {"box"_L1, true},
+                                                             {"stops"_L1, QJsonArray{QJsonArray{0, u"accent"_s},
+                                                                                     QJsonArray{1, u"bg"_s}}}}}});
+            break;
+        default: {
+            const QJsonObject dot{{"kind"_L1, u"ellipse"_s}, {"w"_L1, 10}, {"h"_L1, 10}, {"fill"_L1, u"warn"_s}};
+            QJsonObject arrow{{"kind"_L1, u"arrow"_s}, {"x1"_L1, 0}, {"y1"_L1, 5}, {"x2"_L1, 24}, {"y2"_L1, 5}};
+            arrow.insert("head"_L1, 5);
+            QJsonObject group{{"kind"_L1, u"group"_s}, {"id"_L1, id}};
+            group.insert("transform"_L1, QJsonObject{{"tx"_L1, x}, {"ty"_L1, y}, {"rotate"_L1, i % 90}});
+            group.insert("click"_L1, QJsonObject{{"path"_L1, u"/api/slot/%1"_s.arg(i)}});
+            group.insert("items"_L1, QJsonArray{dot, arrow});
+            items.append(group);
+        }
+        }
+    }
+    return items;
+}
+
+double median(std::vector<double> v)
+{
+    std::sort(v.begin(), v.end());
+    const size_t n = v.size();
+    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+}
+
+std::vector<double> timePaints(prims::Canvas &canvas, QImage &target, int rounds)
+{
+    std::vector<double> ms;
+    for (int i = 0; i < rounds; ++i) {
+        target.fill(Qt::black);
+        QElapsedTimer clock;
+        clock.start();
+        canvas.render(&target);
+        ms.push_back(clock.nsecsElapsed() / 1e6);
+    }
+    return ms;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    QCommandLineParser parser;
+    parser.addOption({u"rounds"_s, u"paints to time"_s, u"n"_s, u"41"_s});
+    parser.addOption({u"width"_s, u"canvas width in pixels"_s, u"w"_s, u"1200"_s});
+    parser.process(app);
+    const int rounds = std::max(3, parser.value(u"rounds"_s).toInt());
+    const int width = std::clamp(parser.value(u"width"_s).toInt(), 100, 4000);
+
+    const QJsonObject spec{{"width"_L1, 1240},
+                           {"height"_L1, 800},
+                           {"fit"_L1, u"width"_s},
+                           {"background"_L1, u"bg"_s},
+                           {"items"_L1, mixedItems(4000, 0)}};
+    prims::Canvas canvas;
+    canvas.setSpec(spec, false);
+    canvas.resize(width, canvas.heightForWidth(width));
+    QImage target(canvas.size(), QImage::Format_ARGB32_Premultiplied);
+    timePaints(canvas, target, 3); // warm the font and gradient caches
+
+    const std::vector<double> still = timePaints(canvas, target, rounds);
+
+    // The same drawing moved: every item has an id, so every one is interpolated.
+    QJsonObject moved = spec;
+    moved.insert("items"_L1, mixedItems(4000, 15));
+    moved.insert("tween_ms"_L1, 2000);
+    canvas.setSpec(moved, false);
+    const std::vector<double> tween = timePaints(canvas, target, std::min(rounds, 15));
+
+    std::printf("canvas %dx%d, 4000 items, %d rounds\n", canvas.width(), canvas.height(), rounds);
+    std::printf("paint           median %7.2f ms  min %7.2f  max %7.2f\n", median(still),
+                *std::min_element(still.begin(), still.end()), *std::max_element(still.begin(), still.end()));
+    std::printf("paint in tween  median %7.2f ms  (%zu rounds)\n", median(tween), tween.size());
+    std::printf("hit regions after the last paint: %lld\n", static_cast<long long>(canvas.hitRegions().size()));
+    return 0;
+}
