@@ -50,7 +50,9 @@ QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
     const QString tone = prims::readText(el, "tone"_L1, u"body"_s);
     box->addWidget(prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true,
                                     false, row),
-                   1);
+                   1, Qt::AlignTop);
+    // Extra height from a growing parent goes below the pair, never between label and value.
+    row->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     return row;
 }
 
