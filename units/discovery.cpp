@@ -4,6 +4,7 @@
 #include <QNetworkDatagram>
 #include <QNetworkInterface>
 #include <QPointer>
+#include <QSet>
 #include <QTimer>
 #include <QUdpSocket>
 
@@ -109,7 +110,7 @@ void Discovery::sweep(bool longSweep)
     }
 
     auto found = std::make_shared<Found>();
-    auto identities = std::make_shared<QList<QString>>();
+    auto identities = std::make_shared<QSet<QString>>();
     connect(socket, &QUdpSocket::readyRead, socket, [this, socket, found, identities] {
         while (socket->hasPendingDatagrams()) {
             const QNetworkDatagram datagram = socket->receiveDatagram();
@@ -122,7 +123,7 @@ void Discovery::sweep(bool longSweep)
             const QString id = identity(sender, answer);
             if (identities->contains(id))
                 continue; // the first answer of a unit in a sweep wins
-            identities->append(id);
+            identities->insert(id);
             found->append({sender, answer});
             emit replied(int(found->size()));
         }
