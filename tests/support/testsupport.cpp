@@ -12,10 +12,13 @@ namespace testsupport {
 
 void isolateConfig()
 {
-    QStandardPaths::setTestModeEnabled(true);
+    // Test mode puts configuration under the home folder (~/.qttest), so the home folder itself
+    // is private too: two runs of one test, in two build folders, never share a file.
     static QTemporaryDir home;
+    qputenv("HOME", home.path().toLocal8Bit());
     qputenv("XDG_CONFIG_HOME", home.filePath(QStringLiteral("config")).toLocal8Bit());
     qputenv("XDG_CACHE_HOME", home.filePath(QStringLiteral("cache")).toLocal8Bit());
+    QStandardPaths::setTestModeEnabled(true);
 }
 
 QString sourceDir()

@@ -9,8 +9,9 @@ class QWidget;
 
 namespace testsupport {
 
-// Points the application's configuration and cache folders at a fresh temporary folder, so no
-// test touches a real configuration. Call once from initTestCase().
+// Gives the test a private home, configuration and cache folder, so no test touches a real
+// configuration or another run's files. Call once from initTestCase(). Returns nothing: ask
+// QStandardPaths or units::configDir() where things are.
 void isolateConfig();
 
 // The project's source folder (for fixtures and the built executable's neighbours).

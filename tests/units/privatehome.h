@@ -4,16 +4,12 @@
 
 #include "support/testsupport.h"
 
-#include <QTemporaryDir>
-
 namespace unitstest {
 
 inline QString privateHome()
 {
-    static QTemporaryDir home;
-    qputenv("HOME", home.path().toLocal8Bit());
     testsupport::isolateConfig();
-    return home.path();
+    return qEnvironmentVariable("HOME");
 }
 
 } // namespace unitstest
