@@ -2,6 +2,7 @@
 
 #include "app/compare.h"
 #include "app/offline.h"
+#include "app/presssound.h"
 #include "app/theme.h"
 #include "app/version.h"
 #include "prims/registry.h"
@@ -57,6 +58,7 @@ void applyLook(QApplication &app)
     theme::setTheme(themeName);
     theme::setAccent(accentName);
     QApplication::setFont(theme::uiFont(10, false));
+    app.installEventFilter(new PressSound(&app));
     app.setStyleSheet(theme::styleSheet());
     QApplication::setWindowIcon(QIcon(u":/kestro.png"_s));
 }

@@ -1,0 +1,259 @@
+// Sounds: names, the suppression rule, the mute setting, the copy into the cache folder and the
+// application-wide click filter on real buttons.
+
+#include "app/presssound.h"
+#include "app/sounds.h"
+#include "support/testsupport.h"
+#include "units/store.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonObject>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using app::Sound;
+
+namespace {
+
+struct Played
+{
+    QList<Sound> sounds;
+    QStringList files;
+};
+
+QString soundFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + u"/sounds"_s;
+}
+
+} // namespace
+
+class TestSounds : public QObject
+{
+    Q_OBJECT
+
+    Played m_played;
+
+private slots:
+    void initTestCase()
+    {
+        testsupport::isolateConfig();
+        app::setSoundSink([this](Sound s, const QString &file) {
+            m_played.sounds << s;
+            m_played.files << file;
+        });
+    }
+
+    void init()
+    {
+        m_played = {};
+        app::overrideSuppression(false);
+        app::setSoundMuted(false);
+    }
+
+    void cleanupTestCase() { app::overrideSuppression(std::nullopt); }
+
+    void names_data()
+    {
+        QTest::addColumn<int>("id");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("0") << 0 << "click";
+        QTest::newRow("1") << 1 << "selector";
+        QTest::newRow("4") << 4 << "danger";
+        QTest::newRow("9") << 9 << "power_on";
+        QTest::newRow("10") << 10 << "power_off";
+        QTest::newRow("14") << 14 << "offline";
+        QTest::newRow("15 is out of range") << 15 << "click";
+        QTest::newRow("negative") << -1 << "click";
+    }
+
+    void names()
+    {
+        QFETCH(int, id);
+        QFETCH(QString, name);
+        QCOMPARE(app::soundName(id), name);
+    }
+
+    void everyNameRoundTripsAndHasAResource()
+    {
+        for (int id = 0; id < app::kSoundCount; ++id) {
+            const QString name = app::soundName(id);
+            QCOMPARE(int(app::soundFromName(name)), id);
+            QFile resource(u":/sounds/"_s + name + u".wav"_s);
+            QVERIFY2(resource.open(QIODevice::ReadOnly), qPrintable(name));
+            QCOMPARE(resource.read(4), QByteArray("RIFF"));
+        }
+    }
+
+    void suppressionRule_data()
+    {
+        QTest::addColumn<QString>("noSound");
+        QTest::addColumn<QString>("platform");
+        QTest::addColumn<bool>("suppressed");
+        QTest::newRow("nothing set") << ""
+                                     << "xcb" << false;
+        QTest::newRow("no sound") << "1"
+                                  << "xcb" << true;
+        QTest::newRow("no sound other value") << "yes"
+                                              << "wayland" << false;
+        QTest::newRow("no sound zero") << "0"
+                                       << "" << false;
+        QTest::newRow("offscreen") << ""
+                                   << "offscreen" << true;
+        QTest::newRow("offscreen differently cased") << ""
+                                                     << "Offscreen" << false;
+        QTest::newRow("both") << "1"
+                              << "offscreen" << true;
+    }
+
+    void suppressionRule()
+    {
+        QFETCH(QString, noSound);
+        QFETCH(QString, platform);
+        QFETCH(bool, suppressed);
+        QCOMPARE(app::suppressedBy(noSound, platform), suppressed);
+    }
+
+    void theTestEnvironmentIsSuppressed()
+    {
+        // CTest runs this with KESTRO_NO_SOUND=1 on the offscreen platform.
+        app::overrideSuppression(std::nullopt);
+        QCOMPARE(app::soundsSuppressed(),
+                 app::suppressedBy(qEnvironmentVariable("KESTRO_NO_SOUND"), qEnvironmentVariable("QT_QPA_PLATFORM")));
+    }
+
+    void suppressedOrMutedPlaysNothing_data()
+    {
+        QTest::addColumn<bool>("suppressed");
+        QTest::addColumn<bool>("muted");
+        QTest::addColumn<bool>("plays");
+        QTest::newRow("free") << false << false << true;
+        QTest::newRow("muted") << false << true << false;
+        QTest::newRow("suppressed though not muted") << true << false << false;
+        QTest::newRow("suppressed and muted") << true << true << false;
+    }
+
+    void suppressedOrMutedPlaysNothing()
+    {
+        QFETCH(bool, suppressed);
+        QFETCH(bool, muted);
+        QFETCH(bool, plays);
+        app::overrideSuppression(suppressed);
+        app::setSoundMuted(muted);
+        app::playSound(Sound::Ok);
+        QCOMPARE(m_played.sounds.size(), plays ? 1 : 0);
+    }
+
+    void mutedLivesInSettings()
+    {
+        QJsonObject settings = units::loadSettings();
+        settings.insert("theme"_L1, "Kestro Light"_L1);
+        units::saveSettings(settings);
+        app::setSoundMuted(true);
+        QVERIFY(app::soundMuted());
+        QCOMPARE(units::loadSettings().value("soundMuted"_L1), QJsonValue(true));
+        QCOMPARE(units::loadSettings().value("theme"_L1).toString(), u"Kestro Light"_s); // other keys kept
+        app::setSoundMuted(false);
+        QVERIFY(!app::soundMuted());
+    }
+
+    // Runs first among the file tests: nothing suppressed may have created the folder.
+    void suppressedNeverTouchesTheFolder()
+    {
+        QDir(soundFolder()).removeRecursively();
+        app::overrideSuppression(true);
+        for (int id = 0; id < app::kSoundCount; ++id)
+            app::playSound(Sound(id));
+        QVERIFY(!QDir(soundFolder()).exists());
+    }
+
+    void fileIsCopiedFromTheResource()
+    {
+        app::playSound(Sound::Danger);
+        QCOMPARE(m_played.sounds, QList<Sound>{Sound::Danger});
+        const QString file = m_played.files.value(0);
+        QCOMPARE(file, soundFolder() + u"/danger.wav"_s);
+        QFile onDisk(file);
+        QVERIFY(onDisk.open(QIODevice::ReadOnly));
+        QFile resource(u":/sounds/danger.wav"_s);
+        QVERIFY(resource.open(QIODevice::ReadOnly));
+        QCOMPARE(onDisk.readAll(), resource.readAll());
+    }
+
+    void unknownNamesPlayTheClick_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("played");
+        QTest::newRow("known") << "power_off" << int(Sound::PowerOff);
+        QTest::newRow("empty") << "" << int(Sound::Click);
+        QTest::newRow("unknown") << "trumpet" << int(Sound::Click);
+        QTest::newRow("case differs") << "OK" << int(Sound::Click);
+    }
+
+    void unknownNamesPlayTheClick()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, played);
+        app::playSoundNamed(name);
+        QCOMPARE(m_played.sounds, QList<Sound>{Sound(played)});
+    }
+
+    // The click filter on a real button: which releases make a sound.
+    void pressSoundFilter_data()
+    {
+        QTest::addColumn<QString>("property");
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<QPoint>("releaseAt");
+        QTest::addColumn<QList<Sound>>("sounds");
+        QTest::newRow("release inside") << "save" << true << QPoint(10, 10) << QList<Sound>{Sound::Save};
+        QTest::newRow("no property clicks") << "" << true << QPoint(10, 10) << QList<Sound>{Sound::Click};
+        QTest::newRow("dragged off and released outside") << "save" << true << QPoint(-15, 10) << QList<Sound>();
+        QTest::newRow("released past the right edge") << "save" << true << QPoint(500, 10) << QList<Sound>();
+        QTest::newRow("disabled button") << "danger" << false << QPoint(10, 10) << QList<Sound>();
+    }
+
+    void pressSoundFilter()
+    {
+        QFETCH(QString, property);
+        QFETCH(bool, enabled);
+        QFETCH(QPoint, releaseAt);
+        QFETCH(QList<Sound>, sounds);
+
+        auto *filter = new app::PressSound(qApp);
+        qApp->installEventFilter(filter);
+        QPushButton button(u"Save"_s);
+        if (!property.isEmpty())
+            button.setProperty("pressSound", property);
+        button.setEnabled(enabled);
+        testsupport::layOut(&button, 120, 30);
+        int clicked = 0;
+        connect(&button, &QPushButton::clicked, &button, [&clicked] { ++clicked; });
+
+        QTest::mousePress(&button, Qt::LeftButton, {}, QPoint(10, 10));
+        QTest::mouseRelease(&button, Qt::LeftButton, {}, releaseAt);
+        delete filter;
+
+        QCOMPARE(m_played.sounds, sounds);
+        // The release still reached the button: it clicked exactly when it made a sound.
+        QCOMPARE(clicked, sounds.isEmpty() ? 0 : 1);
+    }
+
+    void filterIgnoresOtherWidgets()
+    {
+        app::PressSound filter;
+        QWidget plain;
+        plain.setProperty("pressSound", u"save"_s);
+        QMouseEvent release(QEvent::MouseButtonRelease, QPointF(1, 1), QPointF(1, 1), Qt::LeftButton, {}, {});
+        QVERIFY(!filter.eventFilter(&plain, &release));
+        QVERIFY(m_played.sounds.isEmpty());
+    }
+};
+
+QTEST_MAIN(TestSounds)
+#include "tst_sounds.moc"
