@@ -4,6 +4,7 @@
 #include "prims/json.h"
 #include "render/needsupdate.h"
 #include "render/section.h"
+#include "render/steps.h"
 
 #include <QRegularExpression>
 #include <QScrollArea>
@@ -80,6 +81,9 @@ QWidget *screen(const QJsonObject &description, const Actions &actions, QWidget 
     const QString minClient = prims::readText(description, "min_client"_L1);
     if (!minClient.isEmpty() && clientTooOld(minClient))
         box->addWidget(needsUpdate(u"a screen built for Kestro Connect %1 or newer"_s.arg(minClient), body));
+
+    if (QWidget *strip = steps(prims::readArray(description, "steps"_L1, 100), actions, body))
+        box->addWidget(strip);
 
     for (const QJsonValue &v : prims::readArray(description, "sections"_L1, 4000)) {
         if (!v.isObject())

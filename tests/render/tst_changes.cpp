@@ -1,0 +1,120 @@
+// Change detection between two polls and the panel sources a screen names.
+
+#include "render/changes.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+namespace {
+
+QJsonValue parse(const char *text)
+{
+    // Wrapped so that scalars parse too.
+    const QJsonDocument doc = QJsonDocument::fromJson(QByteArray("[") + text + "]");
+    if (!doc.isArray())
+        qFatal("bad test JSON: %s", text);
+    return doc.array().at(0);
+}
+
+} // namespace
+
+class TestChanges : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void changedLeaves_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QStringList>("paths");
+
+        QTest::newRow("equal objects") << R"({"a":1,"b":[1,2]})"
+                                       << R"({"b":[1,2],"a":1})" << QStringList();
+        QTest::newRow("number and string") << "1"
+                                           << R"("1")" << QStringList{QString()};
+        QTest::newRow("nested string") << R"({"a":{"b":"x","c":1}})"
+                                       << R"({"a":{"b":"y","c":1}})" << QStringList{"/a/b"};
+        QTest::newRow("index 2 changed") << R"({"list":[1,2,3]})"
+                                         << R"({"list":[1,2,4]})" << QStringList{"/list/2"};
+        QTest::newRow("array grew") << R"({"list":[1,2,3]})"
+                                    << R"({"list":[1,2,3,4]})" << QStringList{"/list[]"};
+        QTest::newRow("top-level arrays differ in length") << "[1]"
+                                                           << "[]" << QStringList{"[]"};
+        QTest::newRow("key removed") << R"({"a":1,"b":2})"
+                                     << R"({"a":1})" << QStringList{"/b"};
+        QTest::newRow("key added after first object's keys") << R"({"m":1,"z":1})"
+                                                             << R"({"a":5,"m":2,"z":1})" << QStringList{"/m", "/a"};
+        QTest::newRow("object became array") << R"({"a":{"x":1}})"
+                                             << R"({"a":[1]})" << QStringList{"/a"};
+        QTest::newRow("objects inside arrays") << R"([{"v":1},{"v":2}])"
+                                               << R"([{"v":1},{"v":3,"w":true}])" << QStringList{"/1/v", "/1/w"};
+        QTest::newRow("null and false differ") << R"({"a":null})"
+                                               << R"({"a":false})" << QStringList{"/a"};
+    }
+
+    void changedLeaves()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        QFETCH(QStringList, paths);
+        QCOMPARE(render::changedLeaves(parse(before.toUtf8().constData()), parse(after.toUtf8().constData())), paths);
+    }
+
+    void changedLeavesGivesUpOnHugeDifferences_data()
+    {
+        QTest::addColumn<int>("keys");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("under the cap") << 150 << 150;
+        QTest::newRow("exactly the cap") << 200 << 200;
+        QTest::newRow("one over") << 201 << 201;
+        QTest::newRow("far over") << 1000 << 201;
+    }
+
+    void changedLeavesGivesUpOnHugeDifferences()
+    {
+        QFETCH(int, keys);
+        QFETCH(int, expected);
+        QJsonObject a, b;
+        for (int i = 0; i < keys; ++i) {
+            const QString key = QStringLiteral("k%1").arg(i, 5, 10, QLatin1Char('0'));
+            a.insert(key, i);
+            b.insert(key, i + 1);
+        }
+        const QStringList paths = render::changedLeaves(a, b);
+        QCOMPARE(paths.size(), expected);
+        QCOMPARE(paths.first(), QStringLiteral("/k00000"));
+    }
+
+    void sourcesIn_data()
+    {
+        QTest::addColumn<QString>("description");
+        QTest::addColumn<QStringList>("sources");
+
+        QTest::newRow("none") << R"({"sections":[{"label":"A"}]})" << QStringList();
+        QTest::newRow("same source twice listed once")
+            << R"({"sections":[{"elements":[{"type":"panel","source":"/api/a"},{"type":"panel","source":"/api/a"}]}]})"
+            << QStringList{"/api/a"};
+        QTest::newRow("relative source skipped")
+            << R"({"sections":[{"elements":[{"source":"api/b"},{"source":"/api/c"}]}]})" << QStringList{"/api/c"};
+        QTest::newRow("case-sensitive") << R"([{"source":"/api/X"},{"source":"/api/x"}])"
+                                        << QStringList{"/api/X", "/api/x"};
+        QTest::newRow("order first met, outer before inner")
+            << R"({"source":"/outer","items":[{"source":"/inner","items":[{"source":"/deepest"}]},{"source":"/second"}]})"
+            << QStringList{"/outer", "/inner", "/deepest", "/second"};
+        QTest::newRow("non-string source ignored") << R"([{"source":5},{"source":["/x"]}])" << QStringList();
+        QTest::newRow("scalar description") << R"("/api/a")" << QStringList();
+    }
+
+    void sourcesIn()
+    {
+        QFETCH(QString, description);
+        QFETCH(QStringList, sources);
+        QCOMPARE(render::sourcesIn(parse(description.toUtf8().constData())), sources);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestChanges)
+#include "tst_changes.moc"
