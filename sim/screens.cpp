@@ -258,6 +258,21 @@ QJsonArray loadBody(const Flow &flow)
     };
 }
 
+QJsonObject rect(double x, double y, double w, double h, const QString &fill)
+{
+    return {{u"kind"_s, u"rect"_s}, {u"x"_s, x},      {u"y"_s, y}, {u"w"_s, w}, {u"h"_s, h},
+            {u"radius"_s, h / 2},   {u"fill"_s, fill}};
+}
+
+// A thin bar of the steps done, drawn on a canvas with its own view box.
+QJsonObject stepBar(const Flow &flow)
+{
+    const double done = 232.0 * flow.completedCount() / flow.steps().size();
+    return el(u"canvas"_s, {{u"viewbox"_s, QJsonArray{0, 0, 240, 30}},
+                            {u"width"_s, 480},
+                            {u"items"_s, QJsonArray{rect(4, 12, 232, 6, u"edge"_s), rect(4, 12, done, 6, u"ok"_s)}}});
+}
+
 QJsonArray handoverBody(const Flow &flow)
 {
     QJsonArray stages;
@@ -279,28 +294,18 @@ QJsonArray handoverBody(const Flow &flow)
             {u"actions"_s, QJsonArray{action(flow.beacon() ? u"Switch off"_s : u"Switch on"_s, u"/api/action/beacon"_s,
                                              {}, {{u"body"_s, QJsonObject{{u"value"_s, !flow.beacon()}}}})}}},
     };
+    const QJsonObject safetyLamp = el(u"shape"_s, {{u"kind"_s, u"ellipse"_s},
+                                                   {u"size"_s, 16},
+                                                   {u"tone"_s, u"ok"_s},
+                                                   {u"label"_s, u"Safety circuit closed"_s},
+                                                   {u"label_tone"_s, u"ok"_s}});
     return {
         heading(u"Before you hand it over"_s, 13),
         el(u"wizard"_s, {{u"flow"_s, u"row"_s}, {u"stages"_s, stages}}),
         el(u"divider"_s),
         el(u"cards"_s, {{u"cards"_s, cards}}),
         el(u"spacer"_s, {{u"height"_s, 6}}),
-        el(u"group"_s,
-           {{u"items"_s, QJsonArray{el(u"canvas"_s, {{u"width"_s, 240},
-                                                     {u"frame_height"_s, 60},
-                                                     {u"items"_s, QJsonArray{QJsonObject{{u"kind"_s, u"rect"_s},
-                                                                                         {u"x"_s, 4},
-                                                                                         {u"y"_s, 24},
-                                                                                         {u"w"_s, 232},
-                                                                                         {u"h"_s, 12},
-                                                                                         {u"radius"_s, 6},
-                                                                                         {u"fill"_s, u"edge"_s}}}}}),
-                                    row({el(u"shape"_s, {{u"kind"_s, u"ellipse"_s},
-                                                         {u"w"_s, 18},
-                                                         {u"h"_s, 18},
-                                                         {u"tone"_s, u"ok"_s},
-                                                         {u"label"_s, u"Safety circuit closed"_s},
-                                                         {u"label_tone"_s, u"ok"_s}})})}}}),
+        el(u"group"_s, {{u"items"_s, QJsonArray{stepBar(flow), row({safetyLamp})}}}),
         el(u"dialog"_s,
            {{u"title"_s, u"Hand the unit over"_s},
             {u"detail"_s, u"Finishing marks the unit commissioned and writes the handover into its report."_s},
