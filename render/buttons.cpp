@@ -198,6 +198,8 @@ QPushButton *actionButton(const QJsonObject &el, const Actions &actions, QWidget
     if (el.contains("width"_L1))
         button->setFixedWidth(prims::readInt(el, "width"_L1, 0, 0, 4000));
     button->setCursor(Qt::PointingHandCursor);
+    // A button keeps its own width instead of stretching across the section.
+    button->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
 
     const Press press = pressFor(el);
     QObject::connect(button, &QPushButton::clicked, button, [button, press, style, actions] {
