@@ -72,12 +72,19 @@ Canvas::Canvas(QWidget *parent)
         if (tweenProgress() >= 1) {
             m_tweenTimer.stop();
             m_previous.clear();
+            m_frameValid = false;
         }
         update();
     });
 }
 
 Canvas::~Canvas() = default;
+
+void Canvas::invalidateFrame()
+{
+    m_frameValid = false;
+    update();
+}
 
 void Canvas::setSpec(const QJsonObject &element, bool relayout)
 {
@@ -111,20 +118,20 @@ void Canvas::setSpec(const QJsonObject &element, bool relayout)
         setFixedHeight(heightForWidth(width()));
         updateGeometry();
     }
-    update();
+    invalidateFrame();
 }
 
 void Canvas::setOrigin(QPointF origin)
 {
     m_origin = QPointF(limited(origin.x()), limited(origin.y()));
-    update();
+    invalidateFrame();
 }
 
 void Canvas::setMaxDrawHeight(int pixels)
 {
     m_maxDrawHeight = std::max(0, pixels);
     updateGeometry();
-    update();
+    invalidateFrame();
 }
 
 double Canvas::scaleFor(int width) const
@@ -175,6 +182,7 @@ const Canvas::HitRegion *Canvas::regionAt(QPointF pos) const
 void Canvas::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
+    m_frameValid = false;
     // Splitters and scroll areas do not ask for height for width; a minimum height keeps the
     // drawing whole inside them as well.
     if (minimumHeight() != maximumHeight()) {

@@ -90,6 +90,9 @@ private:
     void indexPrevious(const QJsonArray &items, int depth);
     bool clickableIn(const QJsonArray &items, int depth) const;
     QImage image(const QString &data) const;
+    // Draws the whole drawing at the widget's size, recording the hit regions.
+    void drawFrame(QPainter &painter);
+    void invalidateFrame();
 
     QJsonObject m_element;
     double m_width = 400;
@@ -107,6 +110,8 @@ private:
     QList<HitRegion> m_regions;
     PressHandler m_press;
     mutable QHash<QString, QImage> m_images;
+    QImage m_frame;
+    bool m_frameValid = false;
 
     Q_DISABLE_COPY_MOVE(Canvas)
 };

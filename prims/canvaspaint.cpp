@@ -223,11 +223,16 @@ public:
         const QJsonObject item = m_canvas.resolveUse(raw, 0);
         if (item.isEmpty() || readFlag(item, "hidden"_L1, false) || !readFlag(item, "visible"_L1, true))
             return {};
-        m_p.save();
+        // Every kind sets the pen, brush and font it uses, so only the transform and the opacity
+        // need putting back afterwards; a full save and restore per item costs more than the drawing.
+        const QTransform savedTransform = m_p.worldTransform();
+        const double savedOpacity = m_p.opacity();
         const QJsonObject transform = readObject(item, "transform"_L1);
         if (!transform.isEmpty())
             m_p.setWorldTransform(itemTransform(transform), true);
-        m_p.setOpacity(m_p.opacity() * clamped(item, "opacity"_L1, 1, 0, 1));
+        const double opacity = clamped(item, "opacity"_L1, 1, 0, 1);
+        if (opacity < 1)
+            m_p.setOpacity(savedOpacity * opacity);
 
         const QJsonObject click = readObject(item, "click"_L1);
         qsizetype slot = -1;
@@ -243,12 +248,31 @@ public:
         const QRectF rect = drawKind(item, depth);
         if (slot >= 0)
             m_canvas.m_regions[slot].rect = rect;
-        m_p.restore();
+        if (m_p.worldTransform() != savedTransform)
+            m_p.setWorldTransform(savedTransform);
+        if (m_p.opacity() != savedOpacity)
+            m_p.setOpacity(savedOpacity);
 
         return transform.isEmpty() ? rect : itemTransform(transform).mapRect(rect);
     }
 
 private:
+    // Thin outlines go through the cosmetic stroker, which draws the same line several times
+    // faster than stroking it as an outline and filling that; thick ones keep the exact outline.
+    void setStroke(QPen pen)
+    {
+        if (pen.style() != Qt::NoPen && !pen.isCosmetic()) {
+            const QTransform &t = m_p.worldTransform();
+            const double scale = std::sqrt(std::abs(t.determinant()));
+            const double device = pen.widthF() * scale;
+            if (device > 0 && device <= 2.5 && t.type() <= QTransform::TxScale) {
+                pen.setWidthF(device);
+                pen.setCosmetic(true);
+            }
+        }
+        m_p.setPen(pen);
+    }
+
     QRectF drawKind(const QJsonObject &item, int depth)
     {
         const QString kind = readText(item, "kind"_L1);
@@ -258,7 +282,7 @@ private:
             const QRectF r = boxOf(item);
             const QBrush brush = fillBrush(item, r);
             m_p.setBrush(brush);
-            m_p.setPen(outlinePen(item, brush));
+            setStroke(outlinePen(item, brush));
             if (kind == "ellipse"_L1) {
                 m_p.drawEllipse(r);
             } else {
@@ -302,7 +326,7 @@ private:
         const QPointF a(coord(item, "x1"_L1), coord(item, "y1"_L1));
         const QPointF b(coord(item, "x2"_L1), coord(item, "y2"_L1));
         const QPen pen = strokePen(item, u"edge"_s);
-        m_p.setPen(pen);
+        setStroke(pen);
         m_p.drawLine(a, b);
         const double head = clamped(item, "head"_L1, 9, 1, 200);
         if (QLineF(a, b).length() >= 0.001 && pen.style() != Qt::NoPen) {
@@ -323,14 +347,14 @@ private:
         if (mode == "pie"_L1 || mode == "chord"_L1) {
             const QBrush brush = fillBrush(item, r);
             m_p.setBrush(brush);
-            m_p.setPen(outlinePen(item, brush));
+            setStroke(outlinePen(item, brush));
             if (mode == "pie"_L1)
                 m_p.drawPie(r, start, span);
             else
                 m_p.drawChord(r, start, span);
         } else {
             m_p.setBrush(Qt::NoBrush);
-            m_p.setPen(strokePen(item, u"edge"_s));
+            setStroke(strokePen(item, u"edge"_s));
             m_p.drawArc(r, start, span);
         }
         return r;
@@ -350,11 +374,11 @@ private:
         if (readFlag(item, "closed"_L1, poly)) {
             const QBrush brush = fillBrush(item, points.boundingRect());
             m_p.setBrush(brush);
-            m_p.setPen(outlinePen(item, brush));
+            setStroke(outlinePen(item, brush));
             m_p.drawPolygon(points);
         } else {
             m_p.setBrush(Qt::NoBrush);
-            m_p.setPen(strokePen(item, u"edge"_s));
+            setStroke(strokePen(item, u"edge"_s));
             m_p.drawPolyline(points);
         }
         return points.boundingRect();
@@ -386,8 +410,8 @@ private:
         const QRectF bounds = path.boundingRect();
         const QBrush brush = fillBrush(item, bounds);
         m_p.setBrush(brush);
-        m_p.setPen(brush.style() == Qt::NoBrush || item.contains("stroke"_L1) ? strokePen(item, u"edge"_s)
-                                                                              : QPen(Qt::NoPen));
+        setStroke(brush.style() == Qt::NoBrush || item.contains("stroke"_L1) ? strokePen(item, u"edge"_s)
+                                                                             : QPen(Qt::NoPen));
         m_p.drawPath(path);
         return bounds;
     }
@@ -395,8 +419,9 @@ private:
     QRectF drawText(const QJsonObject &item, bool label)
     {
         const QString text = readText(item, "text"_L1);
-        const QFont font = textFont(item);
-        const QFontMetricsF metrics(font, m_p.device());
+        const FontEntry &entry = fontFor(item);
+        const QFont &font = entry.font;
+        const QFontMetricsF &metrics = entry.metrics;
         const double wrap = clamped(item, "wrap"_L1, 0, 0, 1e6);
         const double pad = label ? clamped(item, "pad"_L1, 5, 0, 200) : 0;
         const QString align = readText(item, "align"_L1);
@@ -430,7 +455,10 @@ private:
         }
         m_p.setFont(font);
         m_p.setPen(tone(readText(item, "tone"_L1), label ? u"body"_s : u"ink"_s));
-        m_p.drawText(box.adjusted(pad, pad, -pad, -pad), flags, text);
+        if (wrap > 0)
+            m_p.drawText(box.adjusted(pad, pad, -pad, -pad), flags, text);
+        else // one line needs no layout: draw it on its baseline
+            m_p.drawText(QPointF(box.left() + pad, box.top() + pad + metrics.ascent()), text);
         if (angle == 0)
             return box;
         QTransform t;
@@ -470,7 +498,7 @@ private:
         const QRectF r = boxOf(item);
         const double stepX = clamped(item, "step_x"_L1, 20, 1, 10000);
         const double stepY = clamped(item, "step_y"_L1, 20, 1, 10000);
-        m_p.setPen(strokePen(item, u"edge"_s));
+        setStroke(strokePen(item, u"edge"_s));
         m_p.setBrush(Qt::NoBrush);
         QList<QLineF> lines;
         // At most a few thousand lines, whatever the steps say.
@@ -482,24 +510,67 @@ private:
         return r;
     }
 
+    struct FontEntry
+    {
+        QFont font;
+        QFontMetricsF metrics;
+    };
+
+    // Fonts and their metrics are made once per paint for each distinct text style.
+    const FontEntry &fontFor(const QJsonObject &item)
+    {
+        const QString key =
+            u"%1|%2|%3|%4|%5"_s.arg(QString::number(readInt(item, "size"_L1, 10, 4, 200)), readText(item, "mono"_L1),
+                                    readText(item, "bold"_L1), readText(item, "italic"_L1), readText(item, "font"_L1));
+        auto found = m_fonts.find(key);
+        if (found == m_fonts.end()) {
+            const QFont font = textFont(item);
+            found = m_fonts.insert(key, FontEntry{font, QFontMetricsF(font, m_p.device())});
+        }
+        return *found;
+    }
+
     Canvas &m_canvas;
     QPainter &m_p;
+    QHash<QString, FontEntry> m_fonts;
 };
 
-void Canvas::paintEvent(QPaintEvent *)
+void Canvas::drawFrame(QPainter &p)
 {
-    QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing);
     p.setRenderHint(QPainter::TextAntialiasing);
     p.setRenderHint(QPainter::SmoothPixmapTransform);
     if (!m_background.isEmpty())
-        p.fillRect(rect(), theme::toneColor(m_background.isEmpty() ? u"bg"_s : m_background));
+        p.fillRect(rect(), theme::toneColor(m_background));
     const double scale = scaleFor(width());
     p.scale(scale, scale);
     p.translate(-m_origin);
     m_regions.clear();
     CanvasPainter painter(*this, p);
     painter.paintItems(itemsAt(tweenProgress()), 0);
+}
+
+void Canvas::paintEvent(QPaintEvent *event)
+{
+    QPainter out(this);
+    if (tweenProgress() < 1) {
+        // Every frame of a tween differs: draw it straight onto the widget.
+        drawFrame(out);
+        return;
+    }
+    // A still drawing is drawn once per spec and size; exposures and scrolling only copy it.
+    const double dpr = devicePixelRatioF();
+    const QSize pixels = (QSizeF(size()) * dpr).toSize();
+    if (!m_frameValid || m_frame.size() != pixels) {
+        m_frame = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
+        m_frame.setDevicePixelRatio(dpr);
+        m_frame.fill(Qt::transparent);
+        QPainter p(&m_frame);
+        drawFrame(p);
+        m_frameValid = true;
+    }
+    const QRect area = event->rect();
+    out.drawImage(area, m_frame, QRectF(QPointF(area.topLeft()) * dpr, QSizeF(area.size()) * dpr));
 }
 
 } // namespace prims

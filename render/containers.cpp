@@ -77,8 +77,8 @@ QWidget *box(const QJsonObject &el, const Actions &actions, int depth, QWidget *
         delete holder;
         return nullptr;
     }
-    // Without weights a row keeps its children at their natural widths, packed to the left.
-    if (horizontal && !weighted)
+    // Without weights the children keep their natural sizes, packed to the start.
+    if (!weighted)
         layout->addStretch(1);
 
     const int maxHeight = prims::readInt(el, "max_height"_L1, 0, 0, 8000);

@@ -44,11 +44,11 @@ private slots:
         QTest::addColumn<QList<int>>("stretch");
         QTest::newRow("column")
             << uR"({"type":"column","items":[{"type":"text","text":"a"},{"type":"text","text":"b"}]})"_s
-            << int(QBoxLayout::TopToBottom) << QList<int>{0, 0};
+            << int(QBoxLayout::TopToBottom) << QList<int>{0, 0, 1};
         QTest::newRow("group with weights")
             << uR"({"type":"group","weights":[2,-1],"items":[{"type":"text","text":"a"},{"type":"text","text":"b"}]})"_s
             << int(QBoxLayout::TopToBottom) << QList<int>{2, 0};
-        // A row without weights packs its children left with a trailing stretch.
+        // Without weights the children are packed to the start by a trailing stretch.
         QTest::newRow("row") << uR"({"type":"row","items":[{"type":"text","text":"a"},{"type":"text","text":"b"}]})"_s
                              << int(QBoxLayout::LeftToRight) << QList<int>{0, 0, 1};
         QTest::newRow("row with weights")
@@ -56,7 +56,7 @@ private slots:
             << int(QBoxLayout::LeftToRight) << QList<int>{1, 3};
         QTest::newRow("row on the column axis")
             << uR"({"type":"row","axis":"column","items":[{"type":"text","text":"a"},{"type":"text","text":"b"}]})"_s
-            << int(QBoxLayout::TopToBottom) << QList<int>{0, 0};
+            << int(QBoxLayout::TopToBottom) << QList<int>{0, 0, 1};
     }
     void boxes()
     {
