@@ -184,6 +184,8 @@ Outcome Flow::jog(int deltaMm)
 
 bool Flow::startAt(const QString &id)
 {
+    if (id == u"commissioned"_s)
+        return startAt(u"handover"_s) && finish().status == 200;
     for (int i = 0; i < m_steps.size(); ++i) {
         if (m_steps[i].id != id)
             continue;

@@ -52,8 +52,8 @@ public:
     Outcome reset();
     Outcome setBeacon(bool on);
     Outcome jog(int deltaMm);
-    // Jumps straight to a step, with the earlier ones done (for demos and shots). False when the
-    // id names no step.
+    // Jumps straight to a step, with the earlier ones done (for demos and shots); "commissioned"
+    // jumps past the last one. False when the id names no step.
     bool startAt(const QString &id);
 
     // One tick of the running step; public so tests can step the script without waiting.

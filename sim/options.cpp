@@ -50,7 +50,8 @@ ParsedOptions parseOptions(const QStringList &arguments)
         {u"poll-ms"_s, u"Poll interval the units ask for (default 1000)."_s, u"ms"_s},
         {u"pace"_s, u"Time of one tick of a running step (default 700)."_s, u"ms"_s},
         {u"autorun"_s, u"Start each step by itself once the one before is done."_s},
-        {u"start-at"_s, u"Begin at this step, the earlier ones done (identity, drive, io, load, handover)."_s,
+        {u"start-at"_s,
+         u"Begin at this step, the earlier ones done (identity, drive, io, load, handover, commissioned)."_s,
          u"step"_s},
         {u"token-ttl"_s, u"Lifetime of a sign-in token (default 3600)."_s, u"seconds"_s},
         {u"lockout-after"_s, u"Wrong passcodes in a row before a lock-out (default 5)."_s, u"n"_s},
@@ -116,7 +117,7 @@ ParsedOptions parseOptions(const QStringList &arguments)
         return error = u"--http units present no certificate; drop --cert, --key and --other-cert"_s, out;
     o.autorun = p.isSet(u"autorun"_s);
     o.startAt = p.value(u"start-at"_s);
-    static const QStringList steps{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s};
+    static const QStringList steps{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s, u"commissioned"_s};
     if (!o.startAt.isEmpty() && !steps.contains(o.startAt))
         return error = u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), o.startAt), out;
     o.discovery = !p.isSet(u"no-discovery"_s);

@@ -86,7 +86,7 @@ QJsonObject runButtons(const Flow &flow)
     if (flow.running())
         buttons.append(action(u"Stop"_s, u"/api/action/stop"_s, u"danger"_s));
     else
-        buttons.append(action(u"Start %1"_s.arg(flow.current().label.toLower()), u"/api/action/start"_s, u"primary"_s,
+        buttons.append(action(u"Run %1"_s.arg(flow.current().label), u"/api/action/start"_s, u"primary"_s,
                               {{u"sound"_s, u"motion"_s}}));
     return buttonRow(buttons);
 }
@@ -221,6 +221,14 @@ QJsonArray ioBody(const Flow &flow)
     return body;
 }
 
+QJsonObject tab(const QString &label, const QJsonArray &items, const QString &badgeText = {})
+{
+    QJsonObject t{{u"label"_s, label}, {u"items"_s, items}};
+    if (!badgeText.isEmpty())
+        t.insert(u"badge"_s, QJsonObject{{u"text"_s, badgeText}});
+    return t;
+}
+
 QJsonArray loadBody(const Flow &flow)
 {
     QJsonArray history;
@@ -233,22 +241,17 @@ QJsonArray loadBody(const Flow &flow)
     for (const QString &l : flow.log().mid(qMax(0, flow.log().size() - 8)))
         lines.append(l.contains(u"FAULT"_s) ? QJsonValue(QJsonObject{{u"text"_s, l}, {u"tone"_s, u"error"_s}})
                                             : QJsonValue(l));
+    const QJsonObject plan = el(u"image"_s, {{u"data"_s, QString::fromLatin1(aislePlanPng())},
+                                             {u"width"_s, 384},
+                                             {u"caption"_s, u"Aisle A, seen from above"_s}});
+    const QJsonObject timeline = el(u"timeline"_s, {{u"items"_s, history}});
+    const QJsonObject recent = el(u"log"_s, {{u"lines"_s, lines}, {u"height"_s, 120}});
     return {
         el(u"stat_grid"_s, {{u"columns"_s, 3},
                             {u"items"_s, QJsonArray{kv(u"Cycles"_s, flow.progress() * 4), kv(u"Load"_s, u"42 kg"_s),
                                                     kv(u"Peak current"_s, u"11.2 A"_s, u"warn"_s)}}}),
-        el(u"tabs"_s,
-           {{u"tabs"_s,
-             QJsonArray{QJsonObject{{u"label"_s, u"History"_s},
-                                    {u"items"_s, QJsonArray{el(u"timeline"_s, {{u"items"_s, history}})}}},
-                        QJsonObject{{u"label"_s, u"Recent lines"_s},
-                                    {u"badge"_s, QJsonObject{{u"text"_s, QString::number(lines.size())}}},
-                                    {u"items"_s, QJsonArray{el(u"log"_s, {{u"lines"_s, lines}, {u"height"_s, 120}})}}},
-                        QJsonObject{{u"label"_s, u"Aisle plan"_s},
-                                    {u"items"_s,
-                                     QJsonArray{el(u"image"_s, {{u"data"_s, QString::fromLatin1(aislePlanPng())},
-                                                                {u"width"_s, 384},
-                                                                {u"caption"_s, u"Aisle A, seen from above"_s}})}}}}}}),
+        el(u"tabs"_s, {{u"tabs"_s, QJsonArray{tab(u"Aisle plan"_s, {plan}), tab(u"History"_s, {timeline}),
+                                              tab(u"Recent lines"_s, {recent}, QString::number(lines.size()))}}}),
         el(u"scroll"_s, {{u"height"_s, 60},
                          {u"items"_s, QJsonArray{text(u"The load test runs full-speed cycles with the test weight "
                                                       u"on board. Keep the aisle clear."_s),
@@ -268,9 +271,9 @@ QJsonObject rect(double x, double y, double w, double h, const QString &fill)
 QJsonObject stepBar(const Flow &flow)
 {
     const double done = 232.0 * flow.completedCount() / flow.steps().size();
-    return el(u"canvas"_s, {{u"viewbox"_s, QJsonArray{0, 0, 240, 30}},
+    return el(u"canvas"_s, {{u"viewbox"_s, QJsonArray{0, 0, 240, 12}},
                             {u"width"_s, 480},
-                            {u"items"_s, QJsonArray{rect(4, 12, 232, 6, u"edge"_s), rect(4, 12, done, 6, u"ok"_s)}}});
+                            {u"items"_s, QJsonArray{rect(4, 3, 232, 6, u"edge"_s), rect(4, 3, done, 6, u"ok"_s)}}});
 }
 
 QJsonArray handoverBody(const Flow &flow)
@@ -294,25 +297,33 @@ QJsonArray handoverBody(const Flow &flow)
             {u"actions"_s, QJsonArray{action(flow.beacon() ? u"Switch off"_s : u"Switch on"_s, u"/api/action/beacon"_s,
                                              {}, {{u"body"_s, QJsonObject{{u"value"_s, !flow.beacon()}}}})}}},
     };
-    const QJsonObject safetyLamp = el(u"shape"_s, {{u"kind"_s, u"ellipse"_s},
-                                                   {u"size"_s, 16},
-                                                   {u"tone"_s, u"ok"_s},
-                                                   {u"label"_s, u"Safety circuit closed"_s},
-                                                   {u"label_tone"_s, u"ok"_s}});
+    const auto lamp = [](const QString &label) {
+        return el(u"shape"_s, {{u"kind"_s, u"ellipse"_s},
+                               {u"size"_s, 16},
+                               {u"tone"_s, u"ok"_s},
+                               {u"label"_s, label},
+                               {u"label_tone"_s, u"ok"_s}});
+    };
+    const QJsonObject lamps =
+        with(row({lamp(u"Safety circuit closed"_s), lamp(u"Brake released"_s)}), {{u"weights"_s, QJsonArray{1, 1}}});
+    const QJsonObject handOver =
+        flow.commissioned()
+            ? text(u"Handed over. The unit is in service; its report holds the handover."_s, {{u"tone"_s, u"ok"_s}})
+            : el(u"dialog"_s,
+                 {{u"title"_s, u"Hand the unit over"_s},
+                  {u"detail"_s, u"Finishing marks the unit commissioned and writes the handover into its report."_s},
+                  {u"tone"_s, u"ok"_s},
+                  {u"actions"_s, QJsonArray{action(u"Finish commissioning"_s, u"/api/action/finish"_s, u"good"_s,
+                                                   {{u"confirm"_s, confirm(u"Finish commissioning?"_s,
+                                                                           u"The unit goes into service."_s)}})}}});
     return {
         heading(u"Before you hand it over"_s, 13),
         el(u"wizard"_s, {{u"flow"_s, u"row"_s}, {u"stages"_s, stages}}),
         el(u"divider"_s),
         el(u"cards"_s, {{u"cards"_s, cards}}),
         el(u"spacer"_s, {{u"height"_s, 6}}),
-        el(u"group"_s, {{u"items"_s, QJsonArray{stepBar(flow), row({safetyLamp})}}}),
-        el(u"dialog"_s,
-           {{u"title"_s, u"Hand the unit over"_s},
-            {u"detail"_s, u"Finishing marks the unit commissioned and writes the handover into its report."_s},
-            {u"tone"_s, u"ok"_s},
-            {u"actions"_s, QJsonArray{action(u"Finish commissioning"_s, u"/api/action/finish"_s, u"good"_s,
-                                             {{u"confirm"_s, confirm(u"Finish commissioning?"_s,
-                                                                     u"The unit goes into service."_s)}})}}}),
+        el(u"group"_s, {{u"items"_s, QJsonArray{stepBar(flow), lamps}}}),
+        handOver,
     };
 }
 

@@ -340,6 +340,8 @@ void TestSimUnit::refusedPresses_data()
     QTest::newRow("view unknown stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"x"_s}} << 422;
     QTest::newRow("view a stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"drive"_s}} << 200;
     QTest::newRow("finish") << u"handover"_s << u"/api/action/finish"_s << QJsonObject{} << 200;
+    QTest::newRow("finish twice") << u"commissioned"_s << u"/api/action/finish"_s << QJsonObject{} << 409;
+    QTest::newRow("start when commissioned") << u"commissioned"_s << u"/api/action/start"_s << QJsonObject{} << 409;
     QTest::newRow("password wrong current")
         << u"drive"_s << u"/api/password"_s << QJsonObject{{u"current"_s, u"x"_s}, {u"new"_s, u"longenough"_s}} << 403;
     QTest::newRow("password too short") << u"drive"_s << u"/api/password"_s
