@@ -25,6 +25,59 @@ int intOption(const QCommandLineParser &p, const QString &name, int def, int lo,
     return ok ? v : def;
 }
 
+// Reads and checks the values of a parsed command line into `o`; the first problem, or empty.
+QString readValues(const QCommandLineParser &p, Options &o)
+{
+    QString error;
+    o.units = intOption(p, u"units"_s, o.units, 1, 50, error);
+    o.port = intOption(p, u"port"_s, o.port, 1, 65535, error);
+    o.discoveryPort = intOption(p, u"discovery-port"_s, o.discoveryPort, 1, 65535, error);
+    o.pollMs = intOption(p, u"poll-ms"_s, o.pollMs, 250, 30000, error);
+    o.paceMs = intOption(p, u"pace"_s, o.paceMs, 10, 60000, error);
+    o.tokenTtlSec = intOption(p, u"token-ttl"_s, o.tokenTtlSec, 1, 7 * 24 * 3600, error);
+    o.lockoutAfter = intOption(p, u"lockout-after"_s, o.lockoutAfter, 1, 1000, error);
+    o.lockoutSec = intOption(p, u"lockout-seconds"_s, o.lockoutSec, 1, 24 * 3600, error);
+    if (!error.isEmpty())
+        return error;
+    if (p.isSet(u"passcode"_s)) {
+        o.passcode = p.value(u"passcode"_s);
+        if (o.passcode.isEmpty())
+            return u"--passcode must not be empty"_s;
+    }
+    if (p.isSet(u"address"_s)) {
+        o.address = QHostAddress(p.value(u"address"_s));
+        if (o.address.protocol() != QAbstractSocket::IPv4Protocol)
+            return u"--address takes an IPv4 address, not \"%1\""_s.arg(p.value(u"address"_s));
+    }
+    if ((o.address.toIPv4Address() & 0xFF) + quint32(o.units) - 1 > 254)
+        return u"%1 units starting at %2 run past the end of its /24 network"_s.arg(o.units).arg(o.address.toString());
+    if (p.isSet(u"product"_s)) {
+        o.products = p.value(u"product"_s).split(u',', Qt::SkipEmptyParts);
+        for (QString &s : o.products)
+            s = s.trimmed();
+        o.products.removeAll(QString());
+        if (o.products.isEmpty())
+            return u"--product needs at least one name"_s;
+    }
+    o.tls = !p.isSet(u"http"_s);
+    o.certDir = p.value(u"cert-dir"_s);
+    o.certFile = p.value(u"cert"_s);
+    o.keyFile = p.value(u"key"_s);
+    if (o.certFile.isEmpty() != o.keyFile.isEmpty())
+        return u"--cert and --key go together"_s;
+    o.otherCert = p.isSet(u"other-cert"_s);
+    if (!o.tls && (o.otherCert || !o.certFile.isEmpty()))
+        return u"--http units present no certificate; drop --cert, --key and --other-cert"_s;
+    o.autorun = p.isSet(u"autorun"_s);
+    o.startAt = p.value(u"start-at"_s);
+    static const QStringList steps{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s, u"commissioned"_s};
+    if (!o.startAt.isEmpty() && !steps.contains(o.startAt))
+        return u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), o.startAt);
+    o.discovery = !p.isSet(u"no-discovery"_s);
+    o.dumpBundle = p.value(u"dump-bundle"_s);
+    return {};
+}
+
 } // namespace
 
 ParsedOptions parseOptions(const QStringList &arguments)
@@ -73,55 +126,7 @@ ParsedOptions parseOptions(const QStringList &arguments)
         out.error = u"unexpected argument \"%1\""_s.arg(p.positionalArguments().first());
         return out;
     }
-    QString &error = out.error;
-    o.units = intOption(p, u"units"_s, o.units, 1, 50, error);
-    o.port = intOption(p, u"port"_s, o.port, 1, 65535, error);
-    o.discoveryPort = intOption(p, u"discovery-port"_s, o.discoveryPort, 1, 65535, error);
-    o.pollMs = intOption(p, u"poll-ms"_s, o.pollMs, 250, 30000, error);
-    o.paceMs = intOption(p, u"pace"_s, o.paceMs, 10, 60000, error);
-    o.tokenTtlSec = intOption(p, u"token-ttl"_s, o.tokenTtlSec, 1, 7 * 24 * 3600, error);
-    o.lockoutAfter = intOption(p, u"lockout-after"_s, o.lockoutAfter, 1, 1000, error);
-    o.lockoutSec = intOption(p, u"lockout-seconds"_s, o.lockoutSec, 1, 24 * 3600, error);
-    if (!error.isEmpty())
-        return out;
-    if (p.isSet(u"passcode"_s)) {
-        o.passcode = p.value(u"passcode"_s);
-        if (o.passcode.isEmpty())
-            return error = u"--passcode must not be empty"_s, out;
-    }
-    if (p.isSet(u"address"_s)) {
-        o.address = QHostAddress(p.value(u"address"_s));
-        if (o.address.protocol() != QAbstractSocket::IPv4Protocol)
-            return error = u"--address takes an IPv4 address, not \"%1\""_s.arg(p.value(u"address"_s)), out;
-    }
-    if ((o.address.toIPv4Address() & 0xFF) + quint32(o.units) - 1 > 254)
-        return error = u"%1 units starting at %2 run past the end of its /24 network"_s.arg(o.units).arg(
-                   o.address.toString()),
-               out;
-    if (p.isSet(u"product"_s)) {
-        o.products = p.value(u"product"_s).split(u',', Qt::SkipEmptyParts);
-        for (QString &s : o.products)
-            s = s.trimmed();
-        o.products.removeAll(QString());
-        if (o.products.isEmpty())
-            return error = u"--product needs at least one name"_s, out;
-    }
-    o.tls = !p.isSet(u"http"_s);
-    o.certDir = p.value(u"cert-dir"_s);
-    o.certFile = p.value(u"cert"_s);
-    o.keyFile = p.value(u"key"_s);
-    if (o.certFile.isEmpty() != o.keyFile.isEmpty())
-        return error = u"--cert and --key go together"_s, out;
-    o.otherCert = p.isSet(u"other-cert"_s);
-    if (!o.tls && (o.otherCert || !o.certFile.isEmpty()))
-        return error = u"--http units present no certificate; drop --cert, --key and --other-cert"_s, out;
-    o.autorun = p.isSet(u"autorun"_s);
-    o.startAt = p.value(u"start-at"_s);
-    static const QStringList steps{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s, u"commissioned"_s};
-    if (!o.startAt.isEmpty() && !steps.contains(o.startAt))
-        return error = u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), o.startAt), out;
-    o.discovery = !p.isSet(u"no-discovery"_s);
-    o.dumpBundle = p.value(u"dump-bundle"_s);
+    out.error = readValues(p, o);
     return out;
 }
 

@@ -13,7 +13,7 @@ Site::Site(Options options, QObject *parent)
     , m_options(std::move(options))
 {}
 
-bool Site::build()
+void Site::build()
 {
     for (int i = 0; i < m_options.units; ++i) {
         UnitConfig c;
@@ -37,7 +37,6 @@ bool Site::build()
             unit->flow().startAt(m_options.startAt);
         m_units.append(unit);
     }
-    return true;
 }
 
 bool Site::start()

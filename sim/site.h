@@ -19,8 +19,8 @@ class Site final : public QObject
 public:
     explicit Site(Options options, QObject *parent = nullptr);
 
-    // Makes the units (without listening); false with `error()` when the options cannot work.
-    bool build();
+    // Makes the units, without listening yet (enough for a bundle dump).
+    void build();
     // Listens and answers discovery; false with `error()` when an address is taken or a
     // certificate cannot be made.
     bool start();

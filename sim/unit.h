@@ -9,6 +9,7 @@
 #include <QHash>
 #include <QJsonArray>
 #include <QObject>
+#include <optional>
 
 namespace sim {
 
