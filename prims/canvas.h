@@ -11,6 +11,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
+#include <QStaticText>
 #include <QTimer>
 #include <QTransform>
 #include <QWidget>
@@ -92,6 +93,8 @@ private:
     QImage image(const QString &data) const;
     // Draws the whole drawing at the widget's size, recording the hit regions.
     void drawFrame(QPainter &painter);
+    // One line of text laid out once for its font and kept across paints.
+    const QStaticText &staticText(const QString &fontKey, const QString &text, const QFont &font);
     void invalidateFrame();
 
     QJsonObject m_element;
@@ -110,6 +113,7 @@ private:
     QList<HitRegion> m_regions;
     PressHandler m_press;
     mutable QHash<QString, QImage> m_images;
+    QHash<QString, QStaticText> m_texts;
     QImage m_frame;
     bool m_frameValid = false;
 

@@ -8,6 +8,7 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QStaticText>
 
 #include <algorithm>
 #include <cmath>
@@ -391,18 +392,20 @@ private:
             const QJsonArray seg = value.toArray();
             if (seg.isEmpty() || !seg.at(0).isString())
                 continue;
-            const QString cmd = seg.at(0).toString().toUpper();
+            // One command letter, either case; anything longer is no command.
+            const QString letter = seg.at(0).toString();
+            const char16_t cmd = letter.size() == 1 ? letter.at(0).toUpper().unicode() : u'\0';
             const qsizetype numbers = seg.size() - 1;
             auto n = [&seg](int i) { return coord(seg.at(i)); };
-            if (cmd == "M"_L1 && numbers >= 2)
+            if (cmd == u'M' && numbers >= 2)
                 path.moveTo(n(1), n(2));
-            else if (cmd == "L"_L1 && numbers >= 2)
+            else if (cmd == u'L' && numbers >= 2)
                 path.lineTo(n(1), n(2));
-            else if (cmd == "Q"_L1 && numbers >= 4)
+            else if (cmd == u'Q' && numbers >= 4)
                 path.quadTo(n(1), n(2), n(3), n(4));
-            else if (cmd == "C"_L1 && numbers >= 6)
+            else if (cmd == u'C' && numbers >= 6)
                 path.cubicTo(n(1), n(2), n(3), n(4), n(5), n(6));
-            else if (cmd == "Z"_L1)
+            else if (cmd == u'Z')
                 path.closeSubpath();
         }
         if (path.isEmpty())
@@ -429,8 +432,9 @@ private:
                            : align == "right"_L1 ? Qt::AlignRight
                                                  : Qt::AlignLeft;
         const int flags = hAlign | Qt::AlignTop | (wrap > 0 ? Qt::TextWordWrap : 0);
-        const QRectF measured = wrap > 0 ? metrics.boundingRect(QRectF(0, 0, wrap, 1e6), flags, text)
-                                         : QRectF(0, 0, metrics.horizontalAdvance(text), metrics.height());
+        const QStaticText *line = wrap > 0 ? nullptr : &m_canvas.staticText(entry.key, text, font);
+        const QRectF measured = line ? QRectF(QPointF(0, 0), QSizeF(line->size().width(), metrics.height()))
+                                     : metrics.boundingRect(QRectF(0, 0, wrap, 1e6), flags, text);
         const double w = (wrap > 0 ? wrap : measured.width()) + 2 * pad;
         const double h = measured.height() + 2 * pad;
         // "x" is the left edge, the centre or the right edge by "align"; "y" is the top.
@@ -455,10 +459,10 @@ private:
         }
         m_p.setFont(font);
         m_p.setPen(tone(readText(item, "tone"_L1), label ? u"body"_s : u"ink"_s));
-        if (wrap > 0)
+        if (line) // laid out once, drawn many times
+            m_p.drawStaticText(QPointF(box.left() + pad, box.top() + pad), *line);
+        else
             m_p.drawText(box.adjusted(pad, pad, -pad, -pad), flags, text);
-        else // one line needs no layout: draw it on its baseline
-            m_p.drawText(QPointF(box.left() + pad, box.top() + pad + metrics.ascent()), text);
         if (angle == 0)
             return box;
         QTransform t;
@@ -512,6 +516,7 @@ private:
 
     struct FontEntry
     {
+        QString key;
         QFont font;
         QFontMetricsF metrics;
     };
@@ -525,7 +530,7 @@ private:
         auto found = m_fonts.find(key);
         if (found == m_fonts.end()) {
             const QFont font = textFont(item);
-            found = m_fonts.insert(key, FontEntry{font, QFontMetricsF(font, m_p.device())});
+            found = m_fonts.insert(key, FontEntry{key, font, QFontMetricsF(font, m_p.device())});
         }
         return *found;
     }
@@ -534,6 +539,22 @@ private:
     QPainter &m_p;
     QHash<QString, FontEntry> m_fonts;
 };
+
+const QStaticText &Canvas::staticText(const QString &fontKey, const QString &text, const QFont &font)
+{
+    const QString key = fontKey + QChar(0x1f) + text;
+    auto found = m_texts.find(key);
+    if (found == m_texts.end()) {
+        if (m_texts.size() >= 8000)
+            m_texts.clear();
+        QStaticText line(text);
+        line.setTextFormat(Qt::PlainText);
+        line.setPerformanceHint(QStaticText::AggressiveCaching);
+        line.prepare(QTransform(), font);
+        found = m_texts.insert(key, line);
+    }
+    return *found;
+}
 
 void Canvas::drawFrame(QPainter &p)
 {
