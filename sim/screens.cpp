@@ -82,6 +82,8 @@ QJsonObject buttonRow(const QJsonArray &buttons)
 
 QJsonObject runButtons(const Flow &flow)
 {
+    if (!flow.fault().isEmpty())
+        return text(u"Clear the fault to carry on."_s, {{u"tone"_s, u"muted"_s}});
     QJsonArray buttons;
     if (flow.running())
         buttons.append(action(u"Stop"_s, u"/api/action/stop"_s, u"danger"_s));
