@@ -12,6 +12,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSet>
+#include <QTcpSocket>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -86,6 +87,8 @@ private slots:
     void parseRequest_data();
     void parseRequest();
     void pipelinedRequests();
+    void serverOverLoopback_data();
+    void serverOverLoopback();
     void options_data();
     void options();
     void signIn_data();
@@ -164,6 +167,50 @@ void TestSimUnit::pipelinedRequests()
     const sim::ParseResult b = sim::parseRequest(QByteArray(first + second).mid(a.consumed));
     QCOMPARE(int(b.state), int(sim::ParseState::Done));
     QCOMPARE(b.request.header("Authorization"), QByteArray("Bearer abc"));
+}
+
+void TestSimUnit::serverOverLoopback_data()
+{
+    // Raw bytes sent in one go; the status lines expected back, and whether the server hangs up.
+    QTest::addColumn<QByteArray>("raw");
+    QTest::addColumn<QList<int>>("statuses");
+    QTest::addColumn<bool>("closes");
+
+    QTest::newRow("one request, kept alive") << QByteArray("GET /a HTTP/1.1\r\n\r\n") << QList<int>{200} << false;
+    QTest::newRow("two pipelined") << QByteArray("GET /a HTTP/1.1\r\n\r\nGET /missing HTTP/1.1\r\n\r\n")
+                                   << QList<int>{200, 404} << false;
+    QTest::newRow("close asked for") << QByteArray("GET /a HTTP/1.1\r\nConnection: close\r\n\r\n") << QList<int>{200}
+                                     << true;
+    QTest::newRow("garbage") << QByteArray("HELLO\r\n\r\n") << QList<int>{400} << true;
+    QTest::newRow("body too large") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n")
+                                    << QList<int>{413} << true;
+}
+
+void TestSimUnit::serverOverLoopback()
+{
+    QFETCH(QByteArray, raw);
+    QFETCH(QList<int>, statuses);
+    QFETCH(bool, closes);
+    sim::HttpServer server([](const sim::Request &r) {
+        return r.path == u"/a"_s ? sim::Response::json(200, {{u"ok"_s, true}}) : sim::Response::error(404, u"no"_s);
+    });
+    QCOMPARE(server.listen(QHostAddress::LocalHost, 0, nullptr), QString());
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, server.port());
+    QVERIFY(client.waitForConnected(5000));
+    client.write(raw);
+    QByteArray got;
+    const auto count = [&] { return int(got.count("HTTP/1.1 ")); };
+    QTRY_VERIFY_WITH_TIMEOUT((got += client.readAll(), count() >= statuses.size()), 5000);
+    QList<int> seen;
+    for (qsizetype at = got.indexOf("HTTP/1.1 "); at >= 0; at = got.indexOf("HTTP/1.1 ", at + 1))
+        seen << got.mid(at + 9, 3).toInt();
+    QCOMPARE(seen, statuses);
+    QVERIFY(got.contains("Content-Type: application/json"));
+    if (closes)
+        QTRY_COMPARE_WITH_TIMEOUT(client.state(), QAbstractSocket::UnconnectedState, 5000);
+    else
+        QCOMPARE(client.state(), QAbstractSocket::ConnectedState);
 }
 
 void TestSimUnit::options_data()
