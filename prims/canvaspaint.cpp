@@ -258,22 +258,6 @@ public:
     }
 
 private:
-    // Thin outlines go through the cosmetic stroker, which draws the same line several times
-    // faster than stroking it as an outline and filling that; thick ones keep the exact outline.
-    void setStroke(QPen pen)
-    {
-        if (pen.style() != Qt::NoPen && !pen.isCosmetic()) {
-            const QTransform &t = m_p.worldTransform();
-            const double scale = std::sqrt(std::abs(t.determinant()));
-            const double device = pen.widthF() * scale;
-            if (device > 0 && device <= 2.5 && t.type() <= QTransform::TxScale) {
-                pen.setWidthF(device);
-                pen.setCosmetic(true);
-            }
-        }
-        m_p.setPen(pen);
-    }
-
     QRectF drawKind(const QJsonObject &item, int depth)
     {
         const QString kind = readText(item, "kind"_L1);
@@ -283,7 +267,7 @@ private:
             const QRectF r = boxOf(item);
             const QBrush brush = fillBrush(item, r);
             m_p.setBrush(brush);
-            setStroke(outlinePen(item, brush));
+            m_p.setPen(outlinePen(item, brush));
             if (kind == "ellipse"_L1) {
                 m_p.drawEllipse(r);
             } else {
@@ -327,7 +311,7 @@ private:
         const QPointF a(coord(item, "x1"_L1), coord(item, "y1"_L1));
         const QPointF b(coord(item, "x2"_L1), coord(item, "y2"_L1));
         const QPen pen = strokePen(item, u"edge"_s);
-        setStroke(pen);
+        m_p.setPen(pen);
         m_p.drawLine(a, b);
         const double head = clamped(item, "head"_L1, 9, 1, 200);
         if (QLineF(a, b).length() >= 0.001 && pen.style() != Qt::NoPen) {
@@ -348,14 +332,14 @@ private:
         if (mode == "pie"_L1 || mode == "chord"_L1) {
             const QBrush brush = fillBrush(item, r);
             m_p.setBrush(brush);
-            setStroke(outlinePen(item, brush));
+            m_p.setPen(outlinePen(item, brush));
             if (mode == "pie"_L1)
                 m_p.drawPie(r, start, span);
             else
                 m_p.drawChord(r, start, span);
         } else {
             m_p.setBrush(Qt::NoBrush);
-            setStroke(strokePen(item, u"edge"_s));
+            m_p.setPen(strokePen(item, u"edge"_s));
             m_p.drawArc(r, start, span);
         }
         return r;
@@ -375,11 +359,11 @@ private:
         if (readFlag(item, "closed"_L1, poly)) {
             const QBrush brush = fillBrush(item, points.boundingRect());
             m_p.setBrush(brush);
-            setStroke(outlinePen(item, brush));
+            m_p.setPen(outlinePen(item, brush));
             m_p.drawPolygon(points);
         } else {
             m_p.setBrush(Qt::NoBrush);
-            setStroke(strokePen(item, u"edge"_s));
+            m_p.setPen(strokePen(item, u"edge"_s));
             m_p.drawPolyline(points);
         }
         return points.boundingRect();
@@ -413,8 +397,8 @@ private:
         const QRectF bounds = path.boundingRect();
         const QBrush brush = fillBrush(item, bounds);
         m_p.setBrush(brush);
-        setStroke(brush.style() == Qt::NoBrush || item.contains("stroke"_L1) ? strokePen(item, u"edge"_s)
-                                                                             : QPen(Qt::NoPen));
+        m_p.setPen(brush.style() == Qt::NoBrush || item.contains("stroke"_L1) ? strokePen(item, u"edge"_s)
+                                                                              : QPen(Qt::NoPen));
         m_p.drawPath(path);
         return bounds;
     }
@@ -502,7 +486,7 @@ private:
         const QRectF r = boxOf(item);
         const double stepX = clamped(item, "step_x"_L1, 20, 1, 10000);
         const double stepY = clamped(item, "step_y"_L1, 20, 1, 10000);
-        setStroke(strokePen(item, u"edge"_s));
+        m_p.setPen(strokePen(item, u"edge"_s));
         m_p.setBrush(Qt::NoBrush);
         QList<QLineF> lines;
         // At most a few thousand lines, whatever the steps say.
