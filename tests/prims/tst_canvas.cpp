@@ -192,7 +192,8 @@ private slots:
         QCOMPARE(pressed.body.value("slot"_L1).toInt(), 7);
     }
 
-    void noninvertibleRegionIsSkipped()
+    // Two regions over the same place: the one painted later answers.
+    void sameRegionTwice()
     {
         prims::Canvas canvas;
         canvas.setSpec(spec(R"([{"kind":"rect","x":0,"y":0,"w":200,"h":100,"click":{"path":"/a"}},
