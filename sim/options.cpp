@@ -69,10 +69,11 @@ QString readValues(const QCommandLineParser &p, Options &o)
     if (!o.tls && (o.otherCert || !o.certFile.isEmpty()))
         return u"--http units present no certificate; drop --cert, --key and --other-cert"_s;
     o.autorun = p.isSet(u"autorun"_s);
-    o.startAt = p.value(u"start-at"_s);
+    o.startAt = p.value(u"start-at"_s).split(u',', Qt::SkipEmptyParts);
     static const QStringList steps{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s, u"commissioned"_s};
-    if (!o.startAt.isEmpty() && !steps.contains(o.startAt))
-        return u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), o.startAt);
+    for (const QString &step : std::as_const(o.startAt))
+        if (!steps.contains(step))
+            return u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), step);
     o.discovery = !p.isSet(u"no-discovery"_s);
     o.dumpBundle = p.value(u"dump-bundle"_s);
     return {};
@@ -104,7 +105,8 @@ ParsedOptions parseOptions(const QStringList &arguments)
         {u"pace"_s, u"Time of one tick of a running step (default 700)."_s, u"ms"_s},
         {u"autorun"_s, u"Start each step by itself once the one before is done."_s},
         {u"start-at"_s,
-         u"Begin at this step, the earlier ones done (identity, drive, io, load, handover, commissioned)."_s,
+         u"Begin at this step, the earlier ones done (identity, drive, io, load, handover, commissioned); a "
+         u"comma list is dealt out to the units in turn."_s,
          u"step"_s},
         {u"token-ttl"_s, u"Lifetime of a sign-in token (default 3600)."_s, u"seconds"_s},
         {u"lockout-after"_s, u"Wrong passcodes in a row before a lock-out (default 5)."_s, u"n"_s},

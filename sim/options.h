@@ -23,7 +23,7 @@ struct Options
     int pollMs = 1000;
     int paceMs = 700;
     bool autorun = false;
-    QString startAt;
+    QStringList startAt; // a step per unit, dealt out in turn like the products
     int tokenTtlSec = 3600;
     int lockoutAfter = 5;
     int lockoutSec = 60;

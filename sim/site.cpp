@@ -34,7 +34,7 @@ void Site::build()
         c.lockoutSec = m_options.lockoutSec;
         auto *unit = new Unit(c, this);
         if (!m_options.startAt.isEmpty())
-            unit->flow().startAt(m_options.startAt);
+            unit->flow().startAt(m_options.startAt[i % m_options.startAt.size()]);
         m_units.append(unit);
     }
 }

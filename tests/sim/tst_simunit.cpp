@@ -5,6 +5,7 @@
 #include "sim/http.h"
 #include "sim/options.h"
 #include "sim/screens.h"
+#include "sim/site.h"
 #include "sim/unit.h"
 #include "support/testsupport.h"
 
@@ -91,6 +92,7 @@ private slots:
     void serverOverLoopback();
     void options_data();
     void options();
+    void siteDealsOutUnits();
     void signIn_data();
     void signIn();
     void routes_data();
@@ -234,6 +236,10 @@ void TestSimUnit::options_data()
     QTest::newRow("cert without key") << QStringList{u"--cert"_s, u"a.crt"_s} << u"--key"_s << QString();
     QTest::newRow("http with other cert") << QStringList{u"--http"_s, u"--other-cert"_s} << u"--http"_s << QString();
     QTest::newRow("unknown step") << QStringList{u"--start-at"_s, u"paint"_s} << u"--start-at"_s << QString();
+    QTest::newRow("one bad step in a list")
+        << QStringList{u"--start-at"_s, u"drive,paint"_s} << u"\"paint\""_s << QString();
+    QTest::newRow("steps per unit") << QStringList{u"--units"_s, u"2"_s, u"--start-at"_s, u"drive,commissioned"_s}
+                                    << QString() << u"10.77.0.22"_s;
     QTest::newRow("unknown option") << QStringList{u"--colour"_s} << u"colour"_s << QString();
     QTest::newRow("stray argument") << QStringList{u"now"_s} << u"now"_s << QString();
     QTest::newRow("poll too fast") << QStringList{u"--poll-ms"_s, u"10"_s} << u"--poll-ms"_s << QString();
@@ -251,6 +257,30 @@ void TestSimUnit::options()
     } else {
         QVERIFY2(p.error.contains(error), qPrintable(p.error));
     }
+}
+
+void TestSimUnit::siteDealsOutUnits()
+{
+    const sim::ParsedOptions p =
+        sim::parseOptions({u"kestro-unit-sim"_s, u"--units"_s, u"3"_s, u"--product"_s, u"shuttle, lift"_s,
+                           u"--start-at"_s, u"io,commissioned"_s, u"--address"_s, u"127.0.0.9"_s, u"--http"_s});
+    QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+    sim::Site site(p.options);
+    site.build();
+    QCOMPARE(site.units().size(), 3);
+    QStringList products, steps, hosts, addresses;
+    for (sim::Unit *u : site.units()) {
+        products << u->config().info.product;
+        steps << (u->flow().commissioned() ? u"commissioned"_s : u->flow().current().id);
+        hosts << u->config().info.hostname;
+        addresses << u->config().info.address;
+        QVERIFY(!u->config().info.tls);
+    }
+    QCOMPARE(products, QStringList({u"shuttle"_s, u"lift"_s, u"shuttle"_s}));
+    QCOMPARE(steps, QStringList({u"io"_s, u"commissioned"_s, u"io"_s}));
+    QCOMPARE(hosts, QStringList({u"shuttle-01"_s, u"lift-02"_s, u"shuttle-03"_s}));
+    QCOMPARE(addresses, QStringList({u"127.0.0.9"_s, u"127.0.0.10"_s, u"127.0.0.11"_s}));
+    QCOMPARE(site.describe().value(1), u"unit  lift-02  KU-04202  http://127.0.0.10:8090  lift"_s);
 }
 
 void TestSimUnit::signIn_data()
