@@ -2,6 +2,7 @@
 // shape kind is in canvaspaint.cpp.
 #include "prims/canvas.h"
 
+#include "prims/canvasnode.h"
 #include "prims/imagedata.h"
 #include "prims/json.h"
 
@@ -97,6 +98,7 @@ void Canvas::setSpec(const QJsonObject &element, bool relayout)
     m_items = readArray(element, "items"_L1, kMaxItems);
     m_tweenMs = readInt(element, "tween_ms"_L1, 0, 0, 2000);
     m_background = element.contains("background"_L1) ? readText(element, "background"_L1) : QString();
+    compile(this);
 
     m_previous.clear();
     m_tweenTimer.stop();

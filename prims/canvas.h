@@ -17,10 +17,16 @@
 #include <QWidget>
 
 #include <functional>
+#include <memory>
+#include <vector>
 
 class QPainter;
+class QPaintDevice;
 
 namespace prims {
+
+struct CanvasList;
+struct CanvasNode;
 
 class Canvas final : public QWidget
 {
@@ -85,12 +91,17 @@ protected:
 
 private:
     friend class CanvasPainter;
+    friend class CanvasCompiler;
 
     QJsonObject resolveUse(const QJsonObject &item, int depth) const;
     QJsonArray tweenArray(const QJsonArray &items, double t, int depth) const;
     void indexPrevious(const QJsonArray &items, int depth);
     bool clickableIn(const QJsonArray &items, int depth) const;
     QImage image(const QString &data) const;
+    // Reads the items into the display list, measuring text for `device`.
+    void compile(const QPaintDevice *device);
+    // The display list at tween progress `t`: moved items read again, the others as they are.
+    std::vector<CanvasNode> tweenFrame(double t, const QPaintDevice *device);
     // Draws the whole drawing at the widget's size, recording the hit regions.
     void drawFrame(QPainter &painter);
     // One line of text laid out once for its font and kept across paints.
@@ -114,6 +125,7 @@ private:
     PressHandler m_press;
     mutable QHash<QString, QImage> m_images;
     QHash<QString, QStaticText> m_texts;
+    std::unique_ptr<CanvasList> m_list;
     QImage m_frame;
     bool m_frameValid = false;
 
