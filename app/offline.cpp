@@ -1,5 +1,6 @@
 #include "app/offline.h"
 
+#include "app/pngwriter.h"
 #include "app/theme.h"
 #include "prims/text.h"
 #include "render/screen.h"
@@ -101,7 +102,7 @@ bool savePng(const QPixmap &shot, const QString &out)
     QSaveFile file(out);
     if (!file.open(QIODevice::WriteOnly))
         return false;
-    if (!shot.save(&file, "PNG"))
+    if (!writePng(shot.toImage(), &file))
         return false;
     return file.commit();
 }

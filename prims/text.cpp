@@ -2,6 +2,7 @@
 
 #include "app/theme.h"
 
+#include <QEnterEvent>
 #include <QLabel>
 
 #include <algorithm>
@@ -31,16 +32,36 @@ QString capped(const QString &text, int most)
     return text.size() <= most ? text : text.left(std::max(0, most - 1)) + QChar(0x2026);
 }
 
+namespace {
+
+// A label whose text becomes selectable when the pointer first comes over it. A selectable label
+// lays its text out through a whole text document, several times slower than a plain one; a
+// screen holds hundreds of labels and the technician selects text in few of them.
+class TextLabel final : public QLabel
+{
+public:
+    using QLabel::QLabel;
+
+protected:
+    void enterEvent(QEnterEvent *event) override
+    {
+        if (textInteractionFlags() == Qt::NoTextInteraction)
+            setTextInteractionFlags(Qt::TextSelectableByMouse);
+        QLabel::enterEvent(event);
+    }
+};
+
+} // namespace
+
 QLabel *textLabel(const QString &text, int points, const QColor &color, bool bold, bool mono, QWidget *parent)
 {
-    auto *label = new QLabel(breakable(text), parent);
+    auto *label = new TextLabel(breakable(text), parent);
     label->setTextFormat(Qt::PlainText);
     QFont font = mono ? theme::monoFont(points) : theme::uiFont(points, bold);
     if (mono)
         font.setWeight(bold ? QFont::Bold : QFont::Normal);
     label->setFont(font);
     label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     QPalette pal = label->palette();
     pal.setColor(QPalette::WindowText, color);
     label->setPalette(pal);

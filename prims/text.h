@@ -20,7 +20,7 @@ QString breakable(const QString &text);
 // At most `most` characters, an ellipsis marking the cut: for labels that never wrap.
 QString capped(const QString &text, int most = 120);
 
-// Word-wrapping, mouse-selectable label in the interface (or monospace) font.
+// Word-wrapping label whose text the mouse can select in the interface (or monospace) font.
 QLabel *textLabel(const QString &text, int points, const QColor &color, bool bold = false, bool mono = false,
                   QWidget *parent = nullptr);
 
