@@ -1,6 +1,6 @@
 // Paints a canvas of 4000 mixed items (paths, text, gradients, groups, markers) many times and
 // prints the median paint time, and the same for a frame in the middle of a tween.
-//   bench_canvas_paint [--rounds N] [--width W]
+//   bench_canvas_paint [--rounds N] [--width W] [--only K] [--no-tween]
 #include "prims/canvas.h"
 
 #include <QApplication>
@@ -124,6 +124,7 @@ int main(int argc, char **argv)
     parser.addOption({u"width"_s, u"canvas width in pixels"_s, u"w"_s, u"1200"_s});
     parser.addOption(
         {u"only"_s, u"only one kind of the mix: 0 paths, 1 text, 2 gradients, 3 groups"_s, u"k"_s, u"-1"_s});
+    parser.addOption({u"no-tween"_s, u"skip the tween case (for instruction counts of the full draw)"_s});
     parser.process(app);
     const int rounds = std::max(3, parser.value(u"rounds"_s).toInt());
     const int width = std::clamp(parser.value(u"width"_s).toInt(), 100, 4000);
@@ -148,7 +149,7 @@ int main(int argc, char **argv)
     moved.insert("items"_L1, mixedItems(4000, 15, only));
     moved.insert("tween_ms"_L1, 2000);
     canvas.setSpec(moved, false);
-    const Times tween = timePaints(canvas, target, std::min(rounds, 15));
+    const Times tween = parser.isSet(u"no-tween"_s) ? Times{{0}, {0}} : timePaints(canvas, target, std::min(rounds, 15));
 
     std::printf("canvas %dx%d, 4000 items, %d rounds\n", canvas.width(), canvas.height(), rounds);
     std::printf("full draw       median %7.2f ms wall  %7.2f ms cpu  (min wall %.2f)\n", median(still.wall),

@@ -152,6 +152,20 @@ QBrush fillBrush(const QJsonObject &item, const QRectF &rect)
     return {};
 }
 
+// A gradient in box coordinates placed on the shape's box once, as the painter would place it on
+// every fill; a brush in box coordinates also makes the painter switch engines on every change.
+QBrush placedOn(const QBrush &brush, const QRectF &box)
+{
+    const QGradient *gradient = brush.gradient();
+    if (!gradient || gradient->coordinateMode() != QGradient::ObjectMode)
+        return brush;
+    QGradient logical = *gradient;
+    logical.setCoordinateMode(QGradient::LogicalMode);
+    QBrush placed(logical);
+    placed.setTransform(QTransform(box.width(), 0, 0, box.height(), box.x(), box.y()) * brush.transform());
+    return placed;
+}
+
 // Outline of a closed shape: only when "stroke" is given, or when nothing else would show it.
 QPen outlinePen(const QJsonObject &item, const QBrush &brush)
 {
@@ -184,6 +198,24 @@ CanvasMarker marker(const QString &kind, QPointF tip, QPointF from, double head)
     return m;
 }
 
+// The outline as straight segments, as fine as the raster engine would flatten its curves (a
+// quarter of a unit), so that filling it only scans.
+QPainterPath flattened(const QPainterPath &outline)
+{
+    // Polygons come at half a unit of the coordinates they are mapped to: map to twice the size.
+    const QList<QPolygonF> polygons = outline.toSubpathPolygons(QTransform::fromScale(2, 2));
+    QPainterPath flat;
+    flat.setFillRule(outline.fillRule());
+    for (const QPolygonF &polygon : polygons) {
+        if (polygon.isEmpty())
+            continue;
+        flat.moveTo(polygon.first() / 2);
+        for (qsizetype i = 1; i < polygon.size(); ++i)
+            flat.lineTo(polygon.at(i) / 2);
+    }
+    return flat;
+}
+
 QFont textFont(int size, bool mono, bool bold, bool italic, const QString &family)
 {
     QFont font = mono ? theme::monoFont(size) : theme::uiFont(size);
@@ -201,10 +233,12 @@ QFont textFont(int size, bool mono, bool bold, bool italic, const QString &famil
 class CanvasCompiler
 {
 public:
-    CanvasCompiler(Canvas &canvas, CanvasList &list, const QPaintDevice *device)
+    // Without `outlines`, wide path strokes are left to the painter (a tween frame is drawn once).
+    CanvasCompiler(Canvas &canvas, CanvasList &list, const QPaintDevice *device, bool outlines)
         : m_canvas(canvas)
         , m_list(list)
         , m_device(device)
+        , m_outlines(outlines)
     {}
 
     // One node per array element, whatever it holds, so that a tween can pair them up again.
@@ -265,6 +299,8 @@ private:
             node.bounds = node.rect;
             node.brush = fillBrush(item, node.rect);
             node.pen = outlinePen(item, node.brush);
+            // The painter's box is that of the shape's control points: the rectangle for these.
+            node.brush = placedOn(node.brush, node.rect);
             node.radius = kind == "rect"_L1 ? clamped(item, "radius"_L1, 0, 0, 400) : 0;
             node.kind = kind == "ellipse"_L1 ? Kind::Ellipse : node.radius > 0 ? Kind::RoundedRect : Kind::Rect;
         } else if (kind == "arc"_L1) {
@@ -382,9 +418,8 @@ private:
                                                                                    : QPen(Qt::NoPen);
         // Wider than a pixel, a pen goes through the general stroker on every paint; its outline
         // is the same for every paint, so it is made here and filled then.
-        if (node.pen.style() == Qt::SolidLine && !node.pen.isCosmetic()) {
-            QPainterPathStroker stroker(node.pen);
-            node.outline = stroker.createStroke(path);
+        if (m_outlines && node.pen.style() == Qt::SolidLine && !node.pen.isCosmetic()) {
+            node.outline = flattened(QPainterPathStroker(node.pen).createStroke(path));
             node.stroked = true;
         }
         node.path = path;
@@ -508,13 +543,14 @@ private:
     Canvas &m_canvas;
     CanvasList &m_list;
     const QPaintDevice *m_device;
+    bool m_outlines;
 };
 
 void Canvas::compile(const QPaintDevice *device)
 {
     auto list = std::make_unique<CanvasList>();
     list->dpi = device ? device->logicalDpiY() : 0;
-    CanvasCompiler compiler(*this, *list, device);
+    CanvasCompiler compiler(*this, *list, device, true);
     list->items = compiler.compileArray(m_items, 0);
     m_list = std::move(list);
 }
@@ -577,7 +613,7 @@ CanvasNode tweenNode(const TweenFrame &frame, const QJsonValue &raw, const Canva
 std::vector<CanvasNode> Canvas::tweenFrame(double t, const QPaintDevice *device)
 {
     // Text styles that only the moved items use join the drawing's own.
-    CanvasCompiler compiler(*this, *m_list, device);
+    CanvasCompiler compiler(*this, *m_list, device, false);
     const TweenFrame frame{m_previous, compiler, t};
     return tweenNodes(frame, m_items, m_list->items, 0);
 }

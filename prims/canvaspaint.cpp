@@ -187,8 +187,6 @@ private:
             break;
         }
         }
-        // The line's own pen for the other end.
-        m_p.setPen(node.pen);
     }
 
     void paintPath(const CanvasNode &node)
