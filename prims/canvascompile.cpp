@@ -198,24 +198,6 @@ CanvasMarker marker(const QString &kind, QPointF tip, QPointF from, double head)
     return m;
 }
 
-// The outline as straight segments, as fine as the raster engine would flatten its curves (a
-// quarter of a unit), so that filling it only scans.
-QPainterPath flattened(const QPainterPath &outline)
-{
-    // Polygons come at half a unit of the coordinates they are mapped to: map to twice the size.
-    const QList<QPolygonF> polygons = outline.toSubpathPolygons(QTransform::fromScale(2, 2));
-    QPainterPath flat;
-    flat.setFillRule(outline.fillRule());
-    for (const QPolygonF &polygon : polygons) {
-        if (polygon.isEmpty())
-            continue;
-        flat.moveTo(polygon.first() / 2);
-        for (qsizetype i = 1; i < polygon.size(); ++i)
-            flat.lineTo(polygon.at(i) / 2);
-    }
-    return flat;
-}
-
 QFont textFont(int size, bool mono, bool bold, bool italic, const QString &family)
 {
     QFont font = mono ? theme::monoFont(size) : theme::uiFont(size);
@@ -228,16 +210,67 @@ QFont textFont(int size, bool mono, bool bold, bool italic, const QString &famil
 
 } // namespace
 
+double deviceScale(const QTransform &m, bool *noShear)
+{
+    *noShear = true;
+    const QTransform::TransformationType type = m.type();
+    if (type <= QTransform::TxTranslate)
+        return 1;
+    if (type == QTransform::TxScale) {
+        const double sx = std::abs(m.m11());
+        const double sy = std::abs(m.m22());
+        *noShear = qFuzzyCompare(sx, sy);
+        return std::max(sx, sy);
+    }
+    // Rotation then scale compares the columns, scale then rotation the rows; the larger
+    // difference tells which.
+    const double x1 = m.m11() * m.m11() + m.m21() * m.m21();
+    const double y1 = m.m12() * m.m12() + m.m22() * m.m22();
+    const double x2 = m.m11() * m.m11() + m.m12() * m.m12();
+    const double y2 = m.m21() * m.m21() + m.m22() * m.m22();
+    const bool columns = std::abs(x1 - y1) > std::abs(x2 - y2);
+    const double a = columns ? x1 : x2;
+    const double b = columns ? y1 : y2;
+    *noShear = type == QTransform::TxRotate && qFuzzyCompare(a, b);
+    return std::sqrt(std::max(a, b));
+}
+
+QPainterPath strokeOutline(const QPainterPath &path, const QPen &pen, double scale)
+{
+    // The painter strokes and flattens curves to a quarter of a device pixel. The stroker here
+    // works to a quarter of a unit, so the path is stroked at device size and brought back.
+    const QTransform up = QTransform::fromScale(scale, scale);
+    QPen devicePen = pen;
+    devicePen.setWidthF(pen.widthF() * scale);
+    const QPainterPath stroke = QPainterPathStroker(devicePen).createStroke(up.map(path));
+    // Polygons come at half a unit of the coordinates they are mapped to: map to twice the size.
+    const QList<QPolygonF> polygons = stroke.toSubpathPolygons(QTransform::fromScale(2, 2));
+    const double down = 1 / (2 * scale);
+    QPainterPath flat;
+    flat.setFillRule(stroke.fillRule());
+    for (const QPolygonF &polygon : polygons) {
+        if (polygon.isEmpty())
+            continue;
+        flat.moveTo(polygon.first() * down);
+        for (qsizetype i = 1; i < polygon.size(); ++i)
+            flat.lineTo(polygon.at(i) * down);
+    }
+    return flat;
+}
+
 // Reads items into display-list nodes; a friend of the canvas for its definitions, its decoded
 // images and its laid-out text lines.
 class CanvasCompiler
 {
 public:
-    // Without `outlines`, wide path strokes are left to the painter (a tween frame is drawn once).
-    CanvasCompiler(Canvas &canvas, CanvasList &list, const QPaintDevice *device, bool outlines)
+    // `toDevice` is the canvas's own scale on the device, which path outlines are made for; without
+    // `outlines` they are left to the first paint (a tween frame is drawn only once).
+    CanvasCompiler(Canvas &canvas, CanvasList &list, const QPaintDevice *device, const QTransform &toDevice,
+                   bool outlines)
         : m_canvas(canvas)
         , m_list(list)
         , m_device(device)
+        , m_toDevice(toDevice)
         , m_outlines(outlines)
     {}
 
@@ -264,6 +297,9 @@ public:
             node.transform = itemTransform(transform);
         }
         node.opacity = clamped(item, "opacity"_L1, 1, 0, 1);
+        const QTransform parentToDevice = m_toDevice;
+        if (node.transformed)
+            m_toDevice = node.transform * m_toDevice;
         const QJsonObject click = readObject(item, "click"_L1);
         if (!click.isEmpty()) {
             node.clickable = true;
@@ -272,6 +308,7 @@ public:
             node.clickTip = readText(click, "tip"_L1);
         }
         compileKind(node, item, depth, groupItems);
+        m_toDevice = parentToDevice;
         return node;
     }
 
@@ -418,9 +455,14 @@ private:
                                                                                    : QPen(Qt::NoPen);
         // Wider than a pixel, a pen goes through the general stroker on every paint; its outline
         // is the same for every paint, so it is made here and filled then.
-        if (m_outlines && node.pen.style() == Qt::SolidLine && !node.pen.isCosmetic()) {
-            node.outline = flattened(QPainterPathStroker(node.pen).createStroke(path));
+        if (node.pen.style() == Qt::SolidLine && !node.pen.isCosmetic()) {
             node.stroked = true;
+            bool noShear = true;
+            const double scale = deviceScale(m_toDevice, &noShear);
+            if (m_outlines && scale > 0 && !(noShear && node.pen.widthF() * scale <= 1)) {
+                node.outline = strokeOutline(path, node.pen, scale);
+                node.outlineScale = scale;
+            }
         }
         node.path = path;
     }
@@ -543,6 +585,7 @@ private:
     Canvas &m_canvas;
     CanvasList &m_list;
     const QPaintDevice *m_device;
+    QTransform m_toDevice;
     bool m_outlines;
 };
 
@@ -550,7 +593,9 @@ void Canvas::compile(const QPaintDevice *device)
 {
     auto list = std::make_unique<CanvasList>();
     list->dpi = device ? device->logicalDpiY() : 0;
-    CanvasCompiler compiler(*this, *list, device, true);
+    const double scale = scaleFor(width()) * devicePixelRatioF();
+    // Before the canvas has a size, its scale is a guess: outlines wait for the first paint.
+    CanvasCompiler compiler(*this, *list, device, QTransform::fromScale(scale, scale), testAttribute(Qt::WA_Resized));
     list->items = compiler.compileArray(m_items, 0);
     m_list = std::move(list);
 }
@@ -613,7 +658,7 @@ CanvasNode tweenNode(const TweenFrame &frame, const QJsonValue &raw, const Canva
 std::vector<CanvasNode> Canvas::tweenFrame(double t, const QPaintDevice *device)
 {
     // Text styles that only the moved items use join the drawing's own.
-    CanvasCompiler compiler(*this, *m_list, device, false);
+    CanvasCompiler compiler(*this, *m_list, device, QTransform(), false);
     const TweenFrame frame{m_previous, compiler, t};
     return tweenNodes(frame, m_items, m_list->items, 0);
 }

@@ -58,7 +58,7 @@ struct CanvasNode
     bool clickable = false;
     bool label = false;      // text on a rounded box
     bool staticLine = false; // text laid out once (no wrapping)
-    bool stroked = false;    // `outline` holds the stroke of `path`
+    bool stroked = false;    // `path` is stroked by filling `outline`
     quint8 imageFit = 0;     // 0 contain, 1 stretch, 2 cover
     double opacity = 1;
     QTransform transform;
@@ -76,7 +76,10 @@ struct CanvasNode
     CanvasMarker markerStart;
     QPolygonF points;
     QPainterPath path;
-    QPainterPath outline;
+    // The stroke of `path` as straight segments, made for a device scale; a paint at another scale
+    // makes it again.
+    mutable QPainterPath outline;
+    mutable double outlineScale = 0;
     QList<QLineF> lines;
 
     // Text: the box, where the laid-out line goes, and a rotation around the box's corner.
@@ -107,6 +110,12 @@ struct CanvasFont
     QFontMetricsF metrics;
     QString key;
 };
+
+// The scale a transform gives pen widths and curve tolerances on the device, as the raster engine
+// reckons it, and whether it keeps circles round (no shear, no uneven scale).
+double deviceScale(const QTransform &m, bool *noShear);
+// The stroke of `path` with `pen`, flattened as the painter would stroke and fill it at `scale`.
+QPainterPath strokeOutline(const QPainterPath &path, const QPen &pen, double scale);
 
 struct CanvasList
 {

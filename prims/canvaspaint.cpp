@@ -11,38 +11,6 @@
 
 namespace prims {
 
-namespace {
-
-// Whether the raster engine strokes this pen under this transform with its one-pixel stroker
-// rather than the general one: a pen at most a pixel wide on screen, under no shear.
-bool thinOnScreen(const QTransform &m, double penWidth)
-{
-    double scale = 1;
-    bool noShear = true;
-    const QTransform::TransformationType type = m.type();
-    if (type == QTransform::TxScale) {
-        const double sx = std::abs(m.m11());
-        const double sy = std::abs(m.m22());
-        scale = std::max(sx, sy);
-        noShear = qFuzzyCompare(sx, sy);
-    } else if (type > QTransform::TxScale) {
-        const double x1 = m.m11() * m.m11() + m.m21() * m.m21();
-        const double y1 = m.m12() * m.m12() + m.m22() * m.m22();
-        const double x2 = m.m11() * m.m11() + m.m12() * m.m12();
-        const double y2 = m.m21() * m.m21() + m.m22() * m.m22();
-        if (std::abs(x1 - y1) > std::abs(x2 - y2)) {
-            scale = std::sqrt(std::max(x1, y1));
-            noShear = type == QTransform::TxRotate && qFuzzyCompare(x1, y1);
-        } else {
-            scale = std::sqrt(std::max(x2, y2));
-            noShear = type == QTransform::TxRotate && qFuzzyCompare(x2, y2);
-        }
-    }
-    return noShear && penWidth * scale <= 1;
-}
-
-} // namespace
-
 // Paints one frame of a canvas; a friend so that it can fill the canvas's hit regions.
 class CanvasPainter
 {
@@ -191,12 +159,18 @@ private:
 
     void paintPath(const CanvasNode &node)
     {
-        if (!node.stroked || node.pen.style() == Qt::NoPen ||
-            thinOnScreen(m_p.combinedTransform(), node.pen.widthF())) {
+        bool noShear = true;
+        const double scale = node.stroked ? deviceScale(m_p.deviceTransform(), &noShear) : 0;
+        // Pens at most a pixel wide on the device take the painter's one-pixel stroker.
+        if (!node.stroked || scale <= 0 || (noShear && node.pen.widthF() * scale <= 1)) {
             m_p.setBrush(node.brush);
             m_p.setPen(node.pen);
             m_p.drawPath(node.path);
             return;
+        }
+        if (std::abs(node.outlineScale - scale) > 1e-9 * scale) {
+            node.outline = strokeOutline(node.path, node.pen, scale);
+            node.outlineScale = scale;
         }
         // The interior first, then the outline made when the drawing was read: what the painter
         // would do with the pen, without stroking again.
