@@ -16,13 +16,7 @@ class TestPngWriter final : public QObject
     {
         QImage image(size, alpha ? QImage::Format_ARGB32 : QImage::Format_RGB32);
         QRandomGenerator rng(quint32(size.width() * 31 + size.height() + pattern));
-        switch (pattern) {
-        case 0: // noise: every filter choice and every byte value
-            for (int y = 0; y < size.height(); ++y)
-                for (int x = 0; x < size.width(); ++x)
-                    image.setPixel(x, y, rng.generate() | (alpha ? 0 : 0xFF000000u));
-            break;
-        case 1: { // what a screen looks like: flat areas, edges, antialiased text
+        if (pattern == 1) { // what a screen looks like: flat areas, edges, antialiased text
             image.fill(alpha ? QColor(0, 0, 0, 0) : QColor("#16181B"));
             QPainter p(&image);
             p.setRenderHint(QPainter::Antialiasing);
@@ -31,13 +25,13 @@ class TestPngWriter final : public QObject
             p.drawRoundedRect(QRectF(2, 2, size.width() - 4, size.height() - 4), 6, 6);
             p.setPen(QColor("#E6E8EA"));
             p.drawText(QRect(QPoint(0, 0), size), Qt::AlignCenter, QStringLiteral("Drive check 12.4 mm"));
-            break;
+            return image;
         }
-        default: // vertical bands: "up" wins on every row
-            for (int y = 0; y < size.height(); ++y)
-                for (int x = 0; x < size.width(); ++x)
-                    image.setPixel(x, y, qRgba(x * 7, x * 13, x * 3, alpha ? 255 - x % 256 : 255));
-        }
+        // Pattern 0 is noise (every filter choice and byte value); 2 vertical bands ("up" wins on every row).
+        for (int y = 0; y < size.height(); ++y)
+            for (int x = 0; x < size.width(); ++x)
+                image.setPixel(x, y, pattern == 0 ? rng.generate() | (alpha ? 0 : 0xFF000000u)
+                                                  : qRgba(x * 7, x * 13, x * 3, alpha ? 255 - x % 256 : 255));
         return image;
     }
 
@@ -47,16 +41,11 @@ private slots:
         QTest::addColumn<QSize>("size");
         QTest::addColumn<bool>("alpha");
         QTest::addColumn<int>("pattern");
-        const QList<QSize> sizes = {{1, 1}, {1, 9}, {9, 1}, {3, 7}, {257, 33}, {1240, 40}};
-        for (const QSize &size : sizes) {
-            for (int pattern = 0; pattern < 3; ++pattern) {
-                for (bool alpha : {false, true}) {
-                    QTest::addRow("%dx%d %s pattern %d", size.width(), size.height(), alpha ? "rgba" : "rgb",
-                                  pattern)
+        for (const QSize &size : {QSize(1, 1), QSize(1, 9), QSize(9, 1), QSize(3, 7), QSize(257, 33), QSize(1240, 40)})
+            for (int pattern = 0; pattern < 3; ++pattern)
+                for (bool alpha : {false, true})
+                    QTest::addRow("%dx%d %s pattern %d", size.width(), size.height(), alpha ? "rgba" : "rgb", pattern)
                         << size << alpha << pattern;
-                }
-            }
-        }
     }
     void roundTrip()
     {

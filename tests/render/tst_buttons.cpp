@@ -8,8 +8,8 @@
 #include "support/testsupport.h"
 
 #include <QDialog>
-#include <QDialogButtonBox>
 #include <QFrame>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
 #include <QLineEdit>
@@ -41,6 +41,10 @@ struct Recorder
         a.logLine = [this](const QString &line) { logLines << line; };
         return a;
     }
+    std::unique_ptr<QPushButton> button(const QJsonObject &el)
+    {
+        return std::unique_ptr<QPushButton>(render::actionButton(el, actions(), nullptr));
+    }
 };
 
 } // namespace
@@ -57,141 +61,92 @@ private slots:
     {
         QTest::addColumn<QString>("element");
         QTest::addColumn<QString>("sound");
-
-        QTest::newRow("danger style beats a named sound") << R"({"style":"danger","sound":"click"})"
-                                                          << "danger";
-        QTest::newRow("danger style with confirm") << R"({"style":"danger","confirm":{"title":"x"}})"
-                                                   << "danger";
-        QTest::newRow("named sound") << R"({"sound":"power_on"})"
-                                     << "power_on";
-        QTest::newRow("named sound beats confirm") << R"({"sound":"save","confirm":{"title":"x"}})"
-                                                   << "save";
-        QTest::newRow("named sound beats primary") << R"({"style":"primary","sound":"place"})"
-                                                   << "place";
-        QTest::newRow("danger cannot be named") << R"({"sound":"danger"})"
-                                                << "action";
-        QTest::newRow("names are case-sensitive") << R"({"sound":"Click"})"
-                                                  << "action";
-        QTest::newRow("unknown sound, no confirm") << R"({"sound":"trumpet"})"
-                                                   << "action";
-        QTest::newRow("unknown sound, primary") << R"({"sound":"trumpet","style":"primary"})"
-                                                << "submit";
-        QTest::newRow("confirm asks for submit") << R"({"confirm":{"title":"Sure?"}})"
-                                                 << "submit";
-        QTest::newRow("empty confirm is no confirm") << R"({"confirm":{}})"
-                                                     << "action";
-        QTest::newRow("good style") << R"({"style":"good"})"
-                                    << "action";
-        QTest::newRow("sound not a string") << R"({"sound":7,"style":"primary"})"
-                                            << "submit";
+        QTest::newRow("danger style beats a named sound") << R"({"style":"danger","sound":"click"})" << "danger";
+        QTest::newRow("danger style with confirm") << R"({"style":"danger","confirm":{"title":"x"}})" << "danger";
+        QTest::newRow("named sound") << R"({"sound":"power_on"})" << "power_on";
+        QTest::newRow("named sound beats confirm") << R"({"sound":"save","confirm":{"title":"x"}})" << "save";
+        QTest::newRow("named sound beats primary") << R"({"style":"primary","sound":"place"})" << "place";
+        QTest::newRow("danger cannot be named") << R"({"sound":"danger"})" << "action";
+        QTest::newRow("names are case-sensitive") << R"({"sound":"Click"})" << "action";
+        QTest::newRow("unknown sound, no confirm") << R"({"sound":"trumpet"})" << "action";
+        QTest::newRow("unknown sound, primary") << R"({"sound":"trumpet","style":"primary"})" << "submit";
+        QTest::newRow("confirm asks for submit") << R"({"confirm":{"title":"Sure?"}})" << "submit";
+        QTest::newRow("empty confirm is no confirm") << R"({"confirm":{}})" << "action";
+        QTest::newRow("good style") << R"({"style":"good"})" << "action";
+        QTest::newRow("sound not a string") << R"({"sound":7,"style":"primary"})" << "submit";
     }
-
     void clickSound()
     {
         QFETCH(QString, element);
         QFETCH(QString, sound);
         const QJsonObject el = parse(element);
         QCOMPARE(render::pressSoundFor(el), sound);
-        std::unique_ptr<QPushButton> button(render::actionButton(el, {}, nullptr));
-        QCOMPARE(button->property("pressSound").toString(), sound);
+        QCOMPARE(Recorder().button(el)->property("pressSound").toString(), sound);
     }
 
-    void lookAndWidth_data()
-    {
-        QTest::addColumn<QString>("element");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("width");
-
-        QTest::newRow("no style") << R"({"type":"action","label":"Go"})"
-                                  << "normal" << -1;
-        QTest::newRow("primary") << R"({"type":"action","label":"Go","style":"primary"})"
-                                 << "primary" << -1;
-        QTest::newRow("good with width") << R"({"type":"action","label":"Go","style":"good","width":160})"
-                                         << "good" << 160;
-        QTest::newRow("danger") << R"({"type":"action","label":"Go","style":"danger"})"
-                                << "danger" << -1;
-        QTest::newRow("empty style") << R"({"type":"action","label":"Go","style":""})"
-                                     << "normal" << -1;
-    }
-
+    // The style names the look ("normal" when missing or empty); a width fixes the button's width.
     void lookAndWidth()
     {
-        QFETCH(QString, element);
-        QFETCH(QString, kind);
-        QFETCH(int, width);
-        std::unique_ptr<QWidget> w(render::element(parse(element), {}, 0, nullptr));
-        auto *button = qobject_cast<QPushButton *>(w.get());
-        QVERIFY(button);
-        QCOMPARE(button->text(), u"Go"_s);
-        QCOMPARE(button->property("kind").toString(), kind);
-        if (width > 0) {
-            QCOMPARE(button->minimumWidth(), width);
-            QCOMPARE(button->maximumWidth(), width);
-        } else {
-            QCOMPARE(button->minimumWidth(), 0);
+        for (const QString &style : {QString(), u""_s, u"primary"_s, u"good"_s}) {
+            QJsonObject el{{"type"_L1, "action"_L1}, {"label"_L1, "Go"_L1}};
+            if (!style.isNull())
+                el.insert("style"_L1, style);
+            if (style == "good"_L1)
+                el.insert("width"_L1, 160);
+            std::unique_ptr<QWidget> w(render::element(el, {}, 0, nullptr));
+            auto *button = qobject_cast<QPushButton *>(w.get());
+            QVERIFY(button);
+            QCOMPARE(button->text(), u"Go"_s);
+            QCOMPARE(button->property("kind").toString(), style.isEmpty() ? u"normal"_s : style);
+            QCOMPARE(button->minimumWidth(), style == "good"_L1 ? 160 : 0);
+            QCOMPARE(button->maximumWidth(), style == "good"_L1 ? 160 : QWIDGETSIZE_MAX);
         }
     }
 
+    // What a click sends, read from the button's keys; an empty confirm object sends at once.
     void pressFromKeys_data()
     {
         QTest::addColumn<QString>("element");
         QTest::addColumn<QString>("method");
         QTest::addColumn<QString>("then");
         QTest::addColumn<QStringList>("sendFields");
-
-        QTest::newRow("defaults") << R"({"path":"/api/x"})"
-                                  << "POST"
-                                  << "refresh" << QStringList();
-        QTest::newRow("lower-case method") << R"({"path":"/api/x","method":"get"})"
-                                           << "GET"
-                                           << "refresh" << QStringList();
-        QTest::newRow("then and fields")
-            << R"({"path":"/api/x","method":"Put","then":"none","send_fields":["a",3,"b"]})"
-            << "PUT"
-            << "none" << QStringList{"a", "b"};
-        QTest::newRow("method not a string") << R"({"path":"/api/x","method":4})"
-                                             << "POST"
-                                             << "refresh" << QStringList();
+        QTest::newRow("defaults") << R"({"path":"/api/x"})" << "POST" << "refresh" << QStringList();
+        QTest::newRow("lower-case method") << R"({"path":"/api/x","method":"get"})" << "GET" << "refresh"
+                                           << QStringList();
+        QTest::newRow("every key") << R"({"path":"/api/x","method":"Put","then":"none","send_fields":["a",3,"b"],
+            "label":"Home","body":{"speed":2},"clear_fields":["note"],"confirm":{}})" << "PUT" << "none"
+                                   << QStringList{"a", "b"};
+        QTest::newRow("method not a string") << R"({"path":"/api/x","method":4})" << "POST" << "refresh"
+                                             << QStringList();
     }
-
     void pressFromKeys()
     {
         QFETCH(QString, element);
         QFETCH(QString, method);
         QFETCH(QString, then);
         QFETCH(QStringList, sendFields);
+        const QJsonObject el = parse(element);
         Recorder rec;
-        std::unique_ptr<QPushButton> button(render::actionButton(parse(element), rec.actions(), nullptr));
-        button->click();
-        QCOMPARE(rec.presses.size(), 1);
-        QCOMPARE(rec.presses.at(0).path, u"/api/x"_s);
-        QCOMPARE(rec.presses.at(0).method, method);
-        QCOMPARE(rec.presses.at(0).then, then);
-        QCOMPARE(rec.presses.at(0).sendFields, sendFields);
-    }
-
-    void pressCarriesBodyAndLabel()
-    {
-        Recorder rec;
-        const QJsonObject el =
-            parse(R"({"label":"Home","path":"/api/home","body":{"speed":2},"clear_fields":["note"],"confirm":{}})");
-        std::unique_ptr<QPushButton> button(render::actionButton(el, rec.actions(), nullptr));
         bool boxShown = false;
         render::setNextAnswer([&boxShown](QDialog *box) {
             boxShown = true;
             box->reject();
         });
-        button->click();
-        QVERIFY(!boxShown); // an empty confirm object sends at once
+        rec.button(el)->click();
+        QVERIFY(!boxShown);
         QCOMPARE(rec.presses.size(), 1);
         const render::Press &p = rec.presses.at(0);
-        QCOMPARE(p.body.value("speed"_L1).toInt(), 2);
-        QCOMPARE(p.clearFields, QStringList{u"note"_s});
+        QCOMPARE(p.path, u"/api/x"_s);
+        QCOMPARE(p.method, method);
+        QCOMPARE(p.then, then);
+        QCOMPARE(p.sendFields, sendFields);
+        QCOMPARE(p.body, el.value("body"_L1).toObject());
+        QCOMPARE(p.clearFields, el.value("clear_fields"_L1).toVariant().toStringList());
+        QCOMPARE(p.label, el.value("label"_L1).toString());
         QVERIFY(p.confirm.isEmpty());
-        QCOMPARE(p.label, u"Home"_s);
     }
 
-    // The question box without a typed word, answered as a technician would.
+    // The question box without a typed word, answered as a technician would: Cancel is the default.
     void questionBox_data()
     {
         QTest::addColumn<QString>("style");
@@ -200,25 +155,11 @@ private slots:
         QTest::addColumn<bool>("sent");
         QTest::addColumn<QString>("confirmText");
         QTest::addColumn<QString>("confirmKind");
-
-        QTest::newRow("Enter cancels") << "primary"
-                                       << "Start drive"
-                                       << "enter" << false << "Start drive"
-                                       << "primary";
-        QTest::newRow("Escape cancels") << ""
-                                        << "Start drive"
-                                        << "escape" << false << "Start drive"
-                                        << "primary";
-        QTest::newRow("confirm button sends") << ""
-                                              << "Start drive"
-                                              << "confirm" << true << "Start drive"
-                                              << "primary";
-        QTest::newRow("danger look, no label") << "danger"
-                                               << ""
-                                               << "confirm" << true << "Yes"
-                                               << "danger";
+        QTest::newRow("Enter cancels") << "primary" << "Start drive" << "enter" << false << "Start drive" << "primary";
+        QTest::newRow("Escape cancels") << "" << "Start drive" << "escape" << false << "Start drive" << "primary";
+        QTest::newRow("confirm button sends") << "" << "Start drive" << "confirm" << true << "Start drive" << "primary";
+        QTest::newRow("danger look, no label") << "danger" << "" << "confirm" << true << "Yes" << "danger";
     }
-
     void questionBox()
     {
         QFETCH(QString, style);
@@ -227,27 +168,20 @@ private slots:
         QFETCH(bool, sent);
         QFETCH(QString, confirmText);
         QFETCH(QString, confirmKind);
-
         Recorder rec;
-        QJsonObject el =
-            parse(R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage moves."}})");
+        QJsonObject el = parse(R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage moves."}})");
         el.insert("style"_L1, style);
         el.insert("label"_L1, label);
-        std::unique_ptr<QPushButton> button(render::actionButton(el, rec.actions(), nullptr));
-
-        QString seenTitle, seenText, seenConfirm, seenKind;
-        bool cancelIsDefaultAndEscape = false;
+        QString seen;
         render::setNextAnswer([&](QDialog *dialog) {
             auto *box = qobject_cast<QMessageBox *>(dialog);
             QVERIFY(box);
             auto *confirm = box->findChild<QPushButton *>(u"confirmButton"_s);
             QVERIFY(confirm);
-            seenTitle = box->windowTitle();
-            seenText = box->text();
-            seenConfirm = confirm->text();
-            seenKind = confirm->property("kind").toString();
             QAbstractButton *cancel = box->button(QMessageBox::Cancel);
-            cancelIsDefaultAndEscape = cancel && box->defaultButton() == cancel && box->escapeButton() == cancel;
+            QVERIFY(cancel && box->defaultButton() == cancel && box->escapeButton() == cancel);
+            seen = QStringList{box->windowTitle(), box->text(), confirm->text(), confirm->property("kind").toString()}
+                       .join(u'|');
             // Keys go where a technician's keys would: to the widget holding the focus.
             QWidget *target = box->focusWidget() ? box->focusWidget() : box;
             if (answer == "enter"_L1)
@@ -257,13 +191,8 @@ private slots:
             else
                 confirm->click();
         });
-        button->click();
-
-        QCOMPARE(seenTitle, u"Start the drive?"_s);
-        QCOMPARE(seenText, u"The carriage moves."_s);
-        QCOMPARE(seenConfirm, confirmText);
-        QCOMPARE(seenKind, confirmKind);
-        QVERIFY(cancelIsDefaultAndEscape);
+        rec.button(el)->click();
+        QCOMPARE(seen, u"Start the drive?|The carriage moves.|%1|%2"_s.arg(confirmText, confirmKind));
         QCOMPARE(rec.presses.size(), sent ? 1 : 0);
         QCOMPARE(rec.logLines.size(), sent ? 0 : 1);
     }
@@ -272,7 +201,6 @@ private slots:
     {
         QTest::addColumn<QString>("typed");
         QTest::addColumn<bool>("enabled");
-
         QTest::newRow("exact") << "ERASE" << true;
         QTest::newRow("lower case with blanks") << "  erase  " << true;
         QTest::newRow("mixed case") << "ErAsE" << true;
@@ -281,13 +209,11 @@ private slots:
         QTest::newRow("inner blank") << "ER ASE" << false;
         QTest::newRow("nothing") << "" << false;
     }
-
     void typedWordRule()
     {
         QFETCH(QString, typed);
         QFETCH(bool, enabled);
         QCOMPARE(render::typedWordMatches(typed, u"ERASE"_s), enabled);
-
         std::unique_ptr<QDialog> dialog(render::typedWordDialog(u"Erase the map"_s, u"All taught positions go."_s,
                                                                 u"ERASE"_s, u"danger"_s, u"Erase"_s, nullptr));
         auto *edit = dialog->findChild<QLineEdit *>(u"confirmWord"_s);
@@ -296,13 +222,12 @@ private slots:
         QVERIFY(!confirm->isEnabled());
         QTest::keyClicks(edit, typed);
         QCOMPARE(confirm->isEnabled(), enabled);
-        // Taking the text away again disables it.
-        edit->clear();
+        edit->clear(); // taking the text away again disables it
         QVERIFY(!confirm->isEnabled());
-        QVERIFY(dialog->findChild<QLabel *>() != nullptr);
         QVERIFY(dialog->minimumWidth() >= 460);
     }
 
+    // Through the button: the prompt names the word, and only the whole word sends.
     void typedWordConfirmation_data()
     {
         QTest::addColumn<QString>("typed");
@@ -310,27 +235,22 @@ private slots:
         QTest::newRow("word typed") << " erase" << true;
         QTest::newRow("word half typed") << "era" << false;
     }
-
     void typedWordConfirmation()
     {
         QFETCH(QString, typed);
         QFETCH(bool, sent);
         Recorder rec;
-        const QJsonObject el = parse(R"({"label":"Erase map","style":"danger","path":"/api/erase",
-            "confirm":{"title":"Erase the map","detail":"All taught positions go.","word":"ERASE"}})");
-        std::unique_ptr<QPushButton> button(render::actionButton(el, rec.actions(), nullptr));
         QString prompt, kind;
         render::setNextAnswer([&](QDialog *dialog) {
-            for (QLabel *l : dialog->findChildren<QLabel *>()) {
-                if (l->text().startsWith("Type "_L1))
-                    prompt = l->text();
-            }
+            for (QLabel *l : dialog->findChildren<QLabel *>())
+                prompt = l->text().startsWith("Type "_L1) ? l->text() : prompt;
             auto *confirm = dialog->findChild<QPushButton *>(u"confirmButton"_s);
             kind = confirm->property("kind").toString();
             QTest::keyClicks(dialog->findChild<QLineEdit *>(u"confirmWord"_s), typed);
             QTest::mouseClick(confirm, Qt::LeftButton); // a disabled button ignores the click
         });
-        button->click();
+        rec.button(parse(R"({"label":"Erase map","style":"danger","path":"/api/erase",
+            "confirm":{"title":"Erase the map","detail":"All taught positions go.","word":"ERASE"}})"))->click();
         QCOMPARE(prompt, u"Type ERASE to continue."_s);
         QCOMPARE(kind, u"danger"_s);
         QCOMPARE(rec.presses.size(), sent ? 1 : 0);
@@ -339,14 +259,13 @@ private slots:
     void cardsGrid()
     {
         Recorder rec;
-        const QJsonObject el = parse(R"({"type":"cards","cards":[
+        std::unique_ptr<QWidget> grid(render::element(parse(R"({"type":"cards","cards":[
             {"title":"Lift","value":"Ready","tone":"ok","note":"checked 09:12",
              "actions":[{"type":"action","label":"Test","path":"/api/lift/test"},
                         {"label":"Stop","style":"danger","path":"/api/lift/stop"},
                         {"type":"text","text":"not a button"}]},
             {"title":"Drive","value":42},
-            "not a card"]})");
-        std::unique_ptr<QWidget> grid(render::element(el, rec.actions(), 0, nullptr));
+            "not a card"]})"), rec.actions(), 0, nullptr));
         QVERIFY(grid);
         testsupport::layOut(grid.get(), 700);
         const QList<QFrame *> cells = grid->findChildren<QFrame *>(u"cardCell"_s);

@@ -11,14 +11,26 @@
 #include <QFrame>
 #include <QJsonArray>
 #include <QLabel>
+#include <QLayout>
 #include <QTest>
 
 #include <memory>
 
 using namespace Qt::StringLiterals;
-using testsupport::json;
 
 namespace {
+
+const QString kTooDeep = u"(nested too deeply to draw)"_s;
+
+QJsonObject json(const QString &text)
+{
+    return testsupport::json(text.toUtf8().constData());
+}
+
+std::unique_ptr<QWidget> build(const QJsonObject &el, int depth = 0)
+{
+    return std::unique_ptr<QWidget>(render::element(el, {}, depth, nullptr));
+}
 
 QStringList labelTexts(const QWidget *root)
 {
@@ -30,12 +42,25 @@ QStringList labelTexts(const QWidget *root)
     return texts;
 }
 
-bool hasNeedsUpdate(const QWidget *root)
+// The label under `root` (or `root` itself) showing exactly `text`.
+const QLabel *findLabel(const QWidget *root, const QString &text)
 {
-    return root->findChild<QFrame *>(u"needsUpdate"_s) != nullptr;
+    if (auto *self = qobject_cast<const QLabel *>(root); self && self->text() == text)
+        return self;
+    for (const QLabel *label : root->findChildren<QLabel *>())
+        if (label->text() == text)
+            return label;
+    return nullptr;
 }
 
-// `levels` unknown containers wrapped around one text leaf, so the leaf sits at depth `levels`.
+// The "too deep" note under `root` is there exactly when `expected`, and drawn in `tone`.
+bool tooDeepNote(const QWidget *root, bool expected, const QString &tone)
+{
+    const QLabel *note = findLabel(root, kTooDeep);
+    return expected ? note && note->styleSheet().contains(theme::toneColor(tone).name()) : !note;
+}
+
+// `levels` containers wrapped around one text leaf, so the leaf sits at depth `levels`.
 QJsonObject nested(int levels, const QString &type)
 {
     QJsonObject el{{"type"_L1, "text"_L1}, {"text"_L1, "leaf"_L1}};
@@ -44,21 +69,11 @@ QJsonObject nested(int levels, const QString &type)
     return el;
 }
 
-QJsonObject sectionChain(int levels)
-{
-    QJsonObject sec{{"label"_L1, "innermost"_L1}, {"elements"_L1, QJsonArray{json(R"({"type":"text","text":"x"})")}}};
-    for (int i = 0; i < levels; ++i)
-        sec = QJsonObject{{"label"_L1, u"level %1"_s.arg(levels - 1 - i)}, {"sections"_L1, QJsonArray{sec}}};
-    return sec;
-}
-
 } // namespace
 
 class TestDispatch final : public QObject
 {
     Q_OBJECT
-
-    render::Actions m_none;
 
 private slots:
     void initTestCase()
@@ -72,38 +87,32 @@ private slots:
     {
         QTest::addColumn<QString>("minClient");
         QTest::addColumn<bool>("placeholder");
-        QTest::newRow("same") << u"8.9.13"_s << false;
-        QTest::newRow("older minor") << u"8.9"_s << false;
-        QTest::newRow("older major") << u"7"_s << false;
-        QTest::newRow("newer minor, numeric not textual") << u"8.10"_s << true;
-        QTest::newRow("newer major") << u"9"_s << true;
-        QTest::newRow("newer patch") << u"8.9.14"_s << true;
-        QTest::newRow("longer, newer") << u"8.9.13.1"_s << true;
-        QTest::newRow("trailing text ignored") << u"8.9.13-beta"_s << false;
-        QTest::newRow("trailing text, newer") << u"9.0rc1"_s << true;
-        QTest::newRow("no number") << u"latest"_s << false;
-        QTest::newRow("leading v") << u"v9"_s << false;
-        QTest::newRow("empty") << QString() << false;
+        // This build is 8.9.13: numbers compare numerically, trailing text after them is ignored.
+        const QList<std::pair<const char *, bool>> rows = {
+            {"8.9.13", false}, {"8.9", false},      {"8.10", true},    {"9", true},      {"8.9.14", true},
+            {"8.9.13.1", true}, {"8.9.13-beta", false}, {"9.0rc1", true}, {"latest", false}, {"v9", false}, {"", false}};
+        for (const auto &[version, newer] : rows)
+            QTest::newRow(*version ? version : "empty") << QString::fromLatin1(version) << newer;
     }
     void versionGate()
     {
         QFETCH(QString, minClient);
         QFETCH(bool, placeholder);
-        QJsonObject description = json(R"({"sections":[{"label":"Drive","elements":[{"type":"text","text":"body"}]}]})");
+        QJsonObject description = json(u"{\"sections\":[{\"label\":\"Drive\",\"elements\":[{\"type\":\"text\",\"text\":\"body\"}]}]}"_s);
         description.insert("min_client"_L1, minClient);
-        std::unique_ptr<QWidget> root(render::screen(description, m_none));
-        QCOMPARE(hasNeedsUpdate(root.get()), placeholder);
-        QVERIFY(labelTexts(root.get()).contains(u"body"_s));
-        if (placeholder) {
-            const QString expected = u"The unit sent a screen built for Kestro Connect %1 or newer, which this app "
-                                     "(v8.9.13+cdcc16b) cannot draw."_s.arg(minClient);
-            QVERIFY(labelTexts(root.get()).join(u'\n').contains(expected));
-            // The placeholder stands above everything else.
-            testsupport::layOut(root.get(), 800);
-            const QWidget *frame = root->findChild<QFrame *>(u"needsUpdate"_s);
-            const QWidget *card = root->findChild<QFrame *>(u"card"_s);
-            QVERIFY(frame->mapTo(root.get(), QPoint()).y() < card->mapTo(root.get(), QPoint()).y());
-        }
+        std::unique_ptr<QWidget> root(render::screen(description, {}));
+        const QFrame *frame = root->findChild<QFrame *>(u"needsUpdate"_s);
+        QCOMPARE(frame != nullptr, placeholder);
+        QVERIFY(labelTexts(root.get()).contains(u"body"_s)); // the screen is still drawn
+        if (!placeholder)
+            return;
+        QVERIFY(labelTexts(root.get()).join(u'\n').contains(
+            u"The unit sent a screen built for Kestro Connect %1 or newer, which this app "
+            "(v8.9.13+cdcc16b) cannot draw."_s.arg(minClient)));
+        // The placeholder stands above everything else.
+        testsupport::layOut(root.get(), 800);
+        const QWidget *card = root->findChild<QFrame *>(u"card"_s);
+        QVERIFY(frame->mapTo(root.get(), QPoint()).y() < card->mapTo(root.get(), QPoint()).y());
     }
 
     void fallbacks_data()
@@ -112,21 +121,19 @@ private slots:
         QTest::addColumn<bool>("builds");
         QTest::addColumn<bool>("placeholder");
         QTest::addColumn<QStringList>("texts");
-        QTest::newRow("unknown leaf") << uR"({"type":"hologram"})"_s << true << true << QStringList();
+        QTest::newRow("unknown leaf") << R"({"type":"hologram"})" << true << true << QStringList();
         QTest::newRow("unknown with items draws a column")
-            << uR"({"type":"hologram","items":[{"type":"text","text":"one"},{"type":"text","text":"two"}]})"_s
-            << true << false << QStringList{u"one"_s, u"two"_s};
-        QTest::newRow("no type, no items") << uR"({"text":"ignored"})"_s << false << false << QStringList();
-        QTest::newRow("type not a string") << uR"({"type":5})"_s << false << false << QStringList();
-        QTest::newRow("no type, items") << uR"({"items":[{"type":"text","text":"kept"}]})"_s << true << false
+            << R"({"type":"hologram","items":[{"type":"text","text":"one"},{"type":"text","text":"two"}]})" << true
+            << false << QStringList{u"one"_s, u"two"_s};
+        QTest::newRow("no type, no items") << R"({"text":"ignored"})" << false << false << QStringList();
+        QTest::newRow("type not a string") << R"({"type":5})" << false << false << QStringList();
+        QTest::newRow("no type, items") << R"({"items":[{"type":"text","text":"kept"}]})" << true << false
                                         << QStringList{u"kept"_s};
-        QTest::newRow("case matters") << uR"({"type":"Heading","text":"x"})"_s << true << true << QStringList();
-        QTest::newRow("registry name without a builder, case differs")
-            << uR"({"type":"Layout"})"_s << true << true << QStringList();
-        QTest::newRow("heading") << uR"({"type":"heading","text":"Title"})"_s << true << false
-                                 << QStringList{u"Title"_s};
+        QTest::newRow("case matters") << R"({"type":"Heading","text":"x"})" << true << true << QStringList();
+        QTest::newRow("registry name, case differs") << R"({"type":"Layout"})" << true << true << QStringList();
+        QTest::newRow("heading") << R"({"type":"heading","text":"Title"})" << true << false << QStringList{u"Title"_s};
         QTest::newRow("items that are not objects")
-            << uR"({"type":"hologram","items":[1,"x",null,{"type":"text","text":"ok"}]})"_s << true << false
+            << R"({"type":"hologram","items":[1,"x",null,{"type":"text","text":"ok"}]})" << true << false
             << QStringList{u"ok"_s};
     }
     void fallbacks()
@@ -135,12 +142,12 @@ private slots:
         QFETCH(bool, builds);
         QFETCH(bool, placeholder);
         QFETCH(QStringList, texts);
-        const QJsonObject el = json(element.toUtf8().constData());
-        std::unique_ptr<QWidget> w(render::element(el, m_none, 0, nullptr));
+        const QJsonObject el = json(element);
+        std::unique_ptr<QWidget> w = build(el);
         QCOMPARE(w != nullptr, builds);
         if (!w)
             return;
-        QCOMPARE(hasNeedsUpdate(w.get()) || w->objectName() == u"needsUpdate"_s, placeholder);
+        QCOMPARE(w->findChild<QFrame *>(u"needsUpdate"_s) || w->objectName() == u"needsUpdate"_s, placeholder);
         if (placeholder) {
             const QString type = el.value("type"_L1).toString();
             QVERIFY(labelTexts(w.get()).join(u'\n').contains(u"The unit sent element '%1'"_s.arg(type)));
@@ -149,6 +156,7 @@ private slots:
             QVERIFY2(labelTexts(w.get()).contains(t), qPrintable(t));
     }
 
+    // Elements nest twelve deep; past that a warn-toned note stands in.
     void depthLimit_data()
     {
         QTest::addColumn<QString>("container");
@@ -164,20 +172,10 @@ private slots:
         QFETCH(QString, container);
         QFETCH(int, levels);
         QFETCH(bool, leafDrawn);
-        std::unique_ptr<QWidget> w(render::element(nested(levels, container), m_none, 0, nullptr));
+        std::unique_ptr<QWidget> w = build(nested(levels, container));
         QVERIFY(w);
-        const QStringList texts = labelTexts(w.get());
-        QCOMPARE(texts.contains(u"leaf"_s), leafDrawn);
-        QCOMPARE(texts.contains(u"(nested too deeply to draw)"_s), !leafDrawn);
-    }
-
-    void tooDeepNoteIsWarnToned()
-    {
-        std::unique_ptr<QWidget> w(render::element(json(R"({"type":"text","text":"x"})"), m_none, 13, nullptr));
-        auto *label = qobject_cast<QLabel *>(w.get());
-        QVERIFY(label);
-        QCOMPARE(label->text(), u"(nested too deeply to draw)"_s);
-        QVERIFY(label->styleSheet().contains(theme::toneColor(u"warn"_s).name()));
+        QCOMPARE(labelTexts(w.get()).contains(u"leaf"_s), leafDrawn);
+        QVERIFY(tooDeepNote(w.get(), !leafDrawn, u"warn"_s));
     }
 
     void textSizes_data()
@@ -185,23 +183,22 @@ private slots:
         QTest::addColumn<QString>("element");
         QTest::addColumn<int>("points");
         QTest::addColumn<bool>("bold");
-        QTest::newRow("heading default") << uR"({"type":"heading","text":"h"})"_s << 14 << true;
-        QTest::newRow("heading clamped high") << uR"({"type":"heading","text":"h","size":100})"_s << 28 << true;
-        QTest::newRow("heading clamped low") << uR"({"type":"heading","text":"h","size":2})"_s << 8 << true;
-        QTest::newRow("heading size as text") << uR"({"type":"heading","text":"h","size":"20"})"_s << 14 << true;
-        QTest::newRow("text default") << uR"({"type":"text","text":"t"})"_s << 10 << false;
-        QTest::newRow("text never below 7") << uR"({"type":"text","text":"t","size":1})"_s << 7 << false;
-        QTest::newRow("text bold") << uR"({"type":"text","text":"t","bold":true})"_s << 10 << true;
-        QTest::newRow("mono capped at 28") << uR"({"type":"text","text":"t","mono":true,"size":60})"_s << 28
-                                           << false;
-        QTest::newRow("NaN-ish size") << uR"({"type":"text","text":"t","size":null})"_s << 10 << false;
+        QTest::newRow("heading default") << R"({"type":"heading","text":"h"})" << 14 << true;
+        QTest::newRow("heading clamped high") << R"({"type":"heading","text":"h","size":100})" << 28 << true;
+        QTest::newRow("heading clamped low") << R"({"type":"heading","text":"h","size":2})" << 8 << true;
+        QTest::newRow("heading size as text") << R"({"type":"heading","text":"h","size":"20"})" << 14 << true;
+        QTest::newRow("text default") << R"({"type":"text","text":"t"})" << 10 << false;
+        QTest::newRow("text never below 7") << R"({"type":"text","text":"t","size":1})" << 7 << false;
+        QTest::newRow("text bold") << R"({"type":"text","text":"t","bold":true})" << 10 << true;
+        QTest::newRow("mono capped at 28") << R"({"type":"text","text":"t","mono":true,"size":60})" << 28 << false;
+        QTest::newRow("null size") << R"({"type":"text","text":"t","size":null})" << 10 << false;
     }
     void textSizes()
     {
         QFETCH(QString, element);
         QFETCH(int, points);
         QFETCH(bool, bold);
-        std::unique_ptr<QWidget> w(render::element(json(element.toUtf8().constData()), m_none, 0, nullptr));
+        std::unique_ptr<QWidget> w = build(json(element));
         auto *label = qobject_cast<QLabel *>(w.get());
         QVERIFY(label);
         QCOMPARE(label->font().pointSize(), points);
@@ -211,69 +208,90 @@ private slots:
     void textTones()
     {
         // "body" text is secondary (muted) in a text element but full ink in a heading.
-        std::unique_ptr<QWidget> text(render::element(json(R"({"type":"text","text":"t","tone":"body"})"), m_none, 0, nullptr));
-        std::unique_ptr<QWidget> head(render::element(json(R"({"type":"heading","text":"h","tone":"body"})"), m_none, 0, nullptr));
-        QVERIFY(text->styleSheet().contains(theme::palette().muted.name()));
-        QVERIFY(head->styleSheet().contains(theme::palette().ink.name()));
+        QVERIFY(build(json(uR"({"type":"text","text":"t","tone":"body"})"_s))->styleSheet().contains(
+            theme::palette().muted.name()));
+        QVERIFY(build(json(uR"({"type":"heading","text":"h","tone":"body"})"_s))->styleSheet().contains(
+            theme::palette().ink.name()));
     }
 
+    // Sections nest six below the top; the seventh level is an error-toned note. Elements inside
+    // a section go on counting from its depth up to their own limit of twelve.
     void sectionDepth_data()
     {
         QTest::addColumn<int>("levels");
-        QTest::addColumn<bool>("innermostDrawn");
-        QTest::newRow("6 levels of sub-sections") << 6 << true;
-        QTest::newRow("7 levels of sub-sections") << 7 << false;
+        QTest::addColumn<bool>("note");
+        QTest::newRow("six below the top draw") << 6 << false;
+        QTest::newRow("the seventh shows the note") << 7 << true;
     }
     void sectionDepth()
     {
         QFETCH(int, levels);
-        QFETCH(bool, innermostDrawn);
-        std::unique_ptr<QWidget> w(render::section(sectionChain(levels), m_none, 0, nullptr));
+        QFETCH(bool, note);
+        QJsonObject sec{{"label"_L1, u"level %1"_s.arg(levels)}, {"elements"_L1, QJsonArray{nested(6, u"group"_s)}}};
+        for (int d = levels - 1; d >= 0; --d)
+            sec = QJsonObject{{"label"_L1, u"level %1"_s.arg(d)}, {"sections"_L1, QJsonArray{sec}}};
+        std::unique_ptr<QWidget> w(render::section(sec, {}, 0, nullptr));
+        QVERIFY(w);
         const QStringList texts = labelTexts(w.get());
-        QCOMPARE(texts.contains(u"innermost"_s), innermostDrawn);
-        QCOMPARE(texts.contains(u"(nested too deeply to draw)"_s), !innermostDrawn);
-        if (!innermostDrawn) {
-            for (const QLabel *label : w->findChildren<QLabel *>()) {
-                if (label->text() == u"(nested too deeply to draw)"_s)
-                    QVERIFY(label->styleSheet().contains(theme::toneColor(u"error"_s).name()));
-            }
+        QVERIFY(texts.contains(u"level %1"_s.arg(levels - 1)));
+        QCOMPARE(texts.contains(u"level %1"_s.arg(levels)), !note);
+        QCOMPARE(texts.contains(u"leaf"_s), !note);
+        QVERIFY(tooDeepNote(w.get(), note, u"error"_s));
+    }
+
+    void sectionShapes_data()
+    {
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<bool>("covered");
+        QTest::addColumn<QString>("frameName"); // "" none, "-" a plain widget
+        QTest::newRow("covered with elements") << R"({"label":"Lift","elements":[{"type":"text","text":"x"}]})"
+                                               << true << "";
+        QTest::newRow("covered only when labelled") << R"({"elements":[{"type":"text","text":"x"}]})" << true << "card";
+        QTest::newRow("empty") << R"({"label":"","elements":[],"sections":[]})" << false << "";
+        QTest::newRow("only sub-sections") << R"({"sections":[{"label":"Inner"}]})" << false << "-";
+        QTest::newRow("badge alone makes a card") << R"({"badge":{"label":"NEW","tone":"ok"}})" << false << "card";
+        QTest::newRow("bad types read as defaults") << R"({"label":"Brakes","elements":"x","sections":{}})" << false
+                                                    << "card";
+        QTest::newRow("nothing readable") << R"({"label":3,"elements":"x","sections":{},"badge":3})" << false << "";
+    }
+    void sectionShapes()
+    {
+        QFETCH(QString, section);
+        QFETCH(bool, covered);
+        QFETCH(QString, frameName);
+        render::Actions actions;
+        if (covered)
+            actions.covered = [](const QString &label) { return label == "Lift"_L1 || label.isEmpty(); };
+        std::unique_ptr<QWidget> w(render::section(json(section), actions, 0, nullptr));
+        QCOMPARE(w != nullptr, !frameName.isEmpty());
+        if (frameName == "-"_L1) {
+            QVERIFY(!qobject_cast<QFrame *>(w.get()));
+            QVERIFY(w->findChild<QFrame *>(u"nested"_s));
+        } else if (w) {
+            QCOMPARE(w->objectName(), frameName);
         }
     }
 
-    void elementsDeepInsideOneSectionDraw()
+    void sectionFrames()
     {
-        QJsonObject sec{{"label"_L1, "s"_L1}, {"elements"_L1, QJsonArray{nested(7, u"hologram"_s)}}};
-        std::unique_ptr<QWidget> w(render::section(sec, m_none, 0, nullptr));
-        QVERIFY(labelTexts(w.get()).contains(u"leaf"_s));
-    }
-
-    void sectionShapes()
-    {
-        // Only sub-sections: no card around them.
-        std::unique_ptr<QWidget> plain(render::section(
-            json(R"({"sections":[{"label":"A","elements":[{"type":"text","text":"a"}]}]})"), m_none, 0, nullptr));
-        QVERIFY(plain);
-        QVERIFY(plain->objectName().isEmpty());
-        QCOMPARE(plain->findChildren<QFrame *>(u"nested"_s).size(), 1);
-
-        std::unique_ptr<QWidget> card(render::section(json(R"({"label":"Top","badge":{"label":"OK","tone":"ok"},
-            "sections":[{"label":"Inner","elements":[{"type":"text","text":"i"}]}]})"), m_none, 0, nullptr));
-        QCOMPARE(card->objectName(), u"card"_s);
-        QVERIFY(labelTexts(card.get()).contains(u"OK"_s));
-        const QLabel *title = card->findChild<QLabel *>(u"sectionTitle"_s);
-        QCOMPARE(title->text(), u"Top"_s);
-        QCOMPARE(title->font().pointSize(), 13);
-
-        QVERIFY(!render::section(json(R"({"elements":[],"sections":"x","badge":3})"), m_none, 0, nullptr));
+        for (int depth : {0, 1}) {
+            std::unique_ptr<QWidget> w(render::section(json(uR"({"label":"Brakes","badge":{"label":"CHECKED","tone":"ok"},
+                "elements":[{"type":"text","text":"first"}]})"_s), {}, depth, nullptr));
+            QCOMPARE(w->objectName(), depth ? u"nested"_s : u"card"_s);
+            QCOMPARE(w->layout()->contentsMargins(), depth ? QMargins(12, 8, 12, 8) : QMargins(14, 10, 14, 10));
+            auto *title = w->findChild<QLabel *>(u"sectionTitle"_s);
+            QVERIFY(title);
+            QCOMPARE(title->text(), u"Brakes"_s);
+            QCOMPARE(title->font().pointSize(), depth ? 11 : 13);
+            QVERIFY(title->font().bold());
+            QVERIFY(findLabel(w.get(), u"CHECKED"_s));
+        }
     }
 
     void bundleActions()
     {
-        const QJsonObject endpoints = json(R"({
-            "/b": {"covers": ["Rail", "Lift"], "value": 2},
-            "/a": {"covers": "Power"},
-            "/c": {"value": 3}})");
-        const render::Actions actions = app::bundleActions(endpoints);
+        const render::Actions actions = app::bundleActions(json(uR"({
+            "/b": {"covers": ["Rail", "Lift"], "value": 2}, "/a": {"covers": "Power"}, "/c": {"value": 3}})"_s));
         QVERIFY(actions.fetch && actions.covered);
         QVERIFY(!actions.press && !actions.save && !actions.warnBox && !actions.collectFields);
         QCOMPARE(actions.fetch(u"/b"_s).value("value"_L1).toInt(), 2);
@@ -283,10 +301,9 @@ private slots:
         QVERIFY(!actions.covered(u"rail"_s));
         QVERIFY(!actions.covered(u"Other"_s));
 
-        const QJsonObject description = json(R"({"sections":[
+        std::unique_ptr<QWidget> root(render::screen(json(uR"({"sections":[
             {"label":"Rail","elements":[{"type":"text","text":"hidden"}]},
-            {"label":"Shown","elements":[{"type":"text","text":"visible"}]}]})");
-        std::unique_ptr<QWidget> root(render::screen(description, actions));
+            {"label":"Shown","elements":[{"type":"text","text":"visible"}]}]})"_s), actions));
         QVERIFY(!labelTexts(root.get()).contains(u"hidden"_s));
         QVERIFY(labelTexts(root.get()).contains(u"visible"_s));
         QCOMPARE(root->findChildren<QFrame *>(u"card"_s).size(), 1);
@@ -295,7 +312,7 @@ private slots:
     void scrollBody()
     {
         std::unique_ptr<QWidget> root(render::screen(
-            json(R"({"scroll":true,"sections":[{"label":"A","elements":[{"type":"text","text":"a"}]}]})"), m_none));
+            json(uR"({"scroll":true,"sections":[{"label":"A","elements":[{"type":"text","text":"a"}]}]})"_s), {}));
         auto *area = root->findChild<QAbstractScrollArea *>();
         QVERIFY(area);
         QCOMPARE(area->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
@@ -304,18 +321,16 @@ private slots:
 
     void chromeHeader()
     {
-        const QJsonObject description = json(R"({"title":"Shuttle 7","badge":{"label":"LIVE","tone":"ok"},
-            "subtitle":"Aisle 2","signed_in_as":"Ana","sections":[]})");
-        std::unique_ptr<QWidget> shell(app::chromeShell(description, render::screen(description, m_none)));
+        const QJsonObject description = json(uR"({"title":"Shuttle 7","badge":{"label":"LIVE","tone":"ok"},
+            "subtitle":"Aisle 2","signed_in_as":"Ana","sections":[]})"_s);
+        std::unique_ptr<QWidget> shell(app::chromeShell(description, render::screen(description, {})));
         const QStringList texts = labelTexts(shell.get());
         QVERIFY(texts.contains(u"Shuttle 7"_s));
         QVERIFY(texts.contains(u"Aisle 2   |   signed in as Ana"_s));
-        for (const QLabel *label : shell->findChildren<QLabel *>()) {
-            if (label->text() == u"LIVE"_s) {
-                QVERIFY(label->styleSheet().contains(theme::toneColor(u"ok"_s).name()));
-                QVERIFY(label->styleSheet().contains(theme::toneSoft(u"ok"_s).name()));
-            }
-        }
+        const QLabel *badge = findLabel(shell.get(), u"LIVE"_s);
+        QVERIFY(badge);
+        QVERIFY(badge->styleSheet().contains(theme::toneColor(u"ok"_s).name()));
+        QVERIFY(badge->styleSheet().contains(theme::toneSoft(u"ok"_s).name()));
     }
 };
 

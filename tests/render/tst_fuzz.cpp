@@ -127,19 +127,13 @@ private:
 
     QString key()
     {
-        static const QStringList keys = {
-            u"type"_s, u"items"_s, u"text"_s, u"label"_s, u"tone"_s, u"size"_s, u"width"_s, u"height"_s, u"id"_s,
-            u"value"_s, u"values"_s, u"min"_s, u"max"_s, u"weights"_s, u"flow"_s, u"tabs"_s, u"stages"_s,
-            u"points"_s, u"data"_s, u"columns"_s, u"rows"_s, u"path"_s, u"body"_s, u"confirm"_s, u"source"_s,
-            u"shapes"_s, u"viewbox"_s, u"cards"_s, u"actions"_s, u"title"_s, u"detail"_s, u"badge"_s, u"gap"_s,
-            u"pad"_s, u"align"_s, u"justify"_s, u"grow"_s, u"scroll"_s, u"active"_s, u"sizes"_s, u"state"_s,
-            u"min_item_width"_s, u"open"_s, u"tip"_s, u"item"_s, u"kind"_s, u"style"_s, u"sound"_s, u"method"_s,
-            u"send_fields"_s, u"clear_fields"_s, u"fit"_s, u"frame_height"_s, u"transform"_s, u"fill"_s,
-            u"stroke"_s, u"defs"_s, u"use"_s, u"d"_s, u"x"_s, u"y"_s, u"w"_s, u"h"_s, u"r"_s, u"src"_s,
-            u"lines"_s, u"unit"_s, u"delta"_s, u"note"_s, u"outline"_s, u"decimals"_s, u"choices"_s, u"options"_s,
-            u"default"_s, u"placeholder"_s, u"mode"_s, u"on"_s, u"checked"_s, u"elements"_s, u"sections"_s,
-            u"tween_ms"_s, u"background"_s, u"click"_s, u"hidden"_s, u"visible"_s, u"opacity"_s, u"tween"_s,
-        };
+        static const QStringList keys = QStringLiteral(
+            "type items text label tone size width height id value values min max weights flow tabs stages points "
+            "data columns rows path body confirm source shapes viewbox cards actions title detail badge gap pad align "
+            "justify grow scroll active sizes state min_item_width open tip item kind style sound method send_fields "
+            "clear_fields fit frame_height transform fill stroke defs use d x y w h r src lines unit delta note "
+            "outline decimals choices options default placeholder mode on checked elements sections tween_ms "
+            "background click hidden visible opacity tween").split(u' ');
         return keys.at(below(int(keys.size())));
     }
 
@@ -216,16 +210,12 @@ render::Actions recordingActions(int *calls)
 QString widestCulprit(const QWidget *root, int limit)
 {
     const QWidget *culprit = nullptr;
-    for (const QWidget *w : root->findChildren<QWidget *>()) {
-        if (w->minimumSizeHint().width() > limit || w->minimumWidth() > limit)
-            culprit = w;
-    }
-    if (!culprit)
-        return u"none"_s;
+    for (const QWidget *w : root->findChildren<QWidget *>())
+        culprit = std::max(w->minimumSizeHint().width(), w->minimumWidth()) > limit ? w : culprit;
     const auto *label = qobject_cast<const QLabel *>(culprit);
-    return u"%1 '%2' min %3 text '%4'"_s.arg(QLatin1String(culprit->metaObject()->className()), culprit->objectName())
-        .arg(std::max(culprit->minimumSizeHint().width(), culprit->minimumWidth()))
-        .arg(label ? label->text().left(60) : QString());
+    return !culprit ? u"none"_s
+                    : u"%1 '%2' text '%3'"_s.arg(QLatin1String(culprit->metaObject()->className()),
+                                                 culprit->objectName(), label ? label->text().left(60) : QString());
 }
 
 } // namespace
