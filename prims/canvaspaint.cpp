@@ -258,8 +258,10 @@ void Canvas::paintEvent(QPaintEvent *event)
     // A still drawing is drawn once per spec and size; exposures and scrolling only copy it.
     const double dpr = devicePixelRatioF();
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
-    if (!m_frameValid || m_frame.size() != pixels) {
-        m_frame = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
+    if (!m_frameValid || m_frame.size() != pixels || m_frame.devicePixelRatio() != dpr) {
+        // The same size reuses the image's memory rather than mapping it afresh.
+        if (m_frame.size() != pixels)
+            m_frame = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
         m_frame.setDevicePixelRatio(dpr);
         m_frame.fill(Qt::transparent);
         QPainter p(&m_frame);
