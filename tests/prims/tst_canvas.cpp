@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -308,6 +309,79 @@ private slots:
         QCOMPARE(inner.value("x"_L1).toDouble(), 50.0);
         QCOMPARE(canvas.itemsAt(1.0).at(0).toObject().value("x"_L1).toDouble(), 100.0);
         QTRY_COMPARE_WITH_TIMEOUT(canvas.tweenProgress(), 1.0, 5000);
+    }
+
+    // What a running tween draws, just after the new drawing arrives: moved items where they
+    // were (through groups and group transforms), items that changed kind where they now are.
+    void tweenDraws_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QPoint>("painted");
+        QTest::addColumn<QPoint>("empty");
+        const QString left = uR"([{"id":"a","kind":"rect","x":0,"y":0,"w":40,"h":40,"fill":"#ff0000"}])"_s;
+        const QString right = uR"([{"id":"a","kind":"rect","x":150,"y":0,"w":40,"h":40,"fill":"#ff0000"}])"_s;
+        QTest::newRow("top level") << left << right << QPoint(20, 20) << QPoint(170, 20);
+        QTest::newRow("in a group") << u"[{\"kind\":\"group\",\"items\":%1}]"_s.arg(left)
+                                    << u"[{\"kind\":\"group\",\"items\":%1}]"_s.arg(right) << QPoint(20, 20)
+                                    << QPoint(170, 20);
+        const QString group = uR"([{"id":"g","kind":"group","transform":{"tx":%1},
+            "items":[{"kind":"ellipse","x":0,"y":0,"w":40,"h":40,"fill":"#ff0000"}]}])"_s;
+        QTest::newRow("group transform") << group.arg(0) << group.arg(150) << QPoint(20, 20) << QPoint(170, 20);
+        const QString ellipse = uR"([{"id":"a","kind":"ellipse","x":150,"y":0,"w":40,"h":40,"fill":"#ff0000"}])"_s;
+        QTest::newRow("another kind is drawn as it is") << left << ellipse << QPoint(170, 20) << QPoint(20, 20);
+    }
+    void tweenDraws()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        QFETCH(QPoint, painted);
+        QFETCH(QPoint, empty);
+        const char *extra = ",\"tween_ms\":2000,\"background\":\"#000000\"";
+        auto canvas = makeCanvas(spec(before.toUtf8().constData(), extra));
+        canvas->setSpec(spec(after.toUtf8().constData(), extra), false);
+        QVERIFY(canvas->tweenProgress() < 1);
+        const QImage img = canvas->grab().toImage();
+        QCOMPARE(img.pixelColor(painted), QColor(u"#ff0000"_s));
+        QCOMPARE(img.pixelColor(empty), QColor(u"#000000"_s));
+    }
+
+    // Wide strokes land where the drawing's scale puts them, at any widget width, straight or
+    // curved, and one that turns a pixel thin when the widget shrinks.
+    void strokesFollowScale_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<QString>("d");
+        QTest::addColumn<double>("weight");
+        QTest::newRow("same size") << 200 << u"[[\"M\",10,50],[\"L\",190,50]]"_s << 8.0;
+        QTest::newRow("half size") << 100 << u"[[\"M\",10,50],[\"L\",190,50]]"_s << 8.0;
+        QTest::newRow("twice the size") << 400 << u"[[\"M\",10,50],[\"L\",190,50]]"_s << 8.0;
+        QTest::newRow("curve, half size") << 100 << u"[[\"M\",10,50],[\"Q\",100,50,190,50]]"_s << 8.0;
+        QTest::newRow("two pixels wide, then one") << 200 << u"[[\"M\",10,50],[\"C\",60,50,140,50,190,50]]"_s << 2.0;
+    }
+    void strokesFollowScale()
+    {
+        QFETCH(int, width);
+        QFETCH(QString, d);
+        QFETCH(double, weight);
+        const QString items =
+            uR"([{"kind":"path","d":%1,"stroke":{"tone":"#00ff00","weight":%2}}])"_s.arg(d).arg(weight);
+        auto canvas = makeCanvas(spec(items.toUtf8().constData(), ",\"fit\":\"width\",\"background\":\"#000000\""),
+                                 nullptr, width);
+        // On the line's centre half way along (the most green of the pixels round it, as a thin
+        // line may fall between two rows), and well clear of it below.
+        auto check = [](const QImage &img, double scale, double weight) {
+            const QPoint centre(int(100 * scale), int(50 * scale));
+            int green = 0;
+            for (int dy = -1; dy <= 1; ++dy)
+                green = std::max(green, img.pixelColor(centre + QPoint(0, dy)).green());
+            QVERIFY2(green > 100, qPrintable(u"%1 at scale %2"_s.arg(green).arg(scale)));
+            QCOMPARE(img.pixelColor(centre + QPoint(0, int(weight * scale) + 3)), QColor(u"#000000"_s));
+        };
+        check(canvas->grab().toImage(), width / 200.0, weight);
+        // Made for one width, drawn at another: the stroke moves with the drawing.
+        canvas->resize(width / 2, canvas->heightForWidth(width / 2));
+        check(canvas->grab().toImage(), width / 400.0, weight);
     }
 
     // Pixels where a mistake would show: the background, a vertical gradient, a hidden item.
