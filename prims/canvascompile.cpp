@@ -244,16 +244,16 @@ QPainterPath strokeOutline(const QPainterPath &path, const QPen &pen, double sca
     devicePen.setWidthF(pen.widthF() * scale);
     const QPainterPath stroke = QPainterPathStroker(devicePen).createStroke(up.map(path));
     // Polygons come at half a unit of the coordinates they are mapped to: map to twice the size.
-    const QList<QPolygonF> polygons = stroke.toSubpathPolygons(QTransform::fromScale(2, 2));
+    QList<QPolygonF> polygons = stroke.toSubpathPolygons(QTransform::fromScale(2, 2));
     const double down = 1 / (2 * scale);
     QPainterPath flat;
     flat.setFillRule(stroke.fillRule());
-    for (const QPolygonF &polygon : polygons) {
+    for (QPolygonF &polygon : polygons) {
         if (polygon.isEmpty())
             continue;
-        flat.moveTo(polygon.first() * down);
-        for (qsizetype i = 1; i < polygon.size(); ++i)
-            flat.lineTo(polygon.at(i) * down);
+        for (QPointF &point : polygon)
+            point *= down;
+        flat.addPolygon(polygon);
     }
     return flat;
 }
