@@ -91,14 +91,14 @@ double threadCpuMs()
 
 struct Times
 {
-    // CPU time of `before` (setting the spec reads it into the display list).
+    // CPU time of `before` (setting a drawing reads it into the display list).
     std::vector<double> beforeCpu;
     std::vector<double> wall;
     // The CPU time of this thread: what the paint costs when the shared machine is busy.
     std::vector<double> cpu;
 };
 
-// `before` runs untimed ahead of every paint (setting the spec again forces a full draw).
+// `before` runs untimed ahead of every paint (setting the drawing again forces a full draw).
 Times timePaints(prims::Canvas &canvas, QImage &target, int rounds, const std::function<void()> &before = {})
 {
     Times t;

@@ -22,14 +22,8 @@ namespace prims {
 
 namespace {
 
-constexpr int kMaxItems = 4000;
-constexpr int kMaxGroupDepth = 8;
-constexpr double kLimit = 1e6;
-
-double limited(double v)
-{
-    return std::isfinite(v) ? std::clamp(v, -kLimit, kLimit) : -kLimit;
-}
+constexpr int kMaxItems = kCanvasMaxItems;
+constexpr int kMaxGroupDepth = kCanvasMaxGroupDepth;
 
 double clampedNumber(const QJsonObject &o, QLatin1StringView key, double def, double lo, double hi)
 {
@@ -58,8 +52,8 @@ void tweenKeys(const QJsonObject &previous, QJsonObject &out, QLatin1StringView 
 {
     if (!previous.contains(key) && !out.contains(key))
         return;
-    const double from = limited(readNumber(previous, key, missing));
-    const double to = limited(readNumber(out, key, missing));
+    const double from = canvasLimited(readNumber(previous, key, missing));
+    const double to = canvasLimited(readNumber(out, key, missing));
     out.insert(key, from + (to - from) * t);
 }
 
@@ -125,7 +119,7 @@ void Canvas::setSpec(const QJsonObject &element, bool relayout)
 
 void Canvas::setOrigin(QPointF origin)
 {
-    m_origin = QPointF(limited(origin.x()), limited(origin.y()));
+    m_origin = QPointF(canvasLimited(origin.x()), canvasLimited(origin.y()));
     invalidateFrame();
 }
 

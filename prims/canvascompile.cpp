@@ -21,14 +21,12 @@ namespace prims {
 
 namespace {
 
-constexpr int kMaxItems = 4000;
-constexpr int kMaxGroupDepth = 8;
-constexpr double kLimit = 1e6;
+constexpr int kMaxItems = kCanvasMaxItems;
+constexpr int kMaxGroupDepth = kCanvasMaxGroupDepth;
 
 double coord(const QJsonValue &v, double def = 0)
 {
-    const double n = readNumber(v, def);
-    return std::isfinite(n) ? std::clamp(n, -kLimit, kLimit) : -kLimit;
+    return canvasLimited(readNumber(v, def));
 }
 
 double coord(const QJsonObject &o, QLatin1StringView key, double def = 0)

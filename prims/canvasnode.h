@@ -17,11 +17,24 @@
 #include <QString>
 #include <QTransform>
 
+#include <algorithm>
+#include <cmath>
 #include <map>
 #include <tuple>
 #include <vector>
 
 namespace prims {
+
+// What every reader of a drawing keeps to: items per array, group nesting, coordinate size.
+inline constexpr int kCanvasMaxItems = 4000;
+inline constexpr int kCanvasMaxGroupDepth = 8;
+inline constexpr double kCanvasLimit = 1e6;
+
+// A number limited to plus or minus kCanvasLimit; NaN and infinities read as -kCanvasLimit.
+inline double canvasLimited(double v)
+{
+    return std::isfinite(v) ? std::clamp(v, -kCanvasLimit, kCanvasLimit) : -kCanvasLimit;
+}
 
 struct CanvasMarker
 {

@@ -255,7 +255,7 @@ void Canvas::paintEvent(QPaintEvent *event)
         drawFrame(out);
         return;
     }
-    // A still drawing is drawn once per spec and size; exposures and scrolling only copy it.
+    // A still drawing is drawn once per drawing and size; exposures and scrolling only copy it.
     const double dpr = devicePixelRatioF();
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
     if (!m_frameValid || m_frame.size() != pixels || m_frame.devicePixelRatio() != dpr) {
