@@ -41,8 +41,8 @@ double differingPercent(const QImage &a, const QImage &b)
             const QRgb q = lineB[col];
             if (p == q)
                 continue;
-            if (far(qAlpha(p), qAlpha(q)) || far(qRed(p), qRed(q)) || far(qGreen(p), qGreen(q))
-                || far(qBlue(p), qBlue(q)))
+            if (far(qAlpha(p), qAlpha(q)) || far(qRed(p), qRed(q)) || far(qGreen(p), qGreen(q)) ||
+                far(qBlue(p), qBlue(q)))
                 ++count;
         }
     }

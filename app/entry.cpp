@@ -71,8 +71,7 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption({u"compare"_s,
                       u"Compare two PNGs; print the differing-pixel percentage and exit non-zero past TOLERANCE."_s,
                       u"a.png,b.png"_s});
-    parser.addOption(
-        {u"tolerance"_s, u"Percent of pixels allowed to differ (default 0.2)."_s, u"percent"_s, u"0.2"_s});
+    parser.addOption({u"tolerance"_s, u"Percent of pixels allowed to differ (default 0.2)."_s, u"percent"_s, u"0.2"_s});
     parser.addOption({u"primitives"_s, u"List every primitive this build draws, and exit."_s});
     parser.addOption({u"render"_s, u"Draw a screen description (or a bundle) from FILE."_s, u"file"_s});
     parser.addOption({u"out"_s, u"Write the PNG to FILE."_s, u"file"_s});

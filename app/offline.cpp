@@ -151,9 +151,9 @@ QWidget *chromeShell(const QJsonObject &description, QWidget *screen)
     auto *header = new QWidget(column);
     auto *headerRow = new QHBoxLayout(header);
     headerRow->setContentsMargins(0, 0, 0, 0);
-    headerRow->addWidget(
-        styledLabel(prims::capped(description.value("title"_L1).toString()), theme::uiFont(18, true), QString(), header),
-        1);
+    headerRow->addWidget(styledLabel(prims::capped(description.value("title"_L1).toString()), theme::uiFont(18, true),
+                                     QString(), header),
+                         1);
     const QJsonObject badge = description.value("badge"_L1).toObject();
     const QString tone = badge.value("tone"_L1).toString();
     headerRow->addWidget(styledLabel(prims::capped(badge.value("label"_L1).toString(), 60), theme::uiFont(9, true),
@@ -166,8 +166,8 @@ QWidget *chromeShell(const QJsonObject &description, QWidget *screen)
     const QString signedInAs = description.value("signed_in_as"_L1).toString();
     if (!signedInAs.isEmpty())
         subtitle += u"   |   signed in as "_s + signedInAs;
-    box->addWidget(styledLabel(prims::capped(subtitle, 200), theme::uiFont(10), u"color:%1;"_s.arg(theme::palette().muted.name()),
-                               column));
+    box->addWidget(styledLabel(prims::capped(subtitle, 200), theme::uiFont(10),
+                               u"color:%1;"_s.arg(theme::palette().muted.name()), column));
     screen->setParent(column);
     box->addWidget(screen, 1);
     row->addWidget(column, 1);

@@ -93,9 +93,9 @@ bool writePng(const QImage &source, QIODevice *device)
     const QByteArray compressed = qCompress(raw, 6).mid(4);
 
     QByteArray header = bigEndian(quint32(image.width())) + bigEndian(quint32(image.height()));
-    header.append(char(8));                // bit depth
-    header.append(char(alpha ? 6 : 2));    // colour type: RGBA or RGB
-    header.append(3, char(0));             // deflate, adaptive filtering, no interlace
+    header.append(char(8));             // bit depth
+    header.append(char(alpha ? 6 : 2)); // colour type: RGBA or RGB
+    header.append(3, char(0));          // deflate, adaptive filtering, no interlace
 
     QByteArray file("\x89PNG\r\n\x1a\n", 8);
     file += chunk("IHDR", header);

@@ -13,13 +13,14 @@ using Slot = QColor Palette::*;
 
 // Slot order of the theme tables.
 constexpr std::array<Slot, 30> kSlots = {
-    &Palette::bg,          &Palette::surface,         &Palette::panel,   &Palette::edge,        &Palette::ink,
-    &Palette::muted,       &Palette::dim,             &Palette::accent,  &Palette::red,         &Palette::ok,
-    &Palette::okSoft,      &Palette::warn,            &Palette::warnSoft, &Palette::error,      &Palette::errorSoft,
-    &Palette::busy,        &Palette::busySoft,        &Palette::grey,    &Palette::button,      &Palette::buttonEdgeHover,
-    &Palette::row,         &Palette::rowAlt,          &Palette::buttonHover, &Palette::buttonPressed,
-    &Palette::controlEdge, &Palette::accentStrong,    &Palette::violet,  &Palette::yellow,      &Palette::sky,
-    &Palette::shade,
+    &Palette::bg,          &Palette::surface,      &Palette::panel,       &Palette::edge,
+    &Palette::ink,         &Palette::muted,        &Palette::dim,         &Palette::accent,
+    &Palette::red,         &Palette::ok,           &Palette::okSoft,      &Palette::warn,
+    &Palette::warnSoft,    &Palette::error,        &Palette::errorSoft,   &Palette::busy,
+    &Palette::busySoft,    &Palette::grey,         &Palette::button,      &Palette::buttonEdgeHover,
+    &Palette::row,         &Palette::rowAlt,       &Palette::buttonHover, &Palette::buttonPressed,
+    &Palette::controlEdge, &Palette::accentStrong, &Palette::violet,      &Palette::yellow,
+    &Palette::sky,         &Palette::shade,
 };
 
 using Table = std::array<const char *, 30>;
@@ -85,12 +86,12 @@ ToneMap makeMap(std::initializer_list<std::pair<const char *, Slot>> entries)
 const ToneMap &toneMap()
 {
     static const ToneMap map = makeMap({
-        {"accent", &Palette::accent}, {"ok", &Palette::ok},         {"good", &Palette::ok},
-        {"warn", &Palette::warn},     {"error", &Palette::error},   {"bad", &Palette::error},
-        {"danger", &Palette::error},  {"busy", &Palette::busy},     {"idle", &Palette::dim},
-        {"dim", &Palette::dim},       {"muted", &Palette::muted},   {"body", &Palette::ink},
-        {"ink", &Palette::ink},       {"bg", &Palette::bg},         {"surface", &Palette::surface},
-        {"card", &Palette::surface},  {"edge", &Palette::edge},     {"grey", &Palette::grey},
+        {"accent", &Palette::accent}, {"ok", &Palette::ok},       {"good", &Palette::ok},
+        {"warn", &Palette::warn},     {"error", &Palette::error}, {"bad", &Palette::error},
+        {"danger", &Palette::error},  {"busy", &Palette::busy},   {"idle", &Palette::dim},
+        {"dim", &Palette::dim},       {"muted", &Palette::muted}, {"body", &Palette::ink},
+        {"ink", &Palette::ink},       {"bg", &Palette::bg},       {"surface", &Palette::surface},
+        {"card", &Palette::surface},  {"edge", &Palette::edge},   {"grey", &Palette::grey},
         {"panel", &Palette::panel},   {"row", &Palette::row},
     });
     return map;
@@ -100,8 +101,12 @@ const ToneMap &toneMap()
 const ToneMap &softMap()
 {
     static const ToneMap map = makeMap({
-        {"ok", &Palette::okSoft},       {"good", &Palette::okSoft},   {"warn", &Palette::warnSoft},
-        {"error", &Palette::errorSoft}, {"bad", &Palette::errorSoft}, {"danger", &Palette::errorSoft},
+        {"ok", &Palette::okSoft},
+        {"good", &Palette::okSoft},
+        {"warn", &Palette::warnSoft},
+        {"error", &Palette::errorSoft},
+        {"bad", &Palette::errorSoft},
+        {"danger", &Palette::errorSoft},
         {"busy", &Palette::busySoft},
     });
     return map;
@@ -111,9 +116,15 @@ const ToneMap &softMap()
 const ToneMap &textMap()
 {
     static const ToneMap map = makeMap({
-        {"body", &Palette::muted}, {"muted", &Palette::dim}, {"idle", &Palette::dim},
-        {"warn", &Palette::warn},  {"error", &Palette::error}, {"ok", &Palette::ok},
-        {"good", &Palette::ok},    {"busy", &Palette::busy},   {"accent", &Palette::accent},
+        {"body", &Palette::muted},
+        {"muted", &Palette::dim},
+        {"idle", &Palette::dim},
+        {"warn", &Palette::warn},
+        {"error", &Palette::error},
+        {"ok", &Palette::ok},
+        {"good", &Palette::ok},
+        {"busy", &Palette::busy},
+        {"accent", &Palette::accent},
     });
     return map;
 }
@@ -126,9 +137,9 @@ QColor lookup(const ToneMap &map, const QString &tone, Slot fallback)
 const QStringList &uiFamilies()
 {
     static const QStringList families = {
-        QStringLiteral("Segoe UI"),   QStringLiteral("SF Pro Text"), QStringLiteral("Helvetica Neue"),
-        QStringLiteral("DejaVu Sans"), QStringLiteral("Noto Sans"),  QStringLiteral("Liberation Sans"),
-        QStringLiteral("Arial"),      QStringLiteral("sans-serif"),
+        QStringLiteral("Segoe UI"),    QStringLiteral("SF Pro Text"), QStringLiteral("Helvetica Neue"),
+        QStringLiteral("DejaVu Sans"), QStringLiteral("Noto Sans"),   QStringLiteral("Liberation Sans"),
+        QStringLiteral("Arial"),       QStringLiteral("sans-serif"),
     };
     return families;
 }
@@ -246,10 +257,10 @@ QString styleSheet()
     const Palette &p = palette();
     auto n = [](const QColor &c) { return c.name(); };
     // Three rounds, so that %1 never eats the start of %10..%18.
-    text = text.arg(n(p.bg), n(p.ink), n(p.surface), n(p.edge), n(p.button), n(p.accent), n(p.error), n(p.panel),
-                    n(p.ok));
-    text = text.arg(n(p.buttonEdgeHover), n(p.grey), n(p.controlEdge), n(p.buttonHover), n(p.buttonPressed),
-                    n(p.dim), n(p.accentStrong));
+    text =
+        text.arg(n(p.bg), n(p.ink), n(p.surface), n(p.edge), n(p.button), n(p.accent), n(p.error), n(p.panel), n(p.ok));
+    text = text.arg(n(p.buttonEdgeHover), n(p.grey), n(p.controlEdge), n(p.buttonHover), n(p.buttonPressed), n(p.dim),
+                    n(p.accentStrong));
     text = text.arg(n(p.okSoft), n(p.errorSoft));
     return text;
 }

@@ -12,9 +12,9 @@ namespace theme {
 
 struct Palette
 {
-    QColor bg, surface, panel, edge, ink, muted, dim, accent, red, ok, okSoft, warn, warnSoft, error, errorSoft,
-        busy, busySoft, grey, button, buttonEdgeHover, row, rowAlt, buttonHover, buttonPressed, controlEdge,
-        accentStrong, violet, yellow, sky, shade;
+    QColor bg, surface, panel, edge, ink, muted, dim, accent, red, ok, okSoft, warn, warnSoft, error, errorSoft, busy,
+        busySoft, grey, button, buttonEdgeHover, row, rowAlt, buttonHover, buttonPressed, controlEdge, accentStrong,
+        violet, yellow, sky, shade;
     bool dark = true;
     int accentRow = 0;
     double textScale = 1.0;

@@ -1,14 +1,14 @@
 #include "prims/registry.h"
 
 #include "app/theme.h"
+#include "prims/badge.h"
 #include "prims/canvas.h"
 #include "prims/containers.h"
-#include "prims/json.h"
-#include "prims/badge.h"
 #include "prims/datetime.h"
 #include "prims/dial.h"
 #include "prims/gauge.h"
 #include "prims/image.h"
+#include "prims/json.h"
 #include "prims/keyvalue.h"
 #include "prims/kpi.h"
 #include "prims/led.h"
@@ -16,8 +16,8 @@
 #include "prims/meter.h"
 #include "prims/ring.h"
 #include "prims/search.h"
-#include "prims/toggle.h"
 #include "prims/text.h"
+#include "prims/toggle.h"
 
 #include <QLabel>
 

@@ -1,8 +1,8 @@
 #include "render/element.h"
 
 #include "prims/json.h"
-#include "render/containers.h"
 #include "render/buttons.h"
+#include "render/containers.h"
 #include "render/needsupdate.h"
 #include "render/textual.h"
 

@@ -6,9 +6,9 @@
 #include "render/section.h"
 #include "render/steps.h"
 
+#include <QFrame>
 #include <QRegularExpression>
 #include <QScrollArea>
-#include <QFrame>
 #include <QVBoxLayout>
 #include <QWidget>
 

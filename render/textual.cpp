@@ -5,8 +5,8 @@
 #include "prims/text.h"
 
 #include <QHBoxLayout>
-#include <QPainter>
 #include <QLabel>
+#include <QPainter>
 
 using namespace Qt::StringLiterals;
 
@@ -15,17 +15,17 @@ namespace render {
 QWidget *heading(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
     const int size = prims::readInt(el, "size"_L1, 14, 8, 28);
-    return prims::textLabel(prims::readText(el, "text"_L1), size,
-                            theme::toneColor(prims::readText(el, "tone"_L1)), true, false, parent);
+    return prims::textLabel(prims::readText(el, "text"_L1), size, theme::toneColor(prims::readText(el, "tone"_L1)),
+                            true, false, parent);
 }
 
 QWidget *text(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
     const bool mono = prims::readFlag(el, "mono"_L1, false);
     const int size = prims::readInt(el, "size"_L1, 10, 7, mono ? 28 : 48);
-    QLabel *label = prims::textLabel(prims::readText(el, "text"_L1), size,
-                                     theme::textTone(prims::readText(el, "tone"_L1)),
-                                     prims::readFlag(el, "bold"_L1, false), mono, parent);
+    QLabel *label =
+        prims::textLabel(prims::readText(el, "text"_L1), size, theme::textTone(prims::readText(el, "tone"_L1)),
+                         prims::readFlag(el, "bold"_L1, false), mono, parent);
     label->setWordWrap(prims::readFlag(el, "wrap"_L1, true));
     const QString align = prims::readText(el, "align"_L1);
     if (align == "center"_L1)
@@ -48,9 +48,9 @@ QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
     label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     box->addWidget(label, 0, Qt::AlignTop);
     const QString tone = prims::readText(el, "tone"_L1, u"body"_s);
-    box->addWidget(prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true,
-                                    false, row),
-                   1, Qt::AlignTop);
+    box->addWidget(
+        prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true, false, row), 1,
+        Qt::AlignTop);
     // Extra height from a growing parent goes below the pair, never between label and value.
     row->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     return row;

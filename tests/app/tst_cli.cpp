@@ -90,8 +90,8 @@ private slots:
         QTest::addColumn<QString>("line");
         const QString missing = m_dir.filePath(u"missing.json"_s), png = m_dir.filePath(u"x.png"_s);
         const QString notJson = write(u"bad.json"_s, "{\"sections\": [");
-        QTest::newRow("no --out, even for a missing file") << QStringList{u"--render"_s, missing}
-                                                           << u"render: --out is required"_s;
+        QTest::newRow("no --out, even for a missing file")
+            << QStringList{u"--render"_s, missing} << u"render: --out is required"_s;
         QTest::newRow("unreadable") << QStringList{u"--render"_s, missing, u"--out"_s, png}
                                     << u"render: cannot read "_s + missing;
         QTest::newRow("not JSON") << QStringList{u"--render"_s, notJson, u"--out"_s, png}
@@ -158,8 +158,8 @@ private slots:
     void scrollingShotAndFrameDiagnostics()
     {
         const QString out = m_dir.filePath(u"scroll.png"_s);
-        Result r = run({u"--render"_s, screen(), u"--out"_s, out, u"--size"_s, u"700x900"_s},
-                       u"KESTRO_RENDER_SCROLL_H=250"_s);
+        Result r =
+            run({u"--render"_s, screen(), u"--out"_s, out, u"--size"_s, u"700x900"_s}, u"KESTRO_RENDER_SCROLL_H=250"_s);
         QCOMPARE(r.code, 0);
         QCOMPARE(r.out, u"rendered %1  700x250 (scroll)\n"_s.arg(out));
         QCOMPARE(QImage(out).size(), QSize(700, 250));
@@ -196,8 +196,8 @@ private slots:
             << QStringList{"--compare", "@A,@A", "--tolerance", "lots"} << 0 << "0.000\n";
         QTest::newRow("tolerance not a number fails on any pixel")
             << QStringList{"--tolerance=lots", "--compare=@A,@B"} << 1 << "25.000\n";
-        QTest::newRow("different sizes, tolerance 100") << QStringList{"--compare=@A,@C", "--tolerance=100"} << 1
-                                                        << "100.000\n";
+        QTest::newRow("different sizes, tolerance 100")
+            << QStringList{"--compare=@A,@C", "--tolerance=100"} << 1 << "100.000\n";
     }
     void compareThroughExecutable()
     {

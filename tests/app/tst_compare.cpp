@@ -46,8 +46,8 @@ private slots:
         QTest::newRow("other case") << QStringList{"exe", "--Compare=a,b"} << false << "";
         QTest::newRow("program name ignored") << QStringList{"--compare=x"} << false << "";
         QTest::newRow("first wins") << QStringList{"exe", "--compare=1", "--compare", "2"} << true << "1";
-        QTest::newRow("value may look like an option") << QStringList{"exe", "--compare", "--tolerance"} << true
-                                                       << "--tolerance";
+        QTest::newRow("value may look like an option")
+            << QStringList{"exe", "--compare", "--tolerance"} << true << "--tolerance";
         QTest::newRow("prefix is not the option") << QStringList{"exe", "--compared", "a"} << false << "";
     }
     void earlyScan()
@@ -126,11 +126,14 @@ private slots:
         QFile f(junk);
         if (!f.open(QIODevice::WriteOnly) || f.write("not a png") != 9)
             qFatal("cannot write %s", qPrintable(junk));
-        QTest::newRow("one name") << "a.png" << "compare: expected a.png,b.png\n";
-        QTest::newRow("three names") << "a,b,c" << "compare: expected a.png,b.png\n";
-        QTest::newRow("empty") << "" << "compare: expected a.png,b.png\n";
-        QTest::newRow("first unreadable, untrimmed in message")
-            << " /nonexistent/x.png ,/nonexistent/y.png" << "compare: cannot read  /nonexistent/x.png \n";
+        QTest::newRow("one name") << "a.png"
+                                  << "compare: expected a.png,b.png\n";
+        QTest::newRow("three names") << "a,b,c"
+                                     << "compare: expected a.png,b.png\n";
+        QTest::newRow("empty") << ""
+                               << "compare: expected a.png,b.png\n";
+        QTest::newRow("first unreadable, untrimmed in message") << " /nonexistent/x.png ,/nonexistent/y.png"
+                                                                << "compare: cannot read  /nonexistent/x.png \n";
         QTest::newRow("second not a PNG") << good + u',' + junk << u"compare: cannot read "_s + junk + u'\n';
     }
     void badNames()

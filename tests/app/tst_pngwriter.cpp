@@ -30,8 +30,9 @@ class TestPngWriter final : public QObject
         // Pattern 0 is noise (every filter choice and byte value); 2 vertical bands ("up" wins on every row).
         for (int y = 0; y < size.height(); ++y)
             for (int x = 0; x < size.width(); ++x)
-                image.setPixel(x, y, pattern == 0 ? rng.generate() | (alpha ? 0 : 0xFF000000u)
-                                                  : qRgba(x * 7, x * 13, x * 3, alpha ? 255 - x % 256 : 255));
+                image.setPixel(x, y,
+                               pattern == 0 ? rng.generate() | (alpha ? 0 : 0xFF000000u)
+                                            : qRgba(x * 7, x * 13, x * 3, alpha ? 255 - x % 256 : 255));
         return image;
     }
 

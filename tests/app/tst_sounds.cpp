@@ -24,7 +24,10 @@ class TestSounds : public QObject
     QList<Sound> m_sounds;
     QStringList m_files;
 
-    static QString soundFolder() { return QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + u"/sounds"_s; }
+    static QString soundFolder()
+    {
+        return QStandardPaths::writableLocation(QStandardPaths::CacheLocation) + u"/sounds"_s;
+    }
 
 private slots:
     void initTestCase()
@@ -46,9 +49,9 @@ private slots:
 
     void namesRoundTripAndHaveAResource()
     {
-        const QStringList names = {u"click"_s, u"selector"_s, u"action"_s, u"submit"_s, u"danger"_s,
-                                   u"select"_s, u"save"_s, u"place"_s, u"motion"_s, u"power_on"_s,
-                                   u"power_off"_s, u"ok"_s, u"error"_s, u"notify"_s, u"offline"_s};
+        const QStringList names = {u"click"_s,     u"selector"_s, u"action"_s, u"submit"_s, u"danger"_s,
+                                   u"select"_s,    u"save"_s,     u"place"_s,  u"motion"_s, u"power_on"_s,
+                                   u"power_off"_s, u"ok"_s,       u"error"_s,  u"notify"_s, u"offline"_s};
         QCOMPARE(names.size(), app::kSoundCount);
         for (int id = 0; id < app::kSoundCount; ++id) {
             QCOMPARE(app::soundName(id), names.at(id));
@@ -66,13 +69,20 @@ private slots:
         QTest::addColumn<QString>("noSound");
         QTest::addColumn<QString>("platform");
         QTest::addColumn<bool>("suppressed");
-        QTest::newRow("nothing set") << "" << "xcb" << false;
-        QTest::newRow("no sound") << "1" << "xcb" << true;
-        QTest::newRow("no sound other value") << "yes" << "wayland" << false;
-        QTest::newRow("no sound zero") << "0" << "" << false;
-        QTest::newRow("offscreen") << "" << "offscreen" << true;
-        QTest::newRow("offscreen differently cased") << "" << "Offscreen" << false;
-        QTest::newRow("both") << "1" << "offscreen" << true;
+        QTest::newRow("nothing set") << ""
+                                     << "xcb" << false;
+        QTest::newRow("no sound") << "1"
+                                  << "xcb" << true;
+        QTest::newRow("no sound other value") << "yes"
+                                              << "wayland" << false;
+        QTest::newRow("no sound zero") << "0"
+                                       << "" << false;
+        QTest::newRow("offscreen") << ""
+                                   << "offscreen" << true;
+        QTest::newRow("offscreen differently cased") << ""
+                                                     << "Offscreen" << false;
+        QTest::newRow("both") << "1"
+                              << "offscreen" << true;
     }
     void suppressionRule()
     {

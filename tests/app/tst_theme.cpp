@@ -79,16 +79,22 @@ private slots:
         QTest::addColumn<QString>("tone");
         QTest::addColumn<QString>("slot");
         const char *const rows[][3] = {
-            {"0", "accent", "accent"}, {"0", "good", "ok"},       {"0", "DANGER", "error"},   {"0", "bad", "error"},
-            {"0", "idle", "dim"},      {"0", "body", "ink"},      {"0", "card", "surface"},   {"0", "row", "row"},
-            {"0", "", "ink"},          {"0", "#zz", "ink"},       {"0", "purple", "ink"},     {"1", "ok", "okSoft"},
-            {"1", "Warn", "warnSoft"}, {"1", "danger", "errorSoft"}, {"1", "busy", "busySoft"}, {"1", "accent", "grey"},
-            {"1", "muted", "grey"},    {"1", "", "grey"},         {"2", "body", "muted"},     {"2", "muted", "dim"},
-            {"2", "idle", "dim"},      {"2", "danger", "muted"},  {"2", "bad", "muted"},      {"2", "good", "ok"},
+            {"0", "accent", "accent"}, {"0", "good", "ok"},          {"0", "DANGER", "error"},
+            {"0", "bad", "error"},     {"0", "idle", "dim"},         {"0", "body", "ink"},
+            {"0", "card", "surface"},  {"0", "row", "row"},          {"0", "", "ink"},
+            {"0", "#zz", "ink"},       {"0", "purple", "ink"},       {"1", "ok", "okSoft"},
+            {"1", "Warn", "warnSoft"}, {"1", "danger", "errorSoft"}, {"1", "busy", "busySoft"},
+            {"1", "accent", "grey"},   {"1", "muted", "grey"},       {"1", "", "grey"},
+            {"2", "body", "muted"},    {"2", "muted", "dim"},        {"2", "idle", "dim"},
+            {"2", "danger", "muted"},  {"2", "bad", "muted"},        {"2", "good", "ok"},
             {"2", "accent", "accent"}, {"2", "ink", "muted"}};
         for (const auto &row : rows) {
             const int r = row[0][0] - '0';
-            QTest::addRow("%s(%s)", r == 0 ? "toneColor" : r == 1 ? "toneSoft" : "textTone", row[1])
+            QTest::addRow("%s(%s)",
+                          r == 0   ? "toneColor"
+                          : r == 1 ? "toneSoft"
+                                   : "textTone",
+                          row[1])
                 << r << QString::fromLatin1(row[1]) << QString::fromLatin1(row[2]);
         }
     }
@@ -100,11 +106,13 @@ private slots:
         for (const QString &name : theme::themeNames()) {
             theme::setTheme(name);
             const theme::Palette &p = theme::palette();
-            const QHash<QString, QColor> bySlot = {
-                {u"accent"_s, p.accent},       {u"ok"_s, p.ok},       {u"error"_s, p.error},   {u"dim"_s, p.dim},
-                {u"ink"_s, p.ink},             {u"surface"_s, p.surface}, {u"row"_s, p.row},   {u"okSoft"_s, p.okSoft},
-                {u"warnSoft"_s, p.warnSoft},   {u"errorSoft"_s, p.errorSoft}, {u"busySoft"_s, p.busySoft},
-                {u"grey"_s, p.grey},           {u"muted"_s, p.muted}};
+            const QHash<QString, QColor> bySlot = {{u"accent"_s, p.accent},     {u"ok"_s, p.ok},
+                                                   {u"error"_s, p.error},       {u"dim"_s, p.dim},
+                                                   {u"ink"_s, p.ink},           {u"surface"_s, p.surface},
+                                                   {u"row"_s, p.row},           {u"okSoft"_s, p.okSoft},
+                                                   {u"warnSoft"_s, p.warnSoft}, {u"errorSoft"_s, p.errorSoft},
+                                                   {u"busySoft"_s, p.busySoft}, {u"grey"_s, p.grey},
+                                                   {u"muted"_s, p.muted}};
             QVERIFY2(bySlot.contains(slot), qPrintable(slot));
             const QColor got = resolver == 0   ? theme::toneColor(tone)
                                : resolver == 1 ? theme::toneSoft(tone)
@@ -156,9 +164,11 @@ private slots:
             QVERIFY(sheet.contains(u"QToolTip { background: %1; color: %2;"_s.arg(p.grey.name(), p.ink.name())));
             QVERIFY(sheet.contains(u"QPushButton[kind=\"good\"] { color: %1; border-color: %1;"_s.arg(p.ok.name())));
             QVERIFY(sheet.contains(u"background: %1; }QPushButton[kind=\"good\"]:hover"_s.arg(p.okSoft.name())));
-            QVERIFY(sheet.contains(u"QPushButton[kind=\"primary\"]:hover { background: %1;"_s.arg(p.accentStrong.name())));
-            QVERIFY(sheet.contains(u"QFrame#card { background: %1; border: 1px solid %2;              border-radius: 6px"_s
-                                       .arg(p.surface.name(), p.edge.name())));
+            QVERIFY(
+                sheet.contains(u"QPushButton[kind=\"primary\"]:hover { background: %1;"_s.arg(p.accentStrong.name())));
+            QVERIFY(sheet.contains(
+                u"QFrame#card { background: %1; border: 1px solid %2;              border-radius: 6px"_s.arg(
+                    p.surface.name(), p.edge.name())));
             QVERIFY(sheet.contains(u"border-bottom-right-radius: 5px; background: %1;"_s.arg(p.button.name())));
             QVERIFY(sheet.contains(u"url(:/chevron-down.png)"_s));
         }

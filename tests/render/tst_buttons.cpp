@@ -61,19 +61,32 @@ private slots:
     {
         QTest::addColumn<QString>("element");
         QTest::addColumn<QString>("sound");
-        QTest::newRow("danger style beats a named sound") << R"({"style":"danger","sound":"click"})" << "danger";
-        QTest::newRow("danger style with confirm") << R"({"style":"danger","confirm":{"title":"x"}})" << "danger";
-        QTest::newRow("named sound") << R"({"sound":"power_on"})" << "power_on";
-        QTest::newRow("named sound beats confirm") << R"({"sound":"save","confirm":{"title":"x"}})" << "save";
-        QTest::newRow("named sound beats primary") << R"({"style":"primary","sound":"place"})" << "place";
-        QTest::newRow("danger cannot be named") << R"({"sound":"danger"})" << "action";
-        QTest::newRow("names are case-sensitive") << R"({"sound":"Click"})" << "action";
-        QTest::newRow("unknown sound, no confirm") << R"({"sound":"trumpet"})" << "action";
-        QTest::newRow("unknown sound, primary") << R"({"sound":"trumpet","style":"primary"})" << "submit";
-        QTest::newRow("confirm asks for submit") << R"({"confirm":{"title":"Sure?"}})" << "submit";
-        QTest::newRow("empty confirm is no confirm") << R"({"confirm":{}})" << "action";
-        QTest::newRow("good style") << R"({"style":"good"})" << "action";
-        QTest::newRow("sound not a string") << R"({"sound":7,"style":"primary"})" << "submit";
+        QTest::newRow("danger style beats a named sound") << R"({"style":"danger","sound":"click"})"
+                                                          << "danger";
+        QTest::newRow("danger style with confirm") << R"({"style":"danger","confirm":{"title":"x"}})"
+                                                   << "danger";
+        QTest::newRow("named sound") << R"({"sound":"power_on"})"
+                                     << "power_on";
+        QTest::newRow("named sound beats confirm") << R"({"sound":"save","confirm":{"title":"x"}})"
+                                                   << "save";
+        QTest::newRow("named sound beats primary") << R"({"style":"primary","sound":"place"})"
+                                                   << "place";
+        QTest::newRow("danger cannot be named") << R"({"sound":"danger"})"
+                                                << "action";
+        QTest::newRow("names are case-sensitive") << R"({"sound":"Click"})"
+                                                  << "action";
+        QTest::newRow("unknown sound, no confirm") << R"({"sound":"trumpet"})"
+                                                   << "action";
+        QTest::newRow("unknown sound, primary") << R"({"sound":"trumpet","style":"primary"})"
+                                                << "submit";
+        QTest::newRow("confirm asks for submit") << R"({"confirm":{"title":"Sure?"}})"
+                                                 << "submit";
+        QTest::newRow("empty confirm is no confirm") << R"({"confirm":{}})"
+                                                     << "action";
+        QTest::newRow("good style") << R"({"style":"good"})"
+                                    << "action";
+        QTest::newRow("sound not a string") << R"({"sound":7,"style":"primary"})"
+                                            << "submit";
     }
     void clickSound()
     {
@@ -110,14 +123,19 @@ private slots:
         QTest::addColumn<QString>("method");
         QTest::addColumn<QString>("then");
         QTest::addColumn<QStringList>("sendFields");
-        QTest::newRow("defaults") << R"({"path":"/api/x"})" << "POST" << "refresh" << QStringList();
-        QTest::newRow("lower-case method") << R"({"path":"/api/x","method":"get"})" << "GET" << "refresh"
-                                           << QStringList();
+        QTest::newRow("defaults") << R"({"path":"/api/x"})"
+                                  << "POST"
+                                  << "refresh" << QStringList();
+        QTest::newRow("lower-case method") << R"({"path":"/api/x","method":"get"})"
+                                           << "GET"
+                                           << "refresh" << QStringList();
         QTest::newRow("every key") << R"({"path":"/api/x","method":"Put","then":"none","send_fields":["a",3,"b"],
-            "label":"Home","body":{"speed":2},"clear_fields":["note"],"confirm":{}})" << "PUT" << "none"
-                                   << QStringList{"a", "b"};
-        QTest::newRow("method not a string") << R"({"path":"/api/x","method":4})" << "POST" << "refresh"
-                                             << QStringList();
+            "label":"Home","body":{"speed":2},"clear_fields":["note"],"confirm":{}})"
+                                   << "PUT"
+                                   << "none" << QStringList{"a", "b"};
+        QTest::newRow("method not a string") << R"({"path":"/api/x","method":4})"
+                                             << "POST"
+                                             << "refresh" << QStringList();
     }
     void pressFromKeys()
     {
@@ -155,10 +173,22 @@ private slots:
         QTest::addColumn<bool>("sent");
         QTest::addColumn<QString>("confirmText");
         QTest::addColumn<QString>("confirmKind");
-        QTest::newRow("Enter cancels") << "primary" << "Start drive" << "enter" << false << "Start drive" << "primary";
-        QTest::newRow("Escape cancels") << "" << "Start drive" << "escape" << false << "Start drive" << "primary";
-        QTest::newRow("confirm button sends") << "" << "Start drive" << "confirm" << true << "Start drive" << "primary";
-        QTest::newRow("danger look, no label") << "danger" << "" << "confirm" << true << "Yes" << "danger";
+        QTest::newRow("Enter cancels") << "primary"
+                                       << "Start drive"
+                                       << "enter" << false << "Start drive"
+                                       << "primary";
+        QTest::newRow("Escape cancels") << ""
+                                        << "Start drive"
+                                        << "escape" << false << "Start drive"
+                                        << "primary";
+        QTest::newRow("confirm button sends") << ""
+                                              << "Start drive"
+                                              << "confirm" << true << "Start drive"
+                                              << "primary";
+        QTest::newRow("danger look, no label") << "danger"
+                                               << ""
+                                               << "confirm" << true << "Yes"
+                                               << "danger";
     }
     void questionBox()
     {
@@ -169,7 +199,8 @@ private slots:
         QFETCH(QString, confirmText);
         QFETCH(QString, confirmKind);
         Recorder rec;
-        QJsonObject el = parse(R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage moves."}})");
+        QJsonObject el =
+            parse(R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage moves."}})");
         el.insert("style"_L1, style);
         el.insert("label"_L1, label);
         QString seen;
@@ -250,7 +281,8 @@ private slots:
             QTest::mouseClick(confirm, Qt::LeftButton); // a disabled button ignores the click
         });
         rec.button(parse(R"({"label":"Erase map","style":"danger","path":"/api/erase",
-            "confirm":{"title":"Erase the map","detail":"All taught positions go.","word":"ERASE"}})"))->click();
+            "confirm":{"title":"Erase the map","detail":"All taught positions go.","word":"ERASE"}})"))
+            ->click();
         QCOMPARE(prompt, u"Type ERASE to continue."_s);
         QCOMPARE(kind, u"danger"_s);
         QCOMPARE(rec.presses.size(), sent ? 1 : 0);
@@ -265,7 +297,8 @@ private slots:
                         {"label":"Stop","style":"danger","path":"/api/lift/stop"},
                         {"type":"text","text":"not a button"}]},
             {"title":"Drive","value":42},
-            "not a card"]})"), rec.actions(), 0, nullptr));
+            "not a card"]})"),
+                                                      rec.actions(), 0, nullptr));
         QVERIFY(grid);
         testsupport::layOut(grid.get(), 700);
         const QList<QFrame *> cells = grid->findChildren<QFrame *>(u"cardCell"_s);

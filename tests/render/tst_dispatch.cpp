@@ -89,8 +89,9 @@ private slots:
         QTest::addColumn<bool>("placeholder");
         // This build is 8.9.13: numbers compare numerically, trailing text after them is ignored.
         const QList<std::pair<const char *, bool>> rows = {
-            {"8.9.13", false}, {"8.9", false},      {"8.10", true},    {"9", true},      {"8.9.14", true},
-            {"8.9.13.1", true}, {"8.9.13-beta", false}, {"9.0rc1", true}, {"latest", false}, {"v9", false}, {"", false}};
+            {"8.9.13", false},  {"8.9", false},         {"8.10", true},   {"9", true},       {"8.9.14", true},
+            {"8.9.13.1", true}, {"8.9.13-beta", false}, {"9.0rc1", true}, {"latest", false}, {"v9", false},
+            {"", false}};
         for (const auto &[version, newer] : rows)
             QTest::newRow(*version ? version : "empty") << QString::fromLatin1(version) << newer;
     }
@@ -98,7 +99,8 @@ private slots:
     {
         QFETCH(QString, minClient);
         QFETCH(bool, placeholder);
-        QJsonObject description = json(u"{\"sections\":[{\"label\":\"Drive\",\"elements\":[{\"type\":\"text\",\"text\":\"body\"}]}]}"_s);
+        QJsonObject description =
+            json(u"{\"sections\":[{\"label\":\"Drive\",\"elements\":[{\"type\":\"text\",\"text\":\"body\"}]}]}"_s);
         description.insert("min_client"_L1, minClient);
         std::unique_ptr<QWidget> root(render::screen(description, {}));
         const QFrame *frame = root->findChild<QFrame *>(u"needsUpdate"_s);
@@ -106,9 +108,10 @@ private slots:
         QVERIFY(labelTexts(root.get()).contains(u"body"_s)); // the screen is still drawn
         if (!placeholder)
             return;
-        QVERIFY(labelTexts(root.get()).join(u'\n').contains(
-            u"The unit sent a screen built for Kestro Connect %1 or newer, which this app "
-            "(v8.9.13+cdcc16b) cannot draw."_s.arg(minClient)));
+        QVERIFY(labelTexts(root.get())
+                    .join(u'\n')
+                    .contains(u"The unit sent a screen built for Kestro Connect %1 or newer, which this app "
+                              "(v8.9.13+cdcc16b) cannot draw."_s.arg(minClient)));
         // The placeholder stands above everything else.
         testsupport::layOut(root.get(), 800);
         const QWidget *card = root->findChild<QFrame *>(u"card"_s);
@@ -208,10 +211,12 @@ private slots:
     void textTones()
     {
         // "body" text is secondary (muted) in a text element but full ink in a heading.
-        QVERIFY(build(json(uR"({"type":"text","text":"t","tone":"body"})"_s))->styleSheet().contains(
-            theme::palette().muted.name()));
-        QVERIFY(build(json(uR"({"type":"heading","text":"h","tone":"body"})"_s))->styleSheet().contains(
-            theme::palette().ink.name()));
+        QVERIFY(build(json(uR"({"type":"text","text":"t","tone":"body"})"_s))
+                    ->styleSheet()
+                    .contains(theme::palette().muted.name()));
+        QVERIFY(build(json(uR"({"type":"heading","text":"h","tone":"body"})"_s))
+                    ->styleSheet()
+                    .contains(theme::palette().ink.name()));
     }
 
     // Sections nest six below the top; the seventh level is an error-toned note. Elements inside
@@ -244,14 +249,14 @@ private slots:
         QTest::addColumn<QString>("section");
         QTest::addColumn<bool>("covered");
         QTest::addColumn<QString>("frameName"); // "" none, "-" a plain widget
-        QTest::newRow("covered with elements") << R"({"label":"Lift","elements":[{"type":"text","text":"x"}]})"
-                                               << true << "";
+        QTest::newRow("covered with elements")
+            << R"({"label":"Lift","elements":[{"type":"text","text":"x"}]})" << true << "";
         QTest::newRow("covered only when labelled") << R"({"elements":[{"type":"text","text":"x"}]})" << true << "card";
         QTest::newRow("empty") << R"({"label":"","elements":[],"sections":[]})" << false << "";
         QTest::newRow("only sub-sections") << R"({"sections":[{"label":"Inner"}]})" << false << "-";
         QTest::newRow("badge alone makes a card") << R"({"badge":{"label":"NEW","tone":"ok"}})" << false << "card";
-        QTest::newRow("bad types read as defaults") << R"({"label":"Brakes","elements":"x","sections":{}})" << false
-                                                    << "card";
+        QTest::newRow("bad types read as defaults")
+            << R"({"label":"Brakes","elements":"x","sections":{}})" << false << "card";
         QTest::newRow("nothing readable") << R"({"label":3,"elements":"x","sections":{},"badge":3})" << false << "";
     }
     void sectionShapes()
@@ -275,8 +280,10 @@ private slots:
     void sectionFrames()
     {
         for (int depth : {0, 1}) {
-            std::unique_ptr<QWidget> w(render::section(json(uR"({"label":"Brakes","badge":{"label":"CHECKED","tone":"ok"},
-                "elements":[{"type":"text","text":"first"}]})"_s), {}, depth, nullptr));
+            std::unique_ptr<QWidget> w(
+                render::section(json(uR"({"label":"Brakes","badge":{"label":"CHECKED","tone":"ok"},
+                "elements":[{"type":"text","text":"first"}]})"_s),
+                                {}, depth, nullptr));
             QCOMPARE(w->objectName(), depth ? u"nested"_s : u"card"_s);
             QCOMPARE(w->layout()->contentsMargins(), depth ? QMargins(12, 8, 12, 8) : QMargins(14, 10, 14, 10));
             auto *title = w->findChild<QLabel *>(u"sectionTitle"_s);
@@ -303,7 +310,8 @@ private slots:
 
         std::unique_ptr<QWidget> root(render::screen(json(uR"({"sections":[
             {"label":"Rail","elements":[{"type":"text","text":"hidden"}]},
-            {"label":"Shown","elements":[{"type":"text","text":"visible"}]}]})"_s), actions));
+            {"label":"Shown","elements":[{"type":"text","text":"visible"}]}]})"_s),
+                                                     actions));
         QVERIFY(!labelTexts(root.get()).contains(u"hidden"_s));
         QVERIFY(labelTexts(root.get()).contains(u"visible"_s));
         QCOMPARE(root->findChildren<QFrame *>(u"card"_s).size(), 1);

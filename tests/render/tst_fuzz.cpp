@@ -28,7 +28,9 @@ namespace {
 class Generator
 {
 public:
-    explicit Generator(quint32 seed) : m_rng(seed) {}
+    explicit Generator(quint32 seed)
+        : m_rng(seed)
+    {}
 
     QJsonObject screen()
     {
@@ -46,21 +48,15 @@ private:
     bool chance(int percent) { return int(m_rng.bounded(100)) < percent; }
     int below(int n) { return int(m_rng.bounded(n)); }
 
-    template<typename T>
-    T pick(std::initializer_list<T> items)
-    {
-        return *(items.begin() + below(int(items.size())));
-    }
+    template<typename T> T pick(std::initializer_list<T> items) { return *(items.begin() + below(int(items.size()))); }
 
-    template<typename F>
-    void maybe(QJsonObject &o, QLatin1StringView key, F make)
+    template<typename F> void maybe(QJsonObject &o, QLatin1StringView key, F make)
     {
         if (chance(50))
             o.insert(key, make());
     }
 
-    template<typename F>
-    QJsonArray list(F make, int most)
+    template<typename F> QJsonArray list(F make, int most)
     {
         QJsonArray a;
         const int n = below(most + 1);
@@ -72,37 +68,56 @@ private:
     QString text()
     {
         switch (below(8)) {
-        case 0: return {};
-        case 1: return QString(below(4000) + 1, u'W');
-        case 2: return pick({u"ok"_s, u"warn"_s, u"error"_s, u"busy"_s, u"accent"_s, u"idle"_s, u"#12ab34"_s, u"#zz"_s});
-        case 3: return pick({u"row"_s, u"column"_s, u"center"_s, u"end"_s, u"between"_s, u"fill"_s, u"width"_s});
-        case 4: return u"line\nbreak\ttab <b>markup</b> &amp; ünïcödé ✓"_s;
-        case 5: return pick({u"/api/x"_s, u"/api/ui"_s, u"POST"_s, u"get"_s, u"refresh"_s, u"ERASE"_s});
-        default: return u"text %1"_s.arg(m_rng.generate());
+        case 0:
+            return {};
+        case 1:
+            return QString(below(4000) + 1, u'W');
+        case 2:
+            return pick({u"ok"_s, u"warn"_s, u"error"_s, u"busy"_s, u"accent"_s, u"idle"_s, u"#12ab34"_s, u"#zz"_s});
+        case 3:
+            return pick({u"row"_s, u"column"_s, u"center"_s, u"end"_s, u"between"_s, u"fill"_s, u"width"_s});
+        case 4:
+            return u"line\nbreak\ttab <b>markup</b> &amp; ünïcödé ✓"_s;
+        case 5:
+            return pick({u"/api/x"_s, u"/api/ui"_s, u"POST"_s, u"get"_s, u"refresh"_s, u"ERASE"_s});
+        default:
+            return u"text %1"_s.arg(m_rng.generate());
         }
     }
 
     QJsonValue number()
     {
         switch (below(8)) {
-        case 0: return std::numeric_limits<double>::quiet_NaN();
-        case 1: return std::numeric_limits<double>::infinity();
-        case 2: return -std::numeric_limits<double>::infinity();
-        case 3: return pick({1e308, -1e308, 2e9, -2e9, 4294967296.0});
-        case 4: return -below(1000);
-        case 5: return m_rng.generateDouble();
-        default: return below(2000);
+        case 0:
+            return std::numeric_limits<double>::quiet_NaN();
+        case 1:
+            return std::numeric_limits<double>::infinity();
+        case 2:
+            return -std::numeric_limits<double>::infinity();
+        case 3:
+            return pick({1e308, -1e308, 2e9, -2e9, 4294967296.0});
+        case 4:
+            return -below(1000);
+        case 5:
+            return m_rng.generateDouble();
+        default:
+            return below(2000);
         }
     }
 
     QJsonValue scalar()
     {
         switch (below(5)) {
-        case 0: return number();
-        case 1: return text();
-        case 2: return chance(50);
-        case 3: return QJsonValue(QJsonValue::Null);
-        default: return pick<QJsonValue>({u"true"_s, u"no"_s, u"1"_s, u"0"_s});
+        case 0:
+            return number();
+        case 1:
+            return text();
+        case 2:
+            return chance(50);
+        case 3:
+            return QJsonValue(QJsonValue::Null);
+        default:
+            return pick<QJsonValue>({u"true"_s, u"no"_s, u"1"_s, u"0"_s});
         }
     }
 
@@ -127,20 +142,24 @@ private:
 
     QString key()
     {
-        static const QStringList keys = QStringLiteral(
-            "type items text label tone size width height id value values min max weights flow tabs stages points "
-            "data columns rows path body confirm source shapes viewbox cards actions title detail badge gap pad align "
-            "justify grow scroll active sizes state min_item_width open tip item kind style sound method send_fields "
-            "clear_fields fit frame_height transform fill stroke defs use d x y w h r src lines unit delta note "
-            "outline decimals choices options default placeholder mode on checked elements sections tween_ms "
-            "background click hidden visible opacity tween").split(u' ');
+        static const QStringList keys =
+            QStringLiteral(
+                "type items text label tone size width height id value values min max weights flow tabs stages points "
+                "data columns rows path body confirm source shapes viewbox cards actions title detail badge gap pad "
+                "align "
+                "justify grow scroll active sizes state min_item_width open tip item kind style sound method "
+                "send_fields "
+                "clear_fields fit frame_height transform fill stroke defs use d x y w h r src lines unit delta note "
+                "outline decimals choices options default placeholder mode on checked elements sections tween_ms "
+                "background click hidden visible opacity tween")
+                .split(u' ');
         return keys.at(below(int(keys.size())));
     }
 
     QString elementType()
     {
-        static const QStringList types = render::ownTypeNames() + prims::primitiveNames()
-                                         + QStringList{u"Heading"_s, u"unknown_thing"_s, QString()};
+        static const QStringList types =
+            render::ownTypeNames() + prims::primitiveNames() + QStringList{u"Heading"_s, u"unknown_thing"_s, QString()};
         return types.at(below(int(types.size())));
     }
 
@@ -160,10 +179,13 @@ private:
             el.insert(childKey, list([&] { return element(depth + 1); }, 4));
         }
         if (depth < 3 && chance(15)) {
-            el.insert("tabs"_L1, list([&] {
-                          return QJsonValue(QJsonObject{{"label"_L1, text()},
-                                                        {"items"_L1, list([&] { return element(depth + 2); }, 3)}});
-                      }, 3));
+            el.insert("tabs"_L1,
+                      list(
+                          [&] {
+                              return QJsonValue(QJsonObject{{"label"_L1, text()},
+                                                            {"items"_L1, list([&] { return element(depth + 2); }, 3)}});
+                          },
+                          3));
         }
         if (depth < 3 && chance(10))
             el.insert("item"_L1, element(depth + 1));
@@ -174,7 +196,9 @@ private:
     {
         QJsonObject s;
         maybe(s, "label"_L1, [&] { return chance(80) ? QJsonValue(text()) : scalar(); });
-        maybe(s, "badge"_L1, [&] { return chance(80) ? QJsonValue(QJsonObject{{"label"_L1, text()}, {"tone"_L1, text()}}) : scalar(); });
+        maybe(s, "badge"_L1, [&] {
+            return chance(80) ? QJsonValue(QJsonObject{{"label"_L1, text()}, {"tone"_L1, text()}}) : scalar();
+        });
         s.insert("elements"_L1, list([&] { return element(0); }, 6));
         if (depth < 9 && chance(25))
             s.insert("sections"_L1, list([&] { return QJsonValue(section(depth + 1)); }, 3));
@@ -233,8 +257,8 @@ private slots:
         const quint32 base = qEnvironmentVariableIsSet("KESTRO_FUZZ_SEED")
                                  ? quint32(qEnvironmentVariableIntValue("KESTRO_FUZZ_SEED"))
                                  : 20261121u;
-        const int rounds = qEnvironmentVariableIsSet("KESTRO_FUZZ_ROUNDS") ? qEnvironmentVariableIntValue("KESTRO_FUZZ_ROUNDS")
-                                                                          : 120;
+        const int rounds =
+            qEnvironmentVariableIsSet("KESTRO_FUZZ_ROUNDS") ? qEnvironmentVariableIntValue("KESTRO_FUZZ_ROUNDS") : 120;
         for (int i = 0; i < rounds; ++i)
             QTest::addRow("seed %u", base + quint32(i)) << base + quint32(i);
     }

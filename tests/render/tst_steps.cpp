@@ -75,8 +75,8 @@ private slots:
         QTest::newRow("viewed finished step") << kFour << "wire" << 0;
         QTest::newRow("viewed locked step") << kFour << "lift" << 2;
         QTest::newRow("viewed id gone falls back to current") << kFour << "gone" << 1;
-        QTest::newRow("no current, nothing viewed: last") << parseArray(uR"([{"id":"a"},{"id":"b"},{"id":"c"}])"_s)
-                                                          << "" << 2;
+        QTest::newRow("no current, nothing viewed: last")
+            << parseArray(uR"([{"id":"a"},{"id":"b"},{"id":"c"}])"_s) << "" << 2;
         QTest::newRow("no current, stale view: last") << parseArray(uR"([{"id":"a"},{"id":"b"}])"_s) << "zzz" << 1;
         QTest::newRow("first current wins")
             << parseArray(uR"([{"id":"a","current":true},{"id":"b","current":true}])"_s) << "" << 0;
@@ -99,11 +99,16 @@ private slots:
         QTest::addColumn<QString>("tagTone");
         QTest::addColumn<bool>("finished"); // muted label, pointing hand
         QTest::addColumn<QString>("warning");
-        QTest::newRow("done") << 0 << "DONE" << "ok" << true << "";
-        QTest::newRow("current") << 1 << "STEP 2" << "idle" << false << "";
-        QTest::newRow("locked") << 2 << "STEP 3" << "idle" << false
-                                << "Not yet|Lift check has not been done. Steps run in order - finish the current one first.";
-        QTest::newRow("issue beats done") << 3 << "PROBLEM" << "error" << true << "";
+        QTest::newRow("done") << 0 << "DONE"
+                              << "ok" << true << "";
+        QTest::newRow("current") << 1 << "STEP 2"
+                                 << "idle" << false << "";
+        QTest::newRow("locked")
+            << 2 << "STEP 3"
+            << "idle" << false
+            << "Not yet|Lift check has not been done. Steps run in order - finish the current one first.";
+        QTest::newRow("issue beats done") << 3 << "PROBLEM"
+                                          << "error" << true << "";
     }
     void cells()
     {
@@ -144,8 +149,12 @@ private slots:
         QTest::addColumn<QString>("viewed");
         QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("body");
-        QTest::newRow("current step") << "" << "Drive check" << "body of drive";
-        QTest::newRow("finished step") << "wire" << "Wiring  -  done" << "body of wire";
+        QTest::newRow("current step") << ""
+                                      << "Drive check"
+                                      << "body of drive";
+        QTest::newRow("finished step") << "wire"
+                                       << "Wiring  -  done"
+                                       << "body of wire";
     }
     void shownStepBodyAndBanner()
     {

@@ -24,10 +24,22 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("colourTone");
-        QTest::newRow("ok") << "ok" << "Saved" << "Saved" << "ok";
-        QTest::newRow("empty tone is accent") << "" << "Sent" << "Sent" << "accent";
-        QTest::newRow("error asks for a click") << "error" << "Refused" << "Refused   (click to dismiss)" << "error";
-        QTest::newRow("bad is not an error toast") << "bad" << "Odd" << "Odd" << "bad";
+        QTest::newRow("ok") << "ok"
+                            << "Saved"
+                            << "Saved"
+                            << "ok";
+        QTest::newRow("empty tone is accent") << ""
+                                              << "Sent"
+                                              << "Sent"
+                                              << "accent";
+        QTest::newRow("error asks for a click") << "error"
+                                                << "Refused"
+                                                << "Refused   (click to dismiss)"
+                                                << "error";
+        QTest::newRow("bad is not an error toast") << "bad"
+                                                   << "Odd"
+                                                   << "Odd"
+                                                   << "bad";
     }
     void showsTextAndTone()
     {
