@@ -434,6 +434,22 @@ namespace {
 
 QJsonObject drawing(const Flow &flow)
 {
+    // A pressable region at either rail end that jogs the shuttle, and the arrow that marks it.
+    const auto jogHit = [](int x, int mm) {
+        const QString tip = u"Jog 500 mm %1"_s.arg(mm < 0 ? u"left"_s : u"right"_s);
+        return QJsonObject{
+            {u"kind"_s, u"hit"_s},
+            {u"x"_s, x},
+            {u"y"_s, 30},
+            {u"w"_s, 60},
+            {u"h"_s, 60},
+            {u"click"_s,
+             QJsonObject{{u"path"_s, u"/api/action/jog"_s}, {u"body"_s, QJsonObject{{u"mm"_s, mm}}}, {u"tip"_s, tip}}}};
+    };
+    const auto jogArrow = [](int from, int to) {
+        return QJsonObject{{u"kind"_s, u"arrow"_s}, {u"x1"_s, from}, {u"y1"_s, 54},
+                           {u"x2"_s, to},           {u"y2"_s, 54},   {u"stroke"_s, u"muted"_s}};
+    };
     const double x = 40 + flow.positionMm() / kRailMm * 720;
     QJsonArray items{
         QJsonObject{{u"kind"_s, u"rect"_s},
@@ -472,34 +488,10 @@ QJsonObject drawing(const Flow &flow)
                                                         {u"size"_s, 9},
                                                         {u"align"_s, u"center"_s},
                                                         {u"tone"_s, u"ink"_s}}}}},
-        QJsonObject{{u"kind"_s, u"hit"_s},
-                    {u"x"_s, 0},
-                    {u"y"_s, 30},
-                    {u"w"_s, 60},
-                    {u"h"_s, 60},
-                    {u"click"_s, QJsonObject{{u"path"_s, u"/api/action/jog"_s},
-                                             {u"body"_s, QJsonObject{{u"mm"_s, -500}}},
-                                             {u"tip"_s, u"Jog 500 mm left"_s}}}},
-        QJsonObject{{u"kind"_s, u"hit"_s},
-                    {u"x"_s, 740},
-                    {u"y"_s, 30},
-                    {u"w"_s, 60},
-                    {u"h"_s, 60},
-                    {u"click"_s, QJsonObject{{u"path"_s, u"/api/action/jog"_s},
-                                             {u"body"_s, QJsonObject{{u"mm"_s, 500}}},
-                                             {u"tip"_s, u"Jog 500 mm right"_s}}}},
-        QJsonObject{{u"kind"_s, u"arrow"_s},
-                    {u"x1"_s, 36},
-                    {u"y1"_s, 54},
-                    {u"x2"_s, 8},
-                    {u"y2"_s, 54},
-                    {u"stroke"_s, u"muted"_s}},
-        QJsonObject{{u"kind"_s, u"arrow"_s},
-                    {u"x1"_s, 764},
-                    {u"y1"_s, 54},
-                    {u"x2"_s, 792},
-                    {u"y2"_s, 54},
-                    {u"stroke"_s, u"muted"_s}},
+        jogHit(0, -500),
+        jogHit(740, 500),
+        jogArrow(36, 8),
+        jogArrow(764, 792),
     };
     return {{u"width"_s, 800}, {u"height"_s, 120}, {u"fit"_s, u"width"_s}, {u"tween_ms"_s, 300}, {u"items"_s, items}};
 }
