@@ -27,6 +27,7 @@ namespace prims {
 
 struct CanvasList;
 struct CanvasNode;
+class SolidFill;
 
 class Canvas final : public QWidget
 {
@@ -102,8 +103,9 @@ private:
     void compile(const QPaintDevice *device);
     // The display list at tween progress `t`: moved items read again, the others as they are.
     std::vector<CanvasNode> tweenFrame(double t, const QPaintDevice *device);
-    // Draws the whole drawing at the widget's size, recording the hit regions.
-    void drawFrame(QPainter &painter);
+    // Draws the whole drawing at the widget's size, recording the hit regions; small solid shapes
+    // go through `fill` when the painter draws on the image it fills.
+    void drawFrame(QPainter &painter, SolidFill *fill);
     // One line of text laid out once for its font and kept across paints.
     const QStaticText &staticText(const QString &fontKey, const QString &text, const QFont &font);
     void invalidateFrame();

@@ -3,6 +3,7 @@
 #include "app/theme.h"
 #include "prims/canvas.h"
 #include "prims/canvasnode.h"
+#include "prims/solidfill.h"
 
 #include <QPaintEvent>
 #include <QPainter>
@@ -11,14 +12,17 @@
 
 namespace prims {
 
-// Paints one frame of a canvas; a friend so that it can fill the canvas's hit regions.
+// Paints one frame of a canvas; a friend so that it can fill the canvas's hit regions. Small solid
+// shapes go to `fill` when there is one (it writes into the image the painter draws on), the rest
+// to the painter.
 class CanvasPainter
 {
 public:
-    CanvasPainter(Canvas &canvas, const CanvasList &list, QPainter &painter)
+    CanvasPainter(Canvas &canvas, const CanvasList &list, QPainter &painter, SolidFill *fill)
         : m_canvas(canvas)
         , m_list(list)
         , m_p(painter)
+        , m_fill(fill)
     {}
 
     void paintNodes(const std::vector<CanvasNode> &nodes)
@@ -67,6 +71,8 @@ private:
             m_p.drawRoundedRect(node.rect, node.radius, node.radius);
             break;
         case Kind::Ellipse:
+            if (plainFill(node) && m_fill->fillEllipse(node.rect, m_p.deviceTransform(), color(node.brush)))
+                break;
             m_p.setBrush(node.brush);
             m_p.setPen(node.pen);
             m_p.drawEllipse(node.rect);
@@ -87,6 +93,9 @@ private:
             m_p.drawChord(node.rect, node.start, node.span);
             break;
         case Kind::Polygon:
+            if (plainFill(node) &&
+                m_fill->fillPolygon(node.points, Qt::OddEvenFill, m_p.deviceTransform(), color(node.brush)))
+                break;
             m_p.setBrush(node.brush);
             m_p.setPen(node.pen);
             m_p.drawPolygon(node.points);
@@ -126,8 +135,11 @@ private:
 
     void paintLine(const CanvasNode &node)
     {
-        m_p.setPen(node.pen);
-        m_p.drawLine(node.line);
+        if (!(plainLine(node.pen) && m_fill->strokeLine(node.line, node.pen.widthF(), node.pen.capStyle(),
+                                                        m_p.deviceTransform(), color(node.pen.brush())))) {
+            m_p.setPen(node.pen);
+            m_p.drawLine(node.line);
+        }
         paintMarker(node, node.markerEnd);
         paintMarker(node, node.markerStart);
     }
@@ -138,15 +150,23 @@ private:
         case CanvasMarker::Shape::None:
             return;
         case CanvasMarker::Shape::Arrow:
+            if (solid(node.brush) &&
+                m_fill->fillPolygon(marker.triangle, Qt::OddEvenFill, m_p.deviceTransform(), color(node.brush)))
+                break;
             m_p.setPen(Qt::NoPen);
             m_p.setBrush(node.brush);
             m_p.drawPolygon(marker.triangle);
             break;
-        case CanvasMarker::Shape::Dot:
+        case CanvasMarker::Shape::Dot: {
+            const QPointF r(marker.radius, marker.radius);
+            if (solid(node.brush) && m_fill->fillEllipse(QRectF(marker.centre - r, marker.centre + r),
+                                                         m_p.deviceTransform(), color(node.brush)))
+                break;
             m_p.setPen(Qt::NoPen);
             m_p.setBrush(node.brush);
             m_p.drawEllipse(marker.centre, marker.radius, marker.radius);
             break;
+        }
         case CanvasMarker::Shape::Bar: {
             QPen bar = node.pen;
             bar.setStyle(Qt::SolidLine);
@@ -163,6 +183,8 @@ private:
         const double scale = node.stroked ? deviceScale(m_p.deviceTransform(), &noShear) : 0;
         // Pens at most a pixel wide on the device take the painter's one-pixel stroker.
         if (!node.stroked || scale <= 0 || (noShear && node.pen.widthF() * scale <= 1)) {
+            if (plainFill(node) && m_fill->fillPath(node.path, m_p.deviceTransform(), color(node.brush)))
+                return;
             m_p.setBrush(node.brush);
             m_p.setPen(node.pen);
             m_p.drawPath(node.path);
@@ -174,12 +196,16 @@ private:
         }
         // The interior first, then the outline made when the drawing was read: what the painter
         // would do with the pen, without stroking again.
-        if (node.brush.style() != Qt::NoBrush) {
+        const QTransform &toDevice = m_p.deviceTransform();
+        if (node.brush.style() != Qt::NoBrush &&
+            !(solid(node.brush) && m_fill->fillPath(node.path, toDevice, color(node.brush)))) {
             m_p.setPen(Qt::NoPen);
             m_p.setBrush(node.brush);
             m_p.drawPath(node.path);
         }
-        m_p.fillPath(node.outline, node.pen.brush());
+        const QBrush &ink = node.pen.brush();
+        if (!(solid(ink) && m_fill->fillPath(node.outline, toDevice, color(ink))))
+            m_p.fillPath(node.outline, ink);
     }
 
     void paintText(const CanvasNode &node)
@@ -203,9 +229,16 @@ private:
             m_p.drawText(node.textRect, node.textFlags, node.text);
     }
 
+    // Whether `fill` can take a shape painted with `brush`; a shape's own pen still needs the painter.
+    bool solid(const QBrush &brush) const { return m_fill && brush.style() == Qt::SolidPattern; }
+    bool plainFill(const CanvasNode &node) const { return node.pen.style() == Qt::NoPen && solid(node.brush); }
+    bool plainLine(const QPen &pen) const { return pen.style() == Qt::SolidLine && solid(pen.brush()); }
+    QRgb color(const QBrush &brush) const { return SolidFill::premultiplied(brush.color(), m_p.opacity()); }
+
     Canvas &m_canvas;
     const CanvasList &m_list;
     QPainter &m_p;
+    SolidFill *m_fill;
     int m_font = -1;
 };
 
@@ -225,7 +258,7 @@ const QStaticText &Canvas::staticText(const QString &fontKey, const QString &tex
     return *found;
 }
 
-void Canvas::drawFrame(QPainter &p)
+void Canvas::drawFrame(QPainter &p, SolidFill *fill)
 {
     p.setRenderHint(QPainter::Antialiasing);
     p.setRenderHint(QPainter::TextAntialiasing);
@@ -239,7 +272,7 @@ void Canvas::drawFrame(QPainter &p)
     // Text boxes are measured for a device's resolution; another resolution reads them again.
     if (!m_list || m_list->dpi != p.device()->logicalDpiY())
         compile(p.device());
-    CanvasPainter painter(*this, *m_list, p);
+    CanvasPainter painter(*this, *m_list, p, fill);
     const double t = tweenProgress();
     if (t < 1)
         painter.paintNodes(tweenFrame(t, p.device()));
@@ -249,25 +282,23 @@ void Canvas::drawFrame(QPainter &p)
 
 void Canvas::paintEvent(QPaintEvent *event)
 {
-    QPainter out(this);
-    if (tweenProgress() < 1) {
-        // Every frame of a tween differs: draw it straight onto the widget.
-        drawFrame(out);
-        return;
-    }
     // A still drawing is drawn once per drawing and size; exposures and scrolling only copy it.
+    // Every frame of a tween is drawn afresh.
     const double dpr = devicePixelRatioF();
     const QSize pixels = (QSizeF(size()) * dpr).toSize();
-    if (!m_frameValid || m_frame.size() != pixels || m_frame.devicePixelRatio() != dpr) {
+    const bool still = tweenProgress() >= 1;
+    if (!still || !m_frameValid || m_frame.size() != pixels || m_frame.devicePixelRatio() != dpr) {
         // The same size reuses the image's memory rather than mapping it afresh.
         if (m_frame.size() != pixels)
             m_frame = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
         m_frame.setDevicePixelRatio(dpr);
         m_frame.fill(Qt::transparent);
+        SolidFill fill(m_frame); // before the painter: it takes the pixels' address
         QPainter p(&m_frame);
-        drawFrame(p);
-        m_frameValid = true;
+        drawFrame(p, &fill);
+        m_frameValid = still;
     }
+    QPainter out(this);
     const QRect area = event->rect();
     out.drawImage(area, m_frame, QRectF(QPointF(area.topLeft()) * dpr, QSizeF(area.size()) * dpr));
 }

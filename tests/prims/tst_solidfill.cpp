@@ -1,0 +1,322 @@
+// The dense solid fill against QPainter itself: the same shapes under the same transforms must give
+// the same pixels within a couple of levels, and shapes it does not take must leave the image alone.
+#include "prims/canvasnode.h"
+#include "prims/solidfill.h"
+
+#include <QBrush>
+#include <QImage>
+#include <QPainter>
+#include <QPainterPathStroker>
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <cmath>
+#include <functional>
+
+using namespace Qt::StringLiterals;
+using prims::SolidFill;
+
+namespace {
+
+// A background with every channel varying, so that blending errors show.
+QImage background(QSize size = {96, 80})
+{
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const int a = 128 + (x * 7 + y * 3) % 128;
+            image.setPixel(x, y, qPremultiply(qRgba((x * 11) % 256, (y * 13) % 256, (x * y) % 256, a)));
+        }
+    }
+    return image;
+}
+
+struct Diff
+{
+    int maxChannel = 0;
+    int pixels = 0; // pixels where any channel differs
+};
+
+Diff compare(const QImage &a, const QImage &b)
+{
+    Diff d;
+    for (int y = 0; y < a.height(); ++y) {
+        const auto *pa = reinterpret_cast<const QRgb *>(a.constScanLine(y));
+        const auto *pb = reinterpret_cast<const QRgb *>(b.constScanLine(y));
+        for (int x = 0; x < a.width(); ++x) {
+            const int m = std::max({std::abs(qRed(pa[x]) - qRed(pb[x])), std::abs(qGreen(pa[x]) - qGreen(pb[x])),
+                                    std::abs(qBlue(pa[x]) - qBlue(pb[x])), std::abs(qAlpha(pa[x]) - qAlpha(pb[x]))});
+            d.maxChannel = std::max(d.maxChannel, m);
+            d.pixels += m > 0;
+        }
+    }
+    return d;
+}
+
+QPainterPath wave()
+{
+    QPainterPath path(QPointF(4, 20));
+    path.cubicTo(14, 6, 24, 34, 34, 20);
+    path.quadTo(44, 30, 54, 18);
+    path.lineTo(60, 40);
+    return path;
+}
+
+QPolygonF star()
+{
+    QPolygonF star;
+    for (int i = 0; i < 5; ++i) {
+        const double a = i * 4 * M_PI / 5 - M_PI / 2;
+        star << QPointF(30 + 22 * std::cos(a), 28 + 22 * std::sin(a));
+    }
+    return star;
+}
+
+// One shape drawn both ways: by the painter and by the fill.
+struct Shape
+{
+    std::function<void(QPainter &)> paint;
+    std::function<bool(SolidFill &, const QTransform &, QRgb)> fill;
+};
+
+Shape shapeNamed(const QString &name)
+{
+    if (name == u"stroke outline") {
+        const QPainterPath outline = prims::strokeOutline(wave(), QPen(Qt::black, 1.5), 1);
+        return {[outline](QPainter &p) { p.fillPath(outline, p.brush()); },
+                [outline](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPath(outline, m, c); }};
+    }
+    if (name == u"closed curve") {
+        QPainterPath path = wave();
+        path.closeSubpath();
+        return {[path](QPainter &p) { p.drawPath(path); },
+                [path](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPath(path, m, c); }};
+    }
+    if (name == u"ellipse") {
+        const QRectF r(10.3, 8.6, 31.4, 19.2);
+        return {[r](QPainter &p) { p.drawEllipse(r); },
+                [r](SolidFill &f, const QTransform &m, QRgb c) { return f.fillEllipse(r, m, c); }};
+    }
+    if (name == u"small dot") {
+        const QRectF r(20.25, 30.5, 5, 5);
+        return {[r](QPainter &p) { p.drawEllipse(r); },
+                [r](SolidFill &f, const QTransform &m, QRgb c) { return f.fillEllipse(r, m, c); }};
+    }
+    if (name == u"star, odd-even") {
+        const QPolygonF s = star();
+        return {[s](QPainter &p) { p.drawPolygon(s, Qt::OddEvenFill); },
+                [s](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPolygon(s, Qt::OddEvenFill, m, c); }};
+    }
+    if (name.startsWith(u"line")) {
+        const QLineF line(8.3, 12.6, 52.7, 41.2);
+        const double width = name.contains(u"wide") ? 4.5 : 1.5;
+        const Qt::PenCapStyle cap = name.contains(u"square") ? Qt::SquareCap : Qt::FlatCap;
+        QPen pen(Qt::black, width, Qt::SolidLine, cap);
+        pen.setCosmetic(false);
+        return {[line, pen](QPainter &p) {
+                    QPen colored = pen;
+                    colored.setBrush(p.brush());
+                    p.setPen(colored);
+                    p.drawLine(line);
+                },
+                [line, width, cap](SolidFill &f, const QTransform &m, QRgb c) {
+                    return f.strokeLine(line, width, cap, m, c);
+                }};
+    }
+    const QPolygonF s = star();
+    return {[s](QPainter &p) { p.drawPolygon(s, Qt::WindingFill); },
+            [s](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPolygon(s, Qt::WindingFill, m, c); }};
+}
+
+} // namespace
+
+class TestSolidFill : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void matchesThePainter_data();
+    void matchesThePainter();
+    void randomShapesMatch_data();
+    void randomShapesMatch();
+    void declines_data();
+    void declines();
+    void emptyShapesDrawNothing();
+};
+
+void TestSolidFill::matchesThePainter_data()
+{
+    QTest::addColumn<QString>("shape");
+    QTest::addColumn<QTransform>("transform");
+    QTest::addColumn<QColor>("color");
+    QTest::addColumn<double>("opacity");
+    // Lines the painter draws with a rasterizer of its own, less exact than its general one.
+    QTest::addColumn<int>("tolerance");
+    // Lines under shear or uneven scale are stroked by the painter's general stroker: not taken.
+    QTest::addColumn<bool>("taken");
+
+    const QStringList shapes{u"stroke outline"_s, u"closed curve"_s,  u"ellipse"_s, u"small dot"_s,
+                             u"star, odd-even"_s, u"star, winding"_s, u"line"_s,    u"line, wide, square cap"_s};
+    const QList<std::pair<const char *, QTransform>> transforms{
+        {"identity", QTransform()},
+        {"fractional shift", QTransform::fromTranslate(3.37, 5.81)},
+        {"scaled down", QTransform::fromScale(0.967, 0.967)},
+        {"scaled up", QTransform::fromScale(1.43, 1.43).translate(0.2, 0.7)},
+        {"rotated", QTransform().translate(40, 8).rotate(33)},
+        {"uneven", QTransform::fromScale(1.3, 0.8)},
+        {"sheared", QTransform(1, 0.2, 0.35, 1, 2, 3)},
+    };
+    for (const QString &shape : shapes) {
+        const bool line = shape.startsWith(u"line");
+        const int tolerance = line ? 4 : 2;
+        for (const auto &[name, m] : transforms) {
+            const bool taken = !line || (qstrcmp(name, "uneven") != 0 && qstrcmp(name, "sheared") != 0);
+            QTest::addRow("%s, %s", qPrintable(shape), name)
+                << shape << m << QColor(20, 160, 90) << 1.0 << tolerance << taken;
+        }
+        QTest::addRow("%s, translucent colour", qPrintable(shape))
+            << shape << QTransform::fromScale(0.97, 0.97) << QColor(200, 80, 30, 140) << 1.0 << tolerance << true;
+        QTest::addRow("%s, painter opacity", qPrintable(shape)) << shape << QTransform().rotate(-12).translate(-4, 12)
+                                                                << QColor(250, 250, 250) << 0.45 << tolerance << true;
+    }
+}
+
+void TestSolidFill::matchesThePainter()
+{
+    QFETCH(QString, shape);
+    QFETCH(QTransform, transform);
+    QFETCH(QColor, color);
+    QFETCH(double, opacity);
+    QFETCH(int, tolerance);
+    QFETCH(bool, taken);
+    const Shape s = shapeNamed(shape);
+    const QImage start = background();
+
+    QImage painted = start;
+    {
+        QPainter p(&painted);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setTransform(transform);
+        p.setOpacity(opacity);
+        p.setPen(Qt::NoPen);
+        p.setBrush(color);
+        s.paint(p);
+    }
+    QImage filled = start;
+    SolidFill fill(filled);
+    QCOMPARE(s.fill(fill, transform, SolidFill::premultiplied(color, opacity)), taken);
+    if (!taken) {
+        QCOMPARE(filled, start);
+        return;
+    }
+
+    // Not vacuous: the shape covered a fair part of the image.
+    QVERIFY2(compare(start, painted).pixels > 15, "the painter drew next to nothing");
+    const Diff d = compare(painted, filled);
+    QVERIFY2(d.maxChannel <= tolerance,
+             qPrintable(u"a channel differs by %1 (%2 pixels differ)"_s.arg(d.maxChannel).arg(d.pixels)));
+}
+
+void TestSolidFill::randomShapesMatch_data()
+{
+    QTest::addColumn<quint32>("seed");
+    for (quint32 seed = 1; seed <= 60; ++seed)
+        QTest::addRow("seed %u", seed) << seed;
+}
+
+// Self-crossing outlines of several subpaths, straight and curved, under any transform and either
+// fill rule: where windings add up and edges share pixels.
+void TestSolidFill::randomShapesMatch()
+{
+    QFETCH(quint32, seed);
+    QRandomGenerator random(seed);
+    const auto number = [&](double lo, double hi) { return lo + random.generateDouble() * (hi - lo); };
+    QPainterPath path;
+    path.setFillRule(random.bounded(2) ? Qt::OddEvenFill : Qt::WindingFill);
+    const int subpaths = 1 + random.bounded(3);
+    for (int s = 0; s < subpaths; ++s) {
+        path.moveTo(number(4, 60), number(4, 50));
+        const int segments = 2 + random.bounded(8);
+        for (int i = 0; i < segments; ++i) {
+            const QPointF to(number(4, 60), number(4, 50));
+            if (random.bounded(3) == 0)
+                path.cubicTo(QPointF(number(0, 64), number(0, 54)), QPointF(number(0, 64), number(0, 54)), to);
+            else
+                path.lineTo(to);
+        }
+    }
+    const QTransform transform = QTransform()
+                                     .translate(number(78, 82), number(73, 77))
+                                     .rotate(number(-40, 40))
+                                     .scale(number(0.4, 1.2), number(0.4, 1.2))
+                                     .translate(-20, -15);
+    const QColor color(random.bounded(256), random.bounded(256), random.bounded(256), 80 + random.bounded(176));
+
+    const QImage start = background({160, 150}); // room for the shape however it turns
+    QImage painted = start;
+    {
+        QPainter p(&painted);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setTransform(transform);
+        p.fillPath(path, color);
+    }
+    QImage filled = start;
+    SolidFill fill(filled);
+    QVERIFY(fill.fillPath(path, transform, SolidFill::premultiplied(color, 1)));
+    const Diff d = compare(painted, filled);
+    QVERIFY2(d.maxChannel <= 2,
+             qPrintable(u"a channel differs by %1 (%2 pixels differ)"_s.arg(d.maxChannel).arg(d.pixels)));
+}
+
+void TestSolidFill::declines_data()
+{
+    QTest::addColumn<QRectF>("ellipse");
+    QTest::addColumn<QTransform>("transform");
+    QTest::addColumn<QSize>("imageSize");
+
+    const QSize small(96, 80);
+    QTest::newRow("past the left edge") << QRectF(-3, 10, 20, 20) << QTransform() << small;
+    QTest::newRow("past the bottom edge") << QRectF(10, 70, 20, 20) << QTransform() << small;
+    QTest::newRow("moved out by the transform") << QRectF(10, 10, 20, 20) << QTransform::fromTranslate(90, 0) << small;
+    QTest::newRow("larger than a small shape") << QRectF(2, 2, 300, 240) << QTransform() << QSize(320, 320);
+    QTest::newRow("not a number") << QRectF(qQNaN(), 10, 20, 20) << QTransform() << small;
+    QTest::newRow("infinite transform") << QRectF(10, 10, 20, 20) << QTransform::fromScale(qInf(), 1) << small;
+}
+
+void TestSolidFill::declines()
+{
+    QFETCH(QRectF, ellipse);
+    QFETCH(QTransform, transform);
+    QFETCH(QSize, imageSize);
+    QImage image = background(imageSize);
+    const QImage before = image;
+    SolidFill fill(image);
+    const QRgb red = qRgb(255, 0, 0);
+    QVERIFY(!fill.fillEllipse(ellipse, transform, red));
+    QPolygonF polygon{ellipse.topLeft(), ellipse.topRight(), ellipse.bottomRight()};
+    polygon.prepend({20, 20}); // a good first point does not hide a bad one
+    QVERIFY(!fill.fillPolygon(polygon, Qt::WindingFill, transform, red));
+    QCOMPARE(image, before);
+    // A fill that follows a declined one starts clean.
+    QVERIFY(fill.fillEllipse(QRectF(10, 10, 20, 20), QTransform(), red));
+    QCOMPARE(image.pixel(20, 20), qRgb(255, 0, 0));
+    QCOMPARE(image.pixel(5, 5), before.pixel(5, 5));
+}
+
+void TestSolidFill::emptyShapesDrawNothing()
+{
+    QImage image = background();
+    const QImage before = image;
+    SolidFill fill(image);
+    const QRgb red = qRgb(255, 0, 0);
+    QVERIFY(fill.fillPath(QPainterPath(), QTransform(), red));
+    QVERIFY(fill.fillPolygon(QPolygonF{{10, 10}, {30, 10}, {50, 10}}, Qt::WindingFill, QTransform(), red));
+    QCOMPARE(image, before);
+
+    QImage wrongFormat(20, 20, QImage::Format_RGB32);
+    SolidFill none(wrongFormat);
+    QVERIFY(!none.fillEllipse(QRectF(2, 2, 10, 10), QTransform(), red));
+}
+
+QTEST_GUILESS_MAIN(TestSolidFill)
+#include "tst_solidfill.moc"
