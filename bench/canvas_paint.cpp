@@ -146,6 +146,16 @@ int main(int argc, char **argv)
     QImage target(canvas.size(), QImage::Format_ARGB32_Premultiplied);
     timePaints(canvas, target, 3); // warm the font and gradient caches
 
+    // The baseline: the same canvas with nothing on it (clearing the frame, the background, the copy
+    // to the target), which every full draw pays as well.
+    QJsonObject emptySpec = spec;
+    emptySpec.insert("items"_L1, QJsonArray());
+    prims::Canvas empty;
+    empty.setSpec(emptySpec, false);
+    empty.resize(canvas.size());
+    timePaints(empty, target, 3);
+    const Times bare = timePaints(empty, target, rounds, [&] { empty.setSpec(emptySpec, false); });
+
     const Times still = timePaints(canvas, target, rounds, [&] { canvas.setSpec(spec, false); });
     const Times cached = timePaints(canvas, target, rounds);
 
@@ -160,6 +170,8 @@ int main(int argc, char **argv)
     std::printf("canvas %dx%d, 4000 items, %d rounds\n", canvas.width(), canvas.height(), rounds);
     std::printf("full draw       median %7.2f ms wall  %7.2f ms cpu  (min wall %.2f)\n", median(still.wall),
                 median(still.cpu), *std::min_element(still.wall.begin(), still.wall.end()));
+    std::printf("empty drawing   median %7.2f ms wall  %7.2f ms cpu  (frame, background and copy alone)\n",
+                median(bare.wall), median(bare.cpu));
     std::printf("set spec        median                    %7.2f ms cpu  (read into the display list, untimed above)\n",
                 median(still.beforeCpu));
     std::printf("repaint (still) median %7.2f ms wall  %7.2f ms cpu\n", median(cached.wall), median(cached.cpu));

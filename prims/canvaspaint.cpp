@@ -135,11 +135,8 @@ private:
 
     void paintLine(const CanvasNode &node)
     {
-        if (!(plainLine(node.pen) && m_fill->strokeLine(node.line, node.pen.widthF(), node.pen.capStyle(),
-                                                        m_p.deviceTransform(), color(node.pen.brush())))) {
-            m_p.setPen(node.pen);
-            m_p.drawLine(node.line);
-        }
+        m_p.setPen(node.pen);
+        m_p.drawLine(node.line);
         paintMarker(node, node.markerEnd);
         paintMarker(node, node.markerStart);
     }
@@ -232,7 +229,6 @@ private:
     // Whether `fill` can take a shape painted with `brush`; a shape's own pen still needs the painter.
     bool solid(const QBrush &brush) const { return m_fill && brush.style() == Qt::SolidPattern; }
     bool plainFill(const CanvasNode &node) const { return node.pen.style() == Qt::NoPen && solid(node.brush); }
-    bool plainLine(const QPen &pen) const { return pen.style() == Qt::SolidLine && solid(pen.brush()); }
     QRgb color(const QBrush &brush) const { return SolidFill::premultiplied(brush.color(), m_p.opacity()); }
 
     Canvas &m_canvas;

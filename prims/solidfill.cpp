@@ -234,37 +234,6 @@ bool SolidFill::fillEllipse(const QRectF &r, const QTransform &toDevice, QRgb co
     return finish(Qt::WindingFill, color);
 }
 
-bool SolidFill::strokeLine(const QLineF &line, double width, Qt::PenCapStyle cap, const QTransform &toDevice,
-                           QRgb color)
-{
-    if (!m_bits || cap == Qt::RoundCap)
-        return false;
-    // The painter strokes a plain line on the device: the pen's width scaled, the ends mapped.
-    bool noShear = true;
-    const double scale = deviceScale(toDevice, &noShear);
-    const double half = width * scale / 2;
-    if (!noShear || !(half > 0.5)) // thinner pens take the painter's one-pixel stroker
-        return false;
-    begin(QTransform());
-    QPointF a = toDevice.map(line.p1());
-    QPointF b = toDevice.map(line.p2());
-    const QPointF along = b - a;
-    const double length = std::hypot(along.x(), along.y());
-    if (!(length > 0))
-        return false;
-    const QPointF unit = along / length;
-    if (cap == Qt::SquareCap) {
-        a -= unit * half;
-        b += unit * half;
-    }
-    const QPointF normal(-unit.y() * half, unit.x() * half);
-    moveTo(a + normal);
-    lineTo(b + normal);
-    lineTo(b - normal);
-    lineTo(a - normal);
-    return finish(Qt::WindingFill, color);
-}
-
 bool SolidFill::finish(Qt::FillRule rule, QRgb color)
 {
     if (m_points.empty())
@@ -370,17 +339,19 @@ void SolidFill::accumulate(float ax, float ay, float bx, float by)
         std::swap(ay, by);
         dir = -1;
     }
-    const float dxdy = (bx - ax) / (by - ay);
+    const int yStart = int(ay);
+    const int yEnd = ceilOf(by);
+    // Most segments of a flattened curve stay within one row: no slope needed for those.
+    const float dxdy = yEnd - yStart > 1 ? (bx - ax) / (by - ay) : 0;
     // Kept inside the box: rounding along a long edge must not reach past its cells.
     const float right = float(m_stride - 2);
     float x = ax;
-    const int yEnd = ceilOf(by);
-    for (int y = int(ay); y < yEnd; ++y) {
+    for (int y = yStart; y < yEnd; ++y) {
         quint32 *row = m_cover.data() + size_t(y) * size_t(m_stride);
         quint64 *touched = m_touched.data() + size_t(y) * size_t(m_words);
         const auto touch = [touched](int cell) { touched[cell >> 6] |= quint64(1) << (cell & 63); };
         const float dy = std::min(float(y + 1), by) - std::max(float(y), ay);
-        const float xNext = std::clamp(x + dxdy * dy, 0.f, right);
+        const float xNext = y + 1 == yEnd ? bx : std::clamp(x + dxdy * dy, 0.f, right);
         const float d = dy * dir;
         // The row's whole share, exact; the last cell takes what the others leave, so that the
         // cells add up to it whatever the rounding.

@@ -8,7 +8,6 @@
 // them filled at once; pixels are blended with the engine's own arithmetic, so they come out the
 // same within a level or two. Anything else goes back to QPainter.
 
-#include <QLineF>
 #include <QPainterPath>
 #include <QPolygonF>
 #include <QRectF>
@@ -43,9 +42,6 @@ public:
     bool fillPath(const QPainterPath &path, const QTransform &toDevice, QRgb color);
     bool fillPolygon(const QPolygonF &polygon, Qt::FillRule rule, const QTransform &toDevice, QRgb color);
     bool fillEllipse(const QRectF &rect, const QTransform &toDevice, QRgb color);
-    // A straight line under a pen of `width` with a flat or square cap, without shear; thinner
-    // pens than a device pixel are left to the painter's own one-pixel stroker.
-    bool strokeLine(const QLineF &line, double width, Qt::PenCapStyle cap, const QTransform &toDevice, QRgb color);
 
 private:
     void begin(const QTransform &toDevice);
