@@ -61,20 +61,17 @@ private:
             paintLine(node);
             break;
         case Kind::Rect:
-            m_p.setBrush(node.brush);
-            m_p.setPen(node.pen);
+            useStyle(node);
             m_p.drawRect(node.rect);
             break;
         case Kind::RoundedRect:
-            m_p.setBrush(node.brush);
-            m_p.setPen(node.pen);
+            useStyle(node);
             m_p.drawRoundedRect(node.rect, node.radius, node.radius);
             break;
         case Kind::Ellipse:
             if (plainFill(node) && m_fill->fillEllipse(node.rect, m_p.deviceTransform(), color(node.brush)))
                 break;
-            m_p.setBrush(node.brush);
-            m_p.setPen(node.pen);
+            useStyle(node);
             m_p.drawEllipse(node.rect);
             break;
         case Kind::Arc:
@@ -83,21 +80,18 @@ private:
             m_p.drawArc(node.rect, node.start, node.span);
             break;
         case Kind::Pie:
-            m_p.setBrush(node.brush);
-            m_p.setPen(node.pen);
+            useStyle(node);
             m_p.drawPie(node.rect, node.start, node.span);
             break;
         case Kind::Chord:
-            m_p.setBrush(node.brush);
-            m_p.setPen(node.pen);
+            useStyle(node);
             m_p.drawChord(node.rect, node.start, node.span);
             break;
         case Kind::Polygon:
             if (plainFill(node) &&
                 m_fill->fillPolygon(node.points, Qt::OddEvenFill, m_p.deviceTransform(), color(node.brush)))
                 break;
-            m_p.setBrush(node.brush);
-            m_p.setPen(node.pen);
+            useStyle(node);
             m_p.drawPolygon(node.points);
             break;
         case Kind::Polyline:
@@ -182,8 +176,7 @@ private:
         if (!node.stroked || scale <= 0 || (noShear && node.pen.widthF() * scale <= 1)) {
             if (plainFill(node) && m_fill->fillPath(node.path, m_p.deviceTransform(), color(node.brush)))
                 return;
-            m_p.setBrush(node.brush);
-            m_p.setPen(node.pen);
+            useStyle(node);
             m_p.drawPath(node.path);
             return;
         }
@@ -230,6 +223,12 @@ private:
     bool solid(const QBrush &brush) const { return m_fill && brush.style() == Qt::SolidPattern; }
     bool plainFill(const CanvasNode &node) const { return node.pen.style() == Qt::NoPen && solid(node.brush); }
     QRgb color(const QBrush &brush) const { return SolidFill::premultiplied(brush.color(), m_p.opacity()); }
+    // The node's own brush and pen on the painter, for a closed shape the painter draws.
+    void useStyle(const CanvasNode &node)
+    {
+        m_p.setBrush(node.brush);
+        m_p.setPen(node.pen);
+    }
 
     Canvas &m_canvas;
     const CanvasList &m_list;
