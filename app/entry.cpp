@@ -1,12 +1,12 @@
 #include "app/entry.h"
 
+#include "app/base/settings.h"
+#include "app/base/theme.h"
+#include "app/base/version.h"
 #include "app/compare.h"
 #include "app/offline.h"
 #include "app/presssound.h"
-#include "app/theme.h"
-#include "app/version.h"
 #include "prims/registry.h"
-#include "units/store.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -46,7 +46,7 @@ void preferOffscreen(const QStringList &args)
 
 void applyLook(QApplication &app)
 {
-    const QJsonObject settings = units::loadSettings();
+    const QJsonObject settings = app::loadSettings();
     double scale = settings.value("textScale"_L1).toDouble(1.0);
     if (scale <= 0)
         scale = 1.0;

@@ -1,7 +1,8 @@
 #include "app/offline.h"
 
+#include "app/base/logging.h"
+#include "app/base/theme.h"
 #include "app/pngwriter.h"
-#include "app/theme.h"
 #include "prims/text.h"
 #include "render/screen.h"
 
@@ -14,7 +15,6 @@
 #include <QJsonDocument>
 #include <QLabel>
 #include <QLayout>
-#include <QLoggingCategory>
 #include <QSaveFile>
 #include <QScrollArea>
 #include <QTextStream>
@@ -24,8 +24,6 @@
 #include <memory>
 
 using namespace Qt::StringLiterals;
-
-Q_LOGGING_CATEGORY(lcFrame, "kestro.frame")
 
 namespace app {
 
@@ -200,7 +198,7 @@ int renderOnce(const QString &file, const QString &out, QSize size, bool chrome)
     page->resize(size);
     page->setAttribute(Qt::WA_DontShowOnScreen);
 
-    const bool frameDebug = qEnvironmentVariableIsSet("KESTRO_FRAME_DEBUG");
+    const bool frameDebug = lcFrame().isDebugEnabled();
     bool ok = false;
     const int scrollHeight = qEnvironmentVariableIntValue("KESTRO_RENDER_SCROLL_H", &ok);
     if (ok && scrollHeight > 0) {
@@ -231,8 +229,7 @@ int renderOnce(const QString &file, const QString &out, QSize size, bool chrome)
         settle(page.get());
         int want = page->hasHeightForWidth() ? page->heightForWidth(size.width()) : page->sizeHint().height();
         want = std::max(size.height(), want);
-        if (frameDebug)
-            qCDebug(lcFrame, "render pass %d: height %d want %d", pass, height, want);
+        qCDebug(lcFrame, "render pass %d: height %d want %d", pass, height, want);
         if ((want == height && pass >= 8) || pass + 1 >= 24)
             break;
         height = want;

@@ -1,6 +1,6 @@
 #include "app/presssound.h"
 
-#include "app/sounds.h"
+#include "app/base/sounds.h"
 
 #include <QAbstractButton>
 #include <QMouseEvent>

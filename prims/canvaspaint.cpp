@@ -1,6 +1,6 @@
 // Painting the canvas's display list: each node's prepared pen, brush and geometry go straight to
 // QPainter, recording the clickable regions as it goes. Reading the items is in canvascompile.cpp.
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "prims/canvasnode.h"
 #include "prims/solidfill.h"

@@ -1,6 +1,6 @@
 #include "prims/dial.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/json.h"
 #include "prims/painted.h"
 

@@ -1,6 +1,6 @@
 #include "prims/field.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/text.h"
 
 #include <QLabel>

@@ -1,6 +1,6 @@
 #include "prims/image.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/imagedata.h"
 #include "prims/json.h"
 #include "prims/text.h"

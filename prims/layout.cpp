@@ -1,5 +1,5 @@
 // "layout", "scroll", "split" and "tabs": the containers that arrange children without a frame.
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/reflowbox.h"

@@ -1,6 +1,6 @@
 #include "prims/painted.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/json.h"
 #include "prims/text.h"
 

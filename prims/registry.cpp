@@ -1,6 +1,6 @@
 #include "prims/registry.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/badge.h"
 #include "prims/canvas.h"
 #include "prims/containers.h"
@@ -23,40 +23,40 @@
 
 namespace prims {
 
-const std::array<Primitive, 30> &registry()
+std::span<const Primitive> registry()
 {
-    static const std::array<Primitive, 30> rows = {{
-        {"shapes", Kind::Widget, nullptr, &buildShapes},
-        {"layout", Kind::Container, nullptr, nullptr, &buildLayout},
-        {"scroll", Kind::Container, nullptr, nullptr, &buildScroll},
-        {"tabs", Kind::Container, nullptr, nullptr, &buildTabs},
-        {"split", Kind::Container, nullptr, nullptr, &buildSplit},
-        {"dialog", Kind::Container, nullptr, nullptr, &buildDialog},
-        {"wizard", Kind::Container, nullptr, nullptr, &buildWizard},
-        {"tooltip", Kind::Container, nullptr, nullptr, &buildTooltip},
-        {"alert", Kind::Container, nullptr, nullptr, &buildAlert},
-        {"gauge", Kind::Painted, &buildGauge},
-        {"dial", Kind::Painted, &buildDial},
-        {"ring", Kind::Painted, &buildRing},
-        {"meter", Kind::Painted, &buildMeter},
-        {"sparkline", Kind::Painted},
-        {"chart", Kind::Painted},
-        {"timeline", Kind::Widget},
-        {"led", Kind::Painted, &buildLed},
-        {"badge", Kind::Painted, &buildBadge},
-        {"kpi", Kind::Painted, &buildKpi},
-        {"stat_grid", Kind::Painted},
-        {"table", Kind::Widget},
-        {"tree", Kind::Widget},
-        {"list", Kind::Widget},
-        {"keyvalue", Kind::Painted, &buildKeyValue},
-        {"log", Kind::Painted, &buildLog},
-        {"image", Kind::Painted, &buildImage},
-        {"toggle", Kind::Widget, nullptr, &buildToggle},
-        {"search", Kind::Widget, nullptr, &buildSearch},
-        {"datetime", Kind::Painted, &buildDateTime},
-        {"spinner", Kind::Painted},
-    }};
+    static const Primitive rows[] = {
+        {"shapes", WidgetBuilder{&buildShapes}},
+        {"layout", ContainerBuilder{&buildLayout}},
+        {"scroll", ContainerBuilder{&buildScroll}},
+        {"tabs", ContainerBuilder{&buildTabs}},
+        {"split", ContainerBuilder{&buildSplit}},
+        {"dialog", ContainerBuilder{&buildDialog}},
+        {"wizard", ContainerBuilder{&buildWizard}},
+        {"tooltip", ContainerBuilder{&buildTooltip}},
+        {"alert", ContainerBuilder{&buildAlert}},
+        {"gauge", PaintedBuilder{&buildGauge}},
+        {"dial", PaintedBuilder{&buildDial}},
+        {"ring", PaintedBuilder{&buildRing}},
+        {"meter", PaintedBuilder{&buildMeter}},
+        {"sparkline", PaintedBuilder{}},
+        {"chart", PaintedBuilder{}},
+        {"timeline", WidgetBuilder{}},
+        {"led", PaintedBuilder{&buildLed}},
+        {"badge", PaintedBuilder{&buildBadge}},
+        {"kpi", PaintedBuilder{&buildKpi}},
+        {"stat_grid", PaintedBuilder{}},
+        {"table", WidgetBuilder{}},
+        {"tree", WidgetBuilder{}},
+        {"list", WidgetBuilder{}},
+        {"keyvalue", PaintedBuilder{&buildKeyValue}},
+        {"log", PaintedBuilder{&buildLog}},
+        {"image", PaintedBuilder{&buildImage}},
+        {"toggle", WidgetBuilder{&buildToggle}},
+        {"search", WidgetBuilder{&buildSearch}},
+        {"datetime", PaintedBuilder{&buildDateTime}},
+        {"spinner", PaintedBuilder{}},
+    };
     return rows;
 }
 
@@ -95,13 +95,15 @@ QWidget *buildPrimitive(const QJsonObject &element, const Callbacks &cb, int dep
     const Primitive *row = find(type);
     if (!row)
         return nullptr;
-    switch (row->kind) {
+    if (!row->hasBuilder())
+        return nullptr;
+    switch (row->kind()) {
     case Kind::Painted:
-        return row->painted ? row->painted(element, parent) : nullptr;
+        return std::get<PaintedBuilder>(row->build)(element, parent);
     case Kind::Widget:
-        return row->widget ? row->widget(element, cb, parent) : nullptr;
+        return std::get<WidgetBuilder>(row->build)(element, cb, parent);
     case Kind::Container:
-        return row->container ? row->container(element, cb, depth, parent) : nullptr;
+        return std::get<ContainerBuilder>(row->build)(element, cb, depth, parent);
     }
     return nullptr;
 }

@@ -6,8 +6,9 @@
 #include <QJsonObject>
 #include <QStringList>
 
-#include <array>
 #include <functional>
+#include <span>
+#include <variant>
 
 class QWidget;
 
@@ -27,20 +28,25 @@ using PaintedBuilder = QWidget *(*)(const QJsonObject &element, QWidget *parent)
 using WidgetBuilder = QWidget *(*)(const QJsonObject &element, const Callbacks &cb, QWidget *parent);
 using ContainerBuilder = QWidget *(*)(const QJsonObject &element, const Callbacks &cb, int depth, QWidget *parent);
 
+// A row's builder; which of the three it is decides the row's kind, so the two cannot disagree.
+// A row whose builder is not written yet holds a null pointer of its kind.
+using Builder = std::variant<PaintedBuilder, WidgetBuilder, ContainerBuilder>;
+
 struct Primitive
 {
     const char *name;
-    Kind kind;
-    PaintedBuilder painted = nullptr;
-    WidgetBuilder widget = nullptr;
-    ContainerBuilder container = nullptr;
+    Builder build;
 
-    bool hasBuilder() const { return painted || widget || container; }
+    Kind kind() const { return Kind(build.index()); }
+    bool hasBuilder() const
+    {
+        return std::visit([](auto builder) { return builder != nullptr; }, build);
+    }
 };
 
 inline constexpr int kMaxDepth = 12;
 
-const std::array<Primitive, 30> &registry();
+std::span<const Primitive> registry();
 QStringList primitiveNames();
 // The row of that exact (case-sensitive) type name, or none.
 const Primitive *find(const QString &type);

@@ -1,5 +1,5 @@
 // The framed containers: "alert", "dialog", "wizard" and "tooltip", and the surface they sit on.
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/text.h"

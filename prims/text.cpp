@@ -1,6 +1,6 @@
 #include "prims/text.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 
 #include <QEnterEvent>
 #include <QLabel>

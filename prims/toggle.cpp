@@ -1,6 +1,6 @@
 #include "prims/toggle.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/field.h"
 #include "prims/json.h"
 

@@ -1,8 +1,8 @@
 #include "render/buttons.h"
 
-#include "app/theme.h"
+#include "app/base/modal.h"
+#include "app/base/theme.h"
 #include "prims/json.h"
-#include "render/messagebox.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -85,7 +85,7 @@ bool questionBox(const QString &title, const QString &detail, const QString &kin
     // Enter must not confirm by accident: Cancel answers both Enter and Escape.
     box.setDefaultButton(cancel);
     box.setEscapeButton(cancel);
-    execModal(&box);
+    app::execModal(&box);
     return box.clickedButton() == confirm;
 }
 
@@ -181,7 +181,7 @@ bool confirmPress(const QJsonObject &confirm, const QString &style, const QStrin
         return questionBox(title, detail, kind, confirmText, parent);
 
     QDialog *dialog = typedWordDialog(title, detail, word, kind, confirmText, parent);
-    const bool accepted = execModal(dialog) == QDialog::Accepted;
+    const bool accepted = app::execModal(dialog) == QDialog::Accepted;
     delete dialog;
     return accepted;
 }

@@ -3,7 +3,7 @@
 
 #include "render/buttons.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/json.h"
 #include "prims/text.h"
 #include "prims/wraprow.h"

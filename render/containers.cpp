@@ -1,6 +1,6 @@
 #include "render/containers.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "prims/containers.h"
 #include "prims/json.h"

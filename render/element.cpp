@@ -10,7 +10,7 @@
 #include <QVBoxLayout>
 #include <QWidget>
 
-#include <array>
+#include <span>
 
 namespace render {
 
@@ -23,28 +23,16 @@ struct OwnType
 };
 
 // The types the renderer draws itself or hands to a named builder, matched exactly. A row whose
-// builder is not there yet falls through to the registry and then to the generic fallbacks.
-const std::array<OwnType, 17> &ownTypes()
+// builder is not there (yet, or not installed by the layer that owns it) falls through to the
+// registry and then to the generic fallbacks.
+std::span<OwnType> ownTypes()
 {
-    static const std::array<OwnType, 17> rows = {{
-        {"heading", &heading},
-        {"text", &text},
-        {"fact", &fact},
-        {"chips", &chips},
-        {"strip", nullptr},
-        {"shape", &shape},
-        {"rows", nullptr},
-        {"cards", &cards},
-        {"canvas", &canvas},
-        {"divider", &divider},
-        {"spacer", &spacer},
-        {"group", &group},
-        {"column", &column},
-        {"row", &row},
-        {"action", &action},
-        {"field", nullptr},
-        {"panel", nullptr},
-    }};
+    static OwnType rows[] = {
+        {"heading", &heading}, {"text", &text},    {"fact", &fact},     {"chips", &chips},   {"strip", nullptr},
+        {"shape", &shape},     {"rows", nullptr},  {"cards", &cards},   {"canvas", &canvas}, {"divider", &divider},
+        {"spacer", &spacer},   {"group", &group},  {"column", &column}, {"row", &row},       {"action", &action},
+        {"field", nullptr},    {"panel", nullptr}, // installed by the board layer
+    };
     return rows;
 }
 
@@ -62,6 +50,17 @@ QWidget *plainColumn(const QJsonArray &items, const Actions &actions, int depth,
 }
 
 } // namespace
+
+bool installBuilder(QLatin1StringView type, Builder builder)
+{
+    for (OwnType &row : ownTypes()) {
+        if (type == QLatin1StringView(row.name)) {
+            row.build = builder;
+            return true;
+        }
+    }
+    return false;
+}
 
 QStringList ownTypeNames()
 {

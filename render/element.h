@@ -24,4 +24,8 @@ QStringList ownTypeNames();
 // A builder of one of the renderer's own element types.
 using Builder = QWidget *(*)(const QJsonObject &element, const Actions &actions, int depth, QWidget *parent);
 
+// Hands in the builder of an own type whose drawing lives in a layer above the renderer (the
+// "panel" element is the board's). False when `type` is not one of the own types.
+bool installBuilder(QLatin1StringView type, Builder builder);
+
 } // namespace render

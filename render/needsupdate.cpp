@@ -1,7 +1,7 @@
 #include "render/needsupdate.h"
 
-#include "app/theme.h"
-#include "app/version.h"
+#include "app/base/theme.h"
+#include "app/base/version.h"
 #include "prims/text.h"
 
 #include <QFrame>

@@ -1,6 +1,6 @@
 #include "render/screen.h"
 
-#include "app/version.h"
+#include "app/base/version.h"
 #include "prims/json.h"
 #include "render/needsupdate.h"
 #include "render/section.h"

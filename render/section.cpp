@@ -1,6 +1,6 @@
 #include "render/section.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/json.h"
 #include "prims/registry.h"
 #include "prims/text.h"

@@ -1,6 +1,6 @@
 #include "render/textual.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/json.h"
 #include "prims/text.h"
 

@@ -1,6 +1,6 @@
 #include "render/toast.h"
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 
 #include <QHBoxLayout>
 #include <QLabel>

@@ -1,6 +1,6 @@
 #include "units/api.h"
 
-#include "app/version.h"
+#include "app/base/version.h"
 #include "units/store.h"
 
 #include <QCryptographicHash>

@@ -1,12 +1,8 @@
 #include "units/store.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
 #include <QJsonArray>
-#include <QSaveFile>
 #include <QSet>
-#include <QStandardPaths>
 
 using namespace Qt::StringLiterals;
 
@@ -32,37 +28,6 @@ QString Unit::key() const
 QString unitKey(const QString &ip, int port)
 {
     return u"%1:%2"_s.arg(ip).arg(port);
-}
-
-QString configDir()
-{
-    QString dir = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
-    if (dir.isEmpty())
-        dir = QDir::homePath() + u"/.config/Kestro Connect"_s;
-    QDir().mkpath(dir);
-    return dir;
-}
-
-QString configPath(const QString &fileName)
-{
-    return configDir() + u'/' + fileName;
-}
-
-QJsonDocument readJsonFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QJsonDocument::fromJson(file.readAll());
-}
-
-bool writeJsonFile(const QString &path, const QJsonDocument &document)
-{
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.write(document.toJson(QJsonDocument::Indented));
-    return file.commit();
 }
 
 QList<Unit> loadUnits()
@@ -106,16 +71,6 @@ void saveUnits(const QList<Unit> &units)
         });
     }
     writeJsonFile(configPath(u"units.json"_s), QJsonDocument(array));
-}
-
-QJsonObject loadSettings()
-{
-    return readJsonFile(configPath(u"settings.json"_s)).object();
-}
-
-void saveSettings(const QJsonObject &settings)
-{
-    writeJsonFile(configPath(u"settings.json"_s), QJsonDocument(settings));
 }
 
 QString pinFor(const QString &key)

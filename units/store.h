@@ -2,6 +2,8 @@
 // The units this client has seen, their pinned certificates, its settings and the commissioning
 // record: small JSON files in one per-user configuration folder, read and written afresh each time.
 
+#include "app/base/settings.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QList>
@@ -28,14 +30,17 @@ struct Unit
 // "ip:port", the key of everything per-address: pins, tokens, lock-outs, log lines.
 QString unitKey(const QString &ip, int port);
 
-QString configDir();
-QString configPath(const QString &fileName);
+// The configuration folder, the settings file and the JSON file helpers belong to the base
+// layer; the store names them among its own.
+using app::configDir;
+using app::configPath;
+using app::loadSettings;
+using app::readJsonFile;
+using app::saveSettings;
+using app::writeJsonFile;
 
 QList<Unit> loadUnits();
 void saveUnits(const QList<Unit> &units);
-
-QJsonObject loadSettings();
-void saveSettings(const QJsonObject &settings);
 
 QString pinFor(const QString &key);
 void setPin(const QString &key, const QString &fingerprint);
@@ -43,10 +48,5 @@ void forgetPin(const QString &key);
 
 QJsonObject loadStats();
 void recordCommissioned(const QJsonObject &answer);
-
-// The one writer every save goes through: an atomic save file, indented JSON, silent on failure.
-bool writeJsonFile(const QString &path, const QJsonDocument &document);
-// Reads a JSON file; a missing, unreadable or corrupt file gives an empty document.
-QJsonDocument readJsonFile(const QString &path);
 
 } // namespace units

@@ -1,8 +1,8 @@
 // Sounds: names, the suppression rule, the mute setting, the copy into the cache folder and the
 // application-wide click filter on real buttons.
 
+#include "app/base/sounds.h"
 #include "app/presssound.h"
-#include "app/sounds.h"
 #include "support/testsupport.h"
 #include "units/store.h"
 

@@ -1,6 +1,6 @@
 // The palette, the three tone resolvers, fonts and the style sheet.
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "support/testsupport.h"
 
 #include <QRegularExpression>

@@ -1,6 +1,6 @@
 // The shapes canvas: reading and clamping the drawing, sizing, hit testing through transforms,
 // presses, the tween, and pixels where a fault would show.
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "prims/registry.h"
 #include "support/testsupport.h"

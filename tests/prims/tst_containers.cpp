@@ -1,6 +1,6 @@
 // Layout containers measured on real widgets after layout: wrapping, reflow, weights, grow,
 // justify and align, and the framed containers' structure.
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/reflowbox.h"

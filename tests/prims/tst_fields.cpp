@@ -1,7 +1,7 @@
 // The input primitives: field identity and label wrapper, the date-time editor's format and
 // range, and what "search" and "toggle" post through a recording press callback.
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/datetime.h"
 #include "prims/field.h"
 #include "prims/registry.h"

@@ -1,7 +1,7 @@
 // Gauge, dial, ring, meter and led: the value rules they share, the sizes they are built at, and
 // what ends up on the painted surface.
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/dial.h"
 #include "prims/gauge.h"
 #include "prims/led.h"

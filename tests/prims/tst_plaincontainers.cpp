@@ -1,5 +1,5 @@
 // The renderer's own plain containers and drawing types, built through render::element.
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "render/element.h"
 #include "support/testsupport.h"

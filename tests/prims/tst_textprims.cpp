@@ -1,7 +1,7 @@
 // Badge, kpi, keyvalue, log and image: the value-to-text rules, the grid placement, the log's
 // escaping and caps, and the image decoding and sizing.
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "prims/image.h"
 #include "prims/imagedata.h"
 #include "prims/kpi.h"

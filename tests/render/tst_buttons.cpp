@@ -1,10 +1,10 @@
 // "action" buttons: their sound, look and press; the confirmation boxes driven through the
 // modal hook; and the "cards" grid.
 
-#include "app/theme.h"
+#include "app/base/modal.h"
+#include "app/base/theme.h"
 #include "render/buttons.h"
 #include "render/element.h"
-#include "render/messagebox.h"
 #include "support/testsupport.h"
 
 #include <QDialog>
@@ -55,7 +55,7 @@ class TestButtons : public QObject
 
 private slots:
     void initTestCase() { testsupport::isolateConfig(); }
-    void cleanup() { render::setNextAnswer({}); }
+    void cleanup() { app::setNextAnswer({}); }
 
     void clickSound_data()
     {
@@ -146,7 +146,7 @@ private slots:
         const QJsonObject el = parse(element);
         Recorder rec;
         bool boxShown = false;
-        render::setNextAnswer([&boxShown](QDialog *box) {
+        app::setNextAnswer([&boxShown](QDialog *box) {
             boxShown = true;
             box->reject();
         });
@@ -204,7 +204,7 @@ private slots:
         el.insert("style"_L1, style);
         el.insert("label"_L1, label);
         QString seen;
-        render::setNextAnswer([&](QDialog *dialog) {
+        app::setNextAnswer([&](QDialog *dialog) {
             auto *box = qobject_cast<QMessageBox *>(dialog);
             QVERIFY(box);
             auto *confirm = box->findChild<QPushButton *>(u"confirmButton"_s);
@@ -272,7 +272,7 @@ private slots:
         QFETCH(bool, sent);
         Recorder rec;
         QString prompt, kind;
-        render::setNextAnswer([&](QDialog *dialog) {
+        app::setNextAnswer([&](QDialog *dialog) {
             for (QLabel *l : dialog->findChildren<QLabel *>())
                 prompt = l->text().startsWith("Type "_L1) ? l->text() : prompt;
             auto *confirm = dialog->findChild<QPushButton *>(u"confirmButton"_s);

@@ -1,7 +1,7 @@
 // Element dispatch, the version gate, sections and the offline actions, on real widgets.
 
+#include "app/base/theme.h"
 #include "app/offline.h"
-#include "app/theme.h"
 #include "render/element.h"
 #include "render/screen.h"
 #include "render/section.h"

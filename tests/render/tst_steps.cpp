@@ -1,6 +1,6 @@
 // The wizard step strip: which step is shown, how each cell looks, what a click on one does.
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "render/screen.h"
 #include "render/steps.h"
 #include "support/testsupport.h"

@@ -1,6 +1,6 @@
 // The toast strip: timing by generation, error toasts that wait for a click, blank toasts.
 
-#include "app/theme.h"
+#include "app/base/theme.h"
 #include "render/toast.h"
 #include "support/testsupport.h"
 

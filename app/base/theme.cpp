@@ -1,4 +1,4 @@
-#include "app/theme.h"
+#include "app/base/theme.h"
 
 #include <QHash>
 
@@ -161,7 +161,7 @@ int scaledPoints(int points)
 
 // The application style sheet, in eight literal pieces with a corner radius between them.
 constexpr std::array<const char *, 8> kSheetPieces = {
-#include "app/stylesheet_pieces.inc"
+#include "app/base/stylesheet_pieces.inc"
 };
 
 } // namespace

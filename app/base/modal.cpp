@@ -1,10 +1,10 @@
-#include "render/messagebox.h"
+#include "app/base/modal.h"
 
 #include <QDialog>
 #include <QPointer>
 #include <QTimer>
 
-namespace render {
+namespace app {
 
 namespace {
 
@@ -35,4 +35,4 @@ int execModal(QDialog *box)
     return box->exec();
 }
 
-} // namespace render
+} // namespace app

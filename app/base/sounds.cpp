@@ -1,6 +1,6 @@
-#include "app/sounds.h"
+#include "app/base/sounds.h"
 
-#include "units/store.h"
+#include "app/base/settings.h"
 
 #include <QAudioDevice>
 #include <QCoreApplication>
@@ -103,14 +103,14 @@ bool soundsSuppressed()
 
 bool soundMuted()
 {
-    return units::loadSettings().value("soundMuted"_L1).toBool(false);
+    return app::loadSettings().value("soundMuted"_L1).toBool(false);
 }
 
 void setSoundMuted(bool muted)
 {
-    QJsonObject settings = units::loadSettings();
+    QJsonObject settings = app::loadSettings();
     settings.insert("soundMuted"_L1, muted);
-    units::saveSettings(settings);
+    app::saveSettings(settings);
 }
 
 bool canPlaySounds()

@@ -1,12 +1,12 @@
 #pragma once
-// The one door every modal box of the renderer goes through, so that a test can answer a box
+// The one door every modal box, prompt and file dialog of the program goes through, so that a test can answer a box
 // the way a technician would (by clicking or typing into the real widgets) instead of blocking.
 
 #include <functional>
 
 class QDialog;
 
-namespace render {
+namespace app {
 
 // Called with the box once it is running; it must accept, reject or close the box.
 using Answer = std::function<void(QDialog *box)>;
@@ -18,4 +18,4 @@ void setNextAnswer(Answer answer);
 // button's code for a message box).
 int execModal(QDialog *box);
 
-} // namespace render
+} // namespace app
