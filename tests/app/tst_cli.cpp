@@ -41,6 +41,7 @@ class TestCli final : public QObject
         e.insert(u"XDG_CACHE_HOME"_s, m_dir.filePath(u"cache"_s));
         e.remove(u"KESTRO_RENDER_SCROLL_H"_s);
         e.remove(u"KESTRO_FRAME_DEBUG"_s);
+        e.remove(u"QT_LOGGING_RULES"_s);
         if (!envSetting.isEmpty())
             e.insert(envSetting.section(u'=', 0, 0), envSetting.section(u'=', 1));
         p.setProcessEnvironment(e);
@@ -163,12 +164,20 @@ private slots:
         QCOMPARE(r.out, u"rendered %1  700x250 (scroll)\n"_s.arg(out));
         QCOMPARE(QImage(out).size(), QSize(700, 250));
 
-        r = run({u"--render"_s, screen(), u"--out"_s, out, u"--size"_s, u"500x200"_s}, u"KESTRO_FRAME_DEBUG=1"_s);
-        QCOMPARE(r.code, 0);
-        for (int pass = 0; pass <= 8; ++pass)
-            QVERIFY2(r.err.contains(u"render pass %1: height "_s.arg(pass)), qPrintable(r.err));
-        QVERIFY(!r.err.contains(u"render pass 24"_s));
-        QVERIFY(r.err.contains(QRegularExpression(u"page 500x200 hint \\d+ hfw -?\\d+"_s)));
+        // The frame trace: by its own switch, by Qt's logging rules alone, and not at all without either.
+        for (const QString &setting :
+             {u"KESTRO_FRAME_DEBUG=1"_s, u"QT_LOGGING_RULES=kestro.frame.debug=true"_s, QString()}) {
+            r = run({u"--render"_s, screen(), u"--out"_s, out, u"--size"_s, u"500x200"_s}, setting);
+            QCOMPARE(r.code, 0);
+            if (setting.isEmpty()) {
+                QVERIFY2(!r.err.contains(u"render pass"_s), qPrintable(r.err));
+                continue;
+            }
+            for (int pass = 0; pass <= 8; ++pass)
+                QVERIFY2(r.err.contains(u"render pass %1: height "_s.arg(pass)), qPrintable(setting + r.err));
+            QVERIFY(!r.err.contains(u"render pass 24"_s));
+            QVERIFY(r.err.contains(QRegularExpression(u"page 500x200 hint \\d+ hfw -?\\d+"_s)));
+        }
     }
 
     void bareDescriptionAndBundleDrawAlike()
