@@ -5,6 +5,8 @@
 #include "units/api.h"
 #include "unitstest.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 #include <QSslCertificate>
 #include <QSslKey>
@@ -126,6 +128,7 @@ class TestApi final : public QObject
 
     QTemporaryDir m_certs;
     QString m_fingerprint[2];
+    QStringList m_keys; // of every server made, so that no pin outlives its test
 
     QString cert(int i) const { return m_certs.filePath(u"unit%1.pem"_s.arg(i)); }
     QString key(int i) const { return m_certs.filePath(u"unit%1.key"_s.arg(i)); }
@@ -135,6 +138,7 @@ class TestApi final : public QObject
         auto s = std::make_unique<MiniServer>(tls);
         if ((tls && !s->useCertificate(cert(certificate), key(certificate))) || !s->listen())
             return nullptr;
+        m_keys << units::unitKey(u"127.0.0.1"_s, s->port());
         return s;
     }
 
@@ -155,7 +159,17 @@ private slots:
         }
         QVERIFY(!m_fingerprint[0].isEmpty() && m_fingerprint[0] != m_fingerprint[1]);
     }
-    void init() { QFile::remove(pinsPath()); }
+    void init()
+    {
+        QDir(pinsPath()).removeRecursively();
+        QFile::remove(pinsPath());
+    }
+    void cleanup()
+    {
+        for (const QString &key : std::as_const(m_keys))
+            units::forgetPin(key);
+        m_keys.clear();
+    }
 
     void replies_data()
     {
@@ -334,6 +348,26 @@ private slots:
         QCOMPARE(units::pinFor(first), m_fingerprint[1]);
     }
 
+    void pinHeldWhenItCannotBeWritten()
+    {
+        QVERIFY(QDir().mkpath(pinsPath())); // a folder where pins.json would go
+        auto s = server(true, 0);
+        QVERIFY(s);
+        s->routes["/api/ui"] = {};
+        units::Api api;
+        aim(api, s.get(), true);
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
+        QVERIFY(QFileInfo(pinsPath()).isDir());
+        QVERIFY(s->useCertificate(cert(1), key(1)));
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).certChanged);
+        // Accepting forgets the held pin too; the next certificate seen is held instead.
+        units::forgetPin(api.key());
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
+        QCOMPARE(units::pinFor(api.key()), m_fingerprint[1]);
+        QVERIFY(s->useCertificate(cert(0), key(0)));
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).certChanged);
+    }
+
     void plainHttpNeverTouchesPins()
     {
         auto s = server(false);
@@ -344,6 +378,7 @@ private slots:
         units::Api::Reply r = units::waitFor(api, u"/api/ui"_s, 8000);
         QVERIFY(r.ok && !r.certChanged);
         QVERIFY(!QFile::exists(pinsPath()));
+        QCOMPARE(units::pinFor(api.key()), QString());
 
         // Nor does a pin for the same key fail a plain answer or get rewritten by it.
         const QByteArray pins = "{\"" + api.key().toLatin1() + "\": \"" + QByteArray(64, 'f') + "\"}";
