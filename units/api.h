@@ -1,12 +1,14 @@
 #pragma once
 // The client's only way to talk to a unit: JSON requests over HTTPS or HTTP with the sign-in token,
-// per-request time limits, and trust-on-first-use pinning of the unit's certificate. Every outcome
-// ends in exactly one Api::Reply handed to the caller's callback.
+// per-request time limits, and trust-on-first-use pinning of the unit's certificate, decided at
+// the TLS handshake so that a unit whose certificate changed is sent nothing. Every outcome ends in
+// exactly one Api::Reply handed to the caller's callback, from the event loop.
 
 #include <QByteArray>
 #include <QHash>
 #include <QJsonObject>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QUrl>
 
@@ -71,10 +73,16 @@ public:
 
 private:
     QNetworkRequest buildRequest(const QString &path, bool withToken) const;
+    QNetworkAccessManager *managerFor(const QString &key);
     void track(QNetworkReply *reply, const QString &key, Callback callback, int timeoutMs);
-    static Reply complete(QNetworkReply *reply, const QString &key);
+    void release(QNetworkAccessManager *net);
+    static Reply complete(QNetworkReply *reply, const QString &key, bool refused);
 
     QNetworkAccessManager *m_net;
+    // Fingerprints that m_net's connections were let through with, per unit key: those connections
+    // may carry later requests without a new handshake.
+    QHash<QString, QSet<QString>> m_admitted;
+    QHash<QNetworkAccessManager *, int> m_running; // replies not yet handed over, per manager
     QString m_ip;
     int m_port = 8090;
     bool m_tls = true;
@@ -84,8 +92,8 @@ private:
 // GET that waits in a local event loop, for dialogs that need the answer before they go on.
 Api::Reply waitFor(Api &api, const QString &path, int timeoutMs);
 
-// Trust on first use: passes when there is no certificate chain (plain HTTP), pins the first
-// fingerprint seen for a key, and afterwards passes only for the pinned one.
+// Trust on first use, at the handshake: pins the first fingerprint seen for a key, and afterwards
+// passes only for the pinned one. No certificate (plain HTTP) passes and pins nothing.
 bool certificateTrusted(const QString &key, const QByteArray &leafDer);
 // Lower-case hex SHA-256 of a certificate's DER bytes, the form pins.json holds.
 QString fingerprint(const QByteArray &der);

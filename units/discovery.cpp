@@ -105,7 +105,11 @@ void Discovery::sweep(bool longSweep)
     auto *socket = new QUdpSocket(this);
     if (!socket->bind(QHostAddress::AnyIPv4, 0, QUdpSocket::ShareAddress)) {
         delete socket;
-        emit swept({});
+        // Never from in here: the window answers an empty sweep with another one at once, so while
+        // binding keeps failing, results given from inside sweep() would recurse until the stack
+        // ran out.
+        QMetaObject::invokeMethod(
+            this, [this] { emit swept({}); }, Qt::QueuedConnection);
         return;
     }
 
@@ -130,14 +134,18 @@ void Discovery::sweep(bool longSweep)
     });
 
     sendProbes(socket);
+    QTimer *repeat = nullptr;
     if (longSweep) {
-        auto *repeat = new QTimer(socket);
+        repeat = new QTimer(socket);
         connect(repeat, &QTimer::timeout, socket, [socket] { sendProbes(socket); });
         repeat->start(kProbeRepeatMs);
     }
 
-    QTimer::singleShot(longSweep ? kLongSweepMs : kShortSweepMs, socket, [this, socket, found] {
-        // Nothing more is read once the result is out, even if a slot runs a nested event loop.
+    QTimer::singleShot(longSweep ? kLongSweepMs : kShortSweepMs, socket, [this, socket, found, repeat] {
+        // Nothing more is read or sent once the result is out, even if a slot runs a nested event
+        // loop: the socket goes later, and a write on a closed socket would bind it again.
+        if (repeat)
+            repeat->stop();
         socket->disconnect(socket);
         socket->close();
         QPointer<QUdpSocket> guard(socket);

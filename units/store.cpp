@@ -1,6 +1,7 @@
 #include "units/store.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QJsonArray>
 #include <QSet>
 
@@ -16,6 +17,15 @@ int readPort(const QJsonValue &v)
         return 8090;
     const double d = v.toDouble();
     return (d >= 1 && d <= 65535) ? int(d) : 8090;
+}
+
+// Pins set during this run. A pin that pins.json did not take (a full disk, a read-only folder)
+// still holds until the program ends, so a unit cannot swap its certificate just because the
+// first one was never written down.
+QHash<QString, QString> &heldPins()
+{
+    static QHash<QString, QString> pins;
+    return pins;
 }
 
 } // namespace
@@ -75,11 +85,14 @@ void saveUnits(const QList<Unit> &units)
 
 QString pinFor(const QString &key)
 {
+    if (const auto held = heldPins().constFind(key); held != heldPins().cend())
+        return *held;
     return readJsonFile(configPath(u"pins.json"_s)).object().value(key).toString();
 }
 
 void setPin(const QString &key, const QString &fingerprint)
 {
+    heldPins().insert(key, fingerprint);
     const QString path = configPath(u"pins.json"_s);
     QJsonObject pins = readJsonFile(path).object();
     pins.insert(key, fingerprint);
@@ -88,6 +101,7 @@ void setPin(const QString &key, const QString &fingerprint)
 
 void forgetPin(const QString &key)
 {
+    heldPins().remove(key);
     const QString path = configPath(u"pins.json"_s);
     QJsonObject pins = readJsonFile(path).object();
     pins.remove(key);

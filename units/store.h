@@ -42,6 +42,8 @@ using app::writeJsonFile;
 QList<Unit> loadUnits();
 void saveUnits(const QList<Unit> &units);
 
+// Certificate pins: pins.json, and a table of the pins set in this run that wins over it, so that
+// a pin the file did not take still holds until the program ends. Forgetting clears both.
 QString pinFor(const QString &key);
 void setPin(const QString &key, const QString &fingerprint);
 void forgetPin(const QString &key);

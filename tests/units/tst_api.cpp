@@ -1,16 +1,21 @@
 // The unit API client against real HTTP and HTTPS servers on 127.0.0.1 with OS-picked ports and
 // self-signed certificates made by openssl at run time: every kind of reply, headers and tokens,
-// time limits, and trust-on-first-use pinning in pins.json.
+// time limits, and trust-on-first-use pinning, checked at the handshake so that a unit whose
+// certificate changed receives nothing.
 
 #include "units/api.h"
 #include "unitstest.h"
 
+#include <QDir>
+#include <QFileInfo>
+#include <QPointer>
 #include <QProcess>
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QSslServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -29,12 +34,29 @@ struct Seen
     QHash<QByteArray, QByteArray> headers; // names in lower case
 };
 
-// A one-request-per-connection HTTP/1.1 server with canned answers per path (the query is ignored).
+// Starts each TLS handshake only after a pause, for a client that gives up meanwhile.
+class SlowSslServer final : public QSslServer
+{
+public:
+    using QSslServer::QSslServer;
+    int pauseMs = 0;
+
+protected:
+    void incomingConnection(qintptr socket) override
+    {
+        if (pauseMs <= 0)
+            return QSslServer::incomingConnection(socket);
+        QTimer::singleShot(pauseMs, this, [this, socket] { QSslServer::incomingConnection(socket); });
+    }
+};
+
+// An HTTP/1.1 server with canned answers per path (the query is ignored) that closes each connection
+// after its answer, or keeps it open as units do.
 class MiniServer final : public QObject
 {
 public:
     explicit MiniServer(bool tls)
-        : m_server(tls ? new QSslServer(this) : new QTcpServer(this))
+        : m_server(tls ? new SlowSslServer(this) : new QTcpServer(this))
     {
         connect(m_server, &QTcpServer::pendingConnectionAvailable, this, [this] {
             while (m_server->hasPendingConnections())
@@ -55,43 +77,71 @@ public:
         return !ssl.localCertificate().isNull() && !ssl.privateKey().isNull();
     }
 
+    // A unit restarting: every open connection goes.
+    void dropConnections()
+    {
+        for (const QPointer<QTcpSocket> &socket : std::as_const(m_open)) {
+            if (socket)
+                socket->abort();
+        }
+        m_open.clear();
+    }
+    void pauseHandshakes(int ms) { static_cast<SlowSslServer *>(m_server)->pauseMs = ms; }
+
     QHash<QByteArray, Canned> routes;
     QList<Seen> seen;
+    QByteArray received; // every byte that came in over any connection (after TLS), in order
+    bool keepAlive = false;
 
 private:
     void serve(QTcpSocket *socket)
     {
         socket->setParent(this);
+        m_open << socket;
         auto buffer = std::make_shared<QByteArray>();
         connect(socket, &QTcpSocket::readyRead, this, [this, socket, buffer] {
-            *buffer += socket->readAll();
-            const qsizetype end = buffer->indexOf("\r\n\r\n");
-            if (end < 0)
-                return;
-            const QList<QByteArray> lines = buffer->left(end).split('\n');
-            const QList<QByteArray> first = lines.first().trimmed().split(' ');
-            Seen request{first.value(0), first.value(1), {}, {}};
-            for (const QByteArray &line : lines.mid(1)) {
-                if (const qsizetype colon = line.indexOf(':'); colon > 0)
-                    request.headers.insert(line.left(colon).trimmed().toLower(), line.mid(colon + 1).trimmed());
+            const QByteArray bytes = socket->readAll();
+            received += bytes;
+            *buffer += bytes;
+            while (answerOne(socket, *buffer)) {
             }
-            const qsizetype length = request.headers.value("content-length", "0").toLongLong();
-            if (buffer->size() < end + 4 + length)
-                return;
-            request.body = buffer->mid(end + 4, length);
-            buffer->clear();
-            seen << request;
-            const Canned answer = routes.value(request.target.split('?').first(), {404, R"({"error":"no such path"})"});
-            if (answer.silent)
-                return;
-            socket->write("HTTP/1.1 " + QByteArray::number(answer.status) +
-                          " Canned\r\nContent-Type: application/json\r\nContent-Length: " +
-                          QByteArray::number(answer.body.size()) + "\r\nConnection: close\r\n\r\n" + answer.body);
-            socket->disconnectFromHost();
         });
     }
 
+    // Answers the first whole request in the buffer; false when there is none (or the connection closes).
+    bool answerOne(QTcpSocket *socket, QByteArray &buffer)
+    {
+        const qsizetype end = buffer.indexOf("\r\n\r\n");
+        if (end < 0)
+            return false;
+        const QList<QByteArray> lines = buffer.left(end).split('\n');
+        const QList<QByteArray> first = lines.first().trimmed().split(' ');
+        Seen request{first.value(0), first.value(1), {}, {}};
+        for (const QByteArray &line : lines.mid(1)) {
+            if (const qsizetype colon = line.indexOf(':'); colon > 0)
+                request.headers.insert(line.left(colon).trimmed().toLower(), line.mid(colon + 1).trimmed());
+        }
+        const qsizetype length = request.headers.value("content-length", "0").toLongLong();
+        if (buffer.size() < end + 4 + length)
+            return false;
+        request.body = buffer.mid(end + 4, length);
+        buffer.remove(0, end + 4 + length);
+        seen << request;
+        const Canned answer = routes.value(request.target.split('?').first(), {404, R"({"error":"no such path"})"});
+        if (answer.silent)
+            return true;
+        socket->write(
+            "HTTP/1.1 " + QByteArray::number(answer.status) +
+            " Canned\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(answer.body.size()) +
+            "\r\nConnection: " + (keepAlive ? "keep-alive" : "close") + "\r\n\r\n" + answer.body);
+        if (keepAlive)
+            return true;
+        socket->disconnectFromHost();
+        return false;
+    }
+
     QTcpServer *m_server;
+    QList<QPointer<QTcpSocket>> m_open;
 };
 
 // Runs one request through a callback and waits until the callback has run.
@@ -126,6 +176,7 @@ class TestApi final : public QObject
 
     QTemporaryDir m_certs;
     QString m_fingerprint[2];
+    QStringList m_keys; // of every server made, so that no pin outlives its test
 
     QString cert(int i) const { return m_certs.filePath(u"unit%1.pem"_s.arg(i)); }
     QString key(int i) const { return m_certs.filePath(u"unit%1.key"_s.arg(i)); }
@@ -135,6 +186,7 @@ class TestApi final : public QObject
         auto s = std::make_unique<MiniServer>(tls);
         if ((tls && !s->useCertificate(cert(certificate), key(certificate))) || !s->listen())
             return nullptr;
+        m_keys << units::unitKey(u"127.0.0.1"_s, s->port());
         return s;
     }
 
@@ -155,7 +207,17 @@ private slots:
         }
         QVERIFY(!m_fingerprint[0].isEmpty() && m_fingerprint[0] != m_fingerprint[1]);
     }
-    void init() { QFile::remove(pinsPath()); }
+    void init()
+    {
+        QDir(pinsPath()).removeRecursively();
+        QFile::remove(pinsPath());
+    }
+    void cleanup()
+    {
+        for (const QString &key : std::as_const(m_keys))
+            units::forgetPin(key);
+        m_keys.clear();
+    }
 
     void replies_data()
     {
@@ -303,23 +365,26 @@ private slots:
         auto other = server(true, 1);
         QVERIFY(s && other);
         s->routes["/api/ui"] = other->routes["/api/ui"] = {200, R"({"screen":"x"})"};
+        s->routes["/api/wait"] = {200, "{}", true};
         const auto pins = [] { return QJsonDocument::fromJson(unitstest::readFile(pinsPath())).object(); };
         units::Api api;
         aim(api, s.get(), true);
-        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
         const QString first = api.key();
-        QCOMPARE(pins(), (QJsonObject{{first, m_fingerprint[0]}}));
 
-        // Another certificate: the answer arrives but fails, and the pin stays until the user accepts.
+        // First contact pins at the handshake, before any answer.
+        bool answered = false;
+        api.get(
+            u"/api/wait"_s, [&](const units::Api::Reply &) { answered = true; }, 1000);
+        QVERIFY(QTest::qWaitFor([&] { return !s->seen.isEmpty(); }, 8000));
+        QCOMPARE(pins(), (QJsonObject{{first, m_fingerprint[0]}}));
+        QVERIFY(!answered);
+        QVERIFY(QTest::qWaitFor([&] { return answered; }, 8000));
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
+
+        // Another certificate is refused (changedCertificateGetsNothing says how), and the pin stays
+        // until the user accepts.
         QVERIFY(s->useCertificate(cert(1), key(1)));
-        const units::Api::Reply changed = units::waitFor(api, u"/api/ui"_s, 8000);
-        QCOMPARE(changed.ok, false);
-        QCOMPARE(changed.certChanged, true);
-        QCOMPARE(changed.error, u"this unit's certificate has changed"_s);
-        QCOMPARE(changed.status, 200);
-        QCOMPARE(changed.body, "{\"screen\":\"x\"}");
-        const units::Api::Reply post = run([&](units::Api::Callback cb) { api.post(u"/api/ui"_s, {}, cb, 8000); });
-        QVERIFY(post.certChanged && !post.ok);
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).certChanged);
         QCOMPARE(pins(), (QJsonObject{{first, m_fingerprint[0]}}));
 
         // Pins are per unit key: another unit with that certificate is pinned beside the first.
@@ -327,11 +392,89 @@ private slots:
         QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
         QCOMPARE(pins(), (QJsonObject{{first, m_fingerprint[0]}, {api.key(), m_fingerprint[1]}}));
 
-        // Accepting the new certificate: the next answer pins it.
+        // Accepting the new certificate: the next handshake pins it.
         aim(api, s.get(), true);
         units::forgetPin(first);
         QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
         QCOMPARE(units::pinFor(first), m_fingerprint[1]);
+    }
+
+    void changedCertificateGetsNothing_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::newRow("the unit restarted with another certificate") << u"restart"_s;
+        QTest::newRow("the pin changed, a connection with the old one kept alive") << u"repin"_s;
+        QTest::newRow("the pin changed while the requests waited for a connection") << u"repin-late"_s;
+        QTest::newRow("a connection left by a request given up in its handshake") << u"given-up"_s;
+    }
+    void changedCertificateGetsNothing()
+    {
+        QFETCH(QString, change);
+        auto s = server(true, 0);
+        QVERIFY(s);
+        // Kept alive as units do, except where the next requests must open new connections.
+        s->keepAlive = change != u"repin-late"_s;
+        s->routes["/api/login"] = {200, R"({"token":"token-secret"})"};
+        s->routes["/api/ui"] = s->routes["/api/view"] = {};
+        units::Api api;
+        aim(api, s.get(), true);
+        QVERIFY(run([&](units::Api::Callback cb) { api.login(u"first-passcode"_s, cb); }).ok);
+        const auto repin = [&] {
+            units::forgetPin(api.key());
+            units::setPin(api.key(), m_fingerprint[1]);
+        };
+        if (change == u"restart"_s || change == u"given-up"_s) {
+            QVERIFY(s->useCertificate(cert(1), key(1)));
+            s->dropConnections();
+        }
+        if (change == u"repin"_s)
+            repin();
+        if (change == u"given-up"_s) {
+            s->pauseHandshakes(600);
+            QVERIFY(!units::waitFor(api, u"/api/ui"_s, 100).ok);
+            QTest::qWait(1000); // the server ends that handshake meanwhile
+            s->pauseHandshakes(0);
+        }
+        s->received.clear();
+
+        // All at once: the passcode of a sign-in, the bearer token, a field value.
+        QList<units::Api::Reply> replies;
+        const auto collect = [&](const units::Api::Reply &r) { replies << r; };
+        api.login(u"second-passcode"_s, collect);
+        api.get(u"/api/ui"_s, collect, 8000);
+        api.post(u"/api/view"_s, {{"fields"_L1, QJsonObject{{"serial"_L1, "field-secret"_L1}}}}, collect, 8000);
+        if (change == u"repin-late"_s)
+            repin();
+        QVERIFY(QTest::qWaitFor([&] { return replies.size() == 3; }, 30000));
+        for (const units::Api::Reply &r : std::as_const(replies)) {
+            QVERIFY(!r.ok && r.certChanged);
+            QCOMPARE(r.error, u"this unit's certificate has changed"_s);
+            QCOMPARE(r.status, 0);
+            QCOMPARE(r.body, QByteArray());
+        }
+        QCOMPARE(s->received, QByteArray()); // not one byte after the handshakes
+        const bool repinned = change.startsWith(u"repin"_s);
+        QCOMPARE(units::pinFor(api.key()), m_fingerprint[repinned ? 1 : 0]);
+    }
+
+    void pinHeldWhenItCannotBeWritten()
+    {
+        QVERIFY(QDir().mkpath(pinsPath())); // a folder where pins.json would go
+        auto s = server(true, 0);
+        QVERIFY(s);
+        s->routes["/api/ui"] = {};
+        units::Api api;
+        aim(api, s.get(), true);
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
+        QVERIFY(QFileInfo(pinsPath()).isDir());
+        QVERIFY(s->useCertificate(cert(1), key(1)));
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).certChanged);
+        // Accepting forgets the held pin too; the next certificate seen is held instead.
+        units::forgetPin(api.key());
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).ok);
+        QCOMPARE(units::pinFor(api.key()), m_fingerprint[1]);
+        QVERIFY(s->useCertificate(cert(0), key(0)));
+        QVERIFY(units::waitFor(api, u"/api/ui"_s, 8000).certChanged);
     }
 
     void plainHttpNeverTouchesPins()
@@ -344,6 +487,7 @@ private slots:
         units::Api::Reply r = units::waitFor(api, u"/api/ui"_s, 8000);
         QVERIFY(r.ok && !r.certChanged);
         QVERIFY(!QFile::exists(pinsPath()));
+        QCOMPARE(units::pinFor(api.key()), QString());
 
         // Nor does a pin for the same key fail a plain answer or get rewritten by it.
         const QByteArray pins = "{\"" + api.key().toLatin1() + "\": \"" + QByteArray(64, 'f') + "\"}";

@@ -14,6 +14,8 @@
 
 #include <numeric>
 
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -150,11 +152,56 @@ private slots:
         }
         QCOMPARE(targets, (QSet<QString>{u"10.77.0.255"_s, u"255.255.255.255"_s}));
 
-        // A long sweep sends the probes again while it listens.
+        // A long sweep sends the probes again while it listens, and never once its result is out,
+        // even while a slot of that result runs a nested event loop over two repeat periods.
         const qsizetype shortProbes = site.probes.size();
         site.probes.clear();
-        QCOMPARE(runSweep(true).sweeps, 1);
-        QVERIFY(site.probes.size() > shortProbes);
+        units::Discovery discovery;
+        qsizetype atResult = -1;
+        connect(&discovery, &units::Discovery::swept, this, [&] {
+            QTest::qWait(200); // what left before the result arrives
+            atResult = site.probes.size();
+            QTest::qWait(1000);
+        });
+        discovery.sweep(true);
+        QVERIFY(QTest::qWaitFor([&] { return atResult >= 0; }, 30000));
+        QTest::qWait(200);
+        QVERIFY(atResult > shortProbes);
+        QCOMPARE(site.probes.size(), atResult);
+    }
+
+    void failedBind()
+    {
+        // No descriptor can be made, so no socket can bind. Each empty result starts another sweep
+        // at once, as the window does: results must come from the event loop, one at a time.
+        units::Discovery discovery;
+        int sweeps = 0, depth = 0, deepest = 0, nonEmpty = 0;
+        bool inSweep = false, fromInside = false;
+        const auto sweep = [&](bool longSweep) {
+            inSweep = true;
+            discovery.sweep(longSweep);
+            inSweep = false;
+        };
+        connect(&discovery, &units::Discovery::swept, this, [&](const units::Discovery::Found &found) {
+            deepest = std::max(deepest, ++depth);
+            fromInside = fromInside || inSweep;
+            nonEmpty += found.isEmpty() ? 0 : 1;
+            if (++sweeps < 100)
+                sweep(true);
+            --depth;
+        });
+        rlimit saved{};
+        QCOMPARE(getrlimit(RLIMIT_NOFILE, &saved), 0);
+        rlimit none = saved;
+        none.rlim_cur = 0;
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &none), 0);
+        sweep(false);
+        const bool ended = QTest::qWaitFor([&] { return sweeps >= 100; }, 10000);
+        setrlimit(RLIMIT_NOFILE, &saved);
+        QVERIFY(ended);
+        QCOMPARE(nonEmpty, 0);
+        QVERIFY(!fromInside);
+        QCOMPARE(deepest, 1);
     }
 
     void answers_data()
