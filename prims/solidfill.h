@@ -19,6 +19,7 @@
 
 class QColor;
 class QImage;
+class QPainter;
 
 namespace prims {
 
@@ -32,16 +33,14 @@ public:
     // fills it: the pixels are written in place, between the painter's own drawing.
     explicit SolidFill(QImage &image);
 
-    // The colour as the painter blends a solid brush at `opacity`.
-    static QRgb premultiplied(const QColor &color, double opacity);
-
-    // Each returns false, having drawn nothing, when the shape is not for it (too large, reaching
-    // outside the image, not a number): the caller then draws it with QPainter. `color` is
-    // premultiplied.
-    // A path of lines and curves, each subpath closed, under `toDevice`.
-    bool fillPath(const QPainterPath &path, const QTransform &toDevice, QRgb color);
-    bool fillPolygon(const QPolygonF &polygon, Qt::FillRule rule, const QTransform &toDevice, QRgb color);
-    bool fillEllipse(const QRectF &rect, const QTransform &toDevice, QRgb color);
+    // Each fills a shape in `color` as `painter` would fill it with a solid brush and no pen: under
+    // its device transform and at its opacity. Each returns false, having drawn nothing, when the
+    // shape is not for it (too large, reaching outside the image, not a number): the caller then
+    // draws it with the painter.
+    // A path of lines and curves, each subpath closed.
+    bool fillPath(const QPainter &painter, const QPainterPath &path, const QColor &color);
+    bool fillPolygon(const QPainter &painter, const QPolygonF &polygon, Qt::FillRule rule, const QColor &color);
+    bool fillEllipse(const QPainter &painter, const QRectF &rect, const QColor &color);
 
 private:
     void begin(const QTransform &toDevice);
