@@ -101,6 +101,7 @@ SolidFill::SolidFill(QImage &image)
     if (image.format() != QImage::Format_ARGB32_Premultiplied || image.isNull())
         return; // every fill declines
     m_bits = image.bits();
+    m_device = &image;
     m_bytesPerLine = image.bytesPerLine();
     m_width = image.width();
     m_height = image.height();
@@ -108,15 +109,20 @@ SolidFill::SolidFill(QImage &image)
 
 QPointF SolidFill::map(QPointF p) const
 {
-    if (m_affine)
-        return {m_m11 * p.x() + m_m21 * p.y() + m_dx, m_m12 * p.x() + m_m22 * p.y() + m_dy};
-    return m_toDevice.map(p);
+    return {m_m11 * p.x() + m_m21 * p.y() + m_dx, m_m12 * p.x() + m_m22 * p.y() + m_dy};
 }
 
-void SolidFill::begin(const QTransform &toDevice)
+bool SolidFill::begin(const QPainter &painter)
 {
-    m_toDevice = toDevice;
-    m_affine = toDevice.type() < QTransform::TxProject;
+    // A clip, another composition mode or aliased edges change what the engine writes; under a
+    // perspective the engine maps the whole path its own way rather than point by point.
+    if (!m_bits || !painter.isActive() || painter.device() != m_device || painter.hasClipping() ||
+        painter.compositionMode() != QPainter::CompositionMode_SourceOver ||
+        !painter.testRenderHint(QPainter::Antialiasing))
+        return false;
+    const QTransform toDevice = painter.deviceTransform();
+    if (toDevice.type() == QTransform::TxProject)
+        return false;
     m_m11 = toDevice.m11();
     m_m12 = toDevice.m12();
     m_m21 = toDevice.m21();
@@ -128,6 +134,7 @@ void SolidFill::begin(const QTransform &toDevice)
     m_curveTolerance = scale > 0 ? 0.25 / scale : 0.25;
     m_points.clear();
     m_starts.clear();
+    return true;
 }
 
 void SolidFill::moveTo(QPointF p)
@@ -183,9 +190,8 @@ void SolidFill::cubicTo(QPointF c1, QPointF c2, QPointF end)
 
 bool SolidFill::fillPath(const QPainter &painter, const QPainterPath &path, const QColor &color)
 {
-    if (!m_bits)
+    if (!begin(painter))
         return false;
-    begin(painter.deviceTransform());
     const int count = path.elementCount();
     for (int i = 0; i < count; ++i) {
         const QPainterPath::Element e = path.elementAt(i);
@@ -211,9 +217,8 @@ bool SolidFill::fillPath(const QPainter &painter, const QPainterPath &path, cons
 
 bool SolidFill::fillPolygon(const QPainter &painter, const QPolygonF &polygon, Qt::FillRule rule, const QColor &color)
 {
-    if (!m_bits)
+    if (!begin(painter))
         return false;
-    begin(painter.deviceTransform());
     for (qsizetype i = 0; i < polygon.size(); ++i)
         i == 0 ? moveTo(polygon[i]) : lineTo(polygon[i]);
     return finish(rule, premultiplied(color, painter.opacity()));
@@ -221,12 +226,11 @@ bool SolidFill::fillPolygon(const QPainter &painter, const QPolygonF &polygon, Q
 
 bool SolidFill::fillEllipse(const QPainter &painter, const QRectF &r, const QColor &color)
 {
-    if (!m_bits)
+    if (!begin(painter))
         return false;
     const QRectF rect = r.normalized();
     const double x = rect.x(), y = rect.y(), w = rect.width(), h = rect.height();
     const double w2 = w / 2, h2 = h / 2, w2k = w2 * kKappa, h2k = h2 * kKappa;
-    begin(painter.deviceTransform());
     // Four quarters from the right end, the way the painter lays out a full ellipse.
     moveTo({x + w, y + h2});
     cubicTo({x + w, y + h2 + h2k}, {x + w2 + w2k, y + h}, {x + w2, y + h});

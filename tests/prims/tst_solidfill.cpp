@@ -132,6 +132,8 @@ private slots:
     void matchesThePainter();
     void randomShapesMatch_data();
     void randomShapesMatch();
+    void followsThePainterState_data();
+    void followsThePainterState();
     void declines_data();
     void declines();
     void emptyShapesDrawNothing();
@@ -249,6 +251,89 @@ void TestSolidFill::randomShapesMatch()
     const Diff d = compare(painted, filled);
     QVERIFY2(d.maxChannel <= 2,
              qPrintable(u"a channel differs by %1 (%2 pixels differ)"_s.arg(d.maxChannel).arg(d.pixels)));
+}
+
+// The painter's state that the fill cannot follow sends the shape back to the painter: either way,
+// "fill, else paint" gives what the painter alone gives.
+void TestSolidFill::followsThePainterState_data()
+{
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<bool>("taken");
+    QTest::newRow("plain") << u"plain"_s << true;
+    QTest::newRow("clip rectangle") << u"clip rectangle"_s << false;
+    QTest::newRow("clip region") << u"clip region"_s << false;
+    QTest::newRow("clip path") << u"clip path"_s << false;
+    QTest::newRow("clip switched off") << u"clip off"_s << true;
+    QTest::newRow("source composition") << u"source"_s << false;
+    QTest::newRow("multiply composition") << u"multiply"_s << false;
+    QTest::newRow("destination over") << u"destination over"_s << false;
+    QTest::newRow("no antialiasing") << u"aliased"_s << false;
+    // The engine maps a path under a perspective as a whole, not point by point as the fill would.
+    QTest::newRow("perspective") << u"perspective"_s << false;
+    QTest::newRow("painter on another image") << u"other image"_s << false;
+}
+
+void TestSolidFill::followsThePainterState()
+{
+    QFETCH(QString, state);
+    QFETCH(bool, taken);
+    const auto apply = [&state](QPainter &p) {
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setTransform(QTransform::fromScale(1.1, 1.1));
+        if (state == u"clip rectangle")
+            p.setClipRect(QRectF(0, 0, 36.5, 80));
+        else if (state == u"clip region")
+            p.setClipRegion(QRegion(0, 0, 30, 30) + QRegion(30, 30, 30, 30));
+        else if (state == u"clip path")
+            p.setClipPath([] {
+                QPainterPath clip;
+                clip.addEllipse(QRectF(20, 10, 30, 30));
+                return clip;
+            }());
+        else if (state == u"clip off")
+            p.setClipRect(QRect(0, 0, 30, 30)), p.setClipping(false);
+        else if (state == u"source")
+            p.setCompositionMode(QPainter::CompositionMode_Source);
+        else if (state == u"multiply")
+            p.setCompositionMode(QPainter::CompositionMode_Multiply);
+        else if (state == u"destination over")
+            p.setCompositionMode(QPainter::CompositionMode_DestinationOver);
+        else if (state == u"aliased")
+            p.setRenderHint(QPainter::Antialiasing, false);
+        else if (state == u"perspective")
+            p.setTransform(QTransform(1.1, 0.1, 0.012, -0.1, 1.1, 0.009, 0, 0, 1));
+        p.setPen(Qt::NoPen);
+    };
+    const QColor color(200, 80, 30, 160);
+    for (const QString &name : {u"ellipse"_s, u"star, winding"_s, u"closed curve"_s}) {
+        const Shape s = shapeNamed(name);
+        const QImage start = background();
+        QImage painted = start;
+        {
+            QPainter p(&painted);
+            apply(p);
+            p.setBrush(color);
+            s.paint(p);
+        }
+        QImage filled = start;
+        QImage other = start;
+        bool took = false;
+        {
+            SolidFill fill(state == u"other image" ? other : filled);
+            QPainter p(&filled);
+            apply(p);
+            p.setBrush(color);
+            took = s.fill(fill, p, color);
+            if (!took)
+                s.paint(p);
+        }
+        const Diff d = compare(painted, filled);
+        QVERIFY2(
+            d.maxChannel <= (taken ? 2 : 0),
+            qPrintable(u"%1: a channel differs by %2 (%3 pixels differ)"_s.arg(name).arg(d.maxChannel).arg(d.pixels)));
+        QCOMPARE(other, start);
+        QCOMPARE(took, taken);
+    }
 }
 
 void TestSolidFill::declines_data()
