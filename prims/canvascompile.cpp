@@ -11,6 +11,7 @@
 #include <QPainterPathStroker>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <tuple>
@@ -600,6 +601,49 @@ void Canvas::compile(const QPaintDevice *device)
 
 namespace {
 
+// The keys a tween moves, with the value a side that lacks them starts from.
+struct TweenKey
+{
+    QLatin1StringView key;
+    double missing;
+};
+constexpr std::array<TweenKey, 9> kTweenKeys = {{{"x"_L1, 0},
+                                                 {"y"_L1, 0},
+                                                 {"w"_L1, 0},
+                                                 {"h"_L1, 0},
+                                                 {"x1"_L1, 0},
+                                                 {"y1"_L1, 0},
+                                                 {"x2"_L1, 0},
+                                                 {"y2"_L1, 0},
+                                                 {"opacity"_L1, 1}}};
+constexpr std::array<QLatin1StringView, 3> kTweenTransformKeys = {"rotate"_L1, "tx"_L1, "ty"_L1};
+
+void tweenKeys(const QJsonObject &previous, QJsonObject &out, QLatin1StringView key, double missing, double t)
+{
+    if (!previous.contains(key) && !out.contains(key))
+        return;
+    const double from = canvasLimited(readNumber(previous, key, missing));
+    const double to = canvasLimited(readNumber(out, key, missing));
+    out.insert(key, from + (to - from) * t);
+}
+
+// One item between its previous and its new version at progress `t` (0..1).
+QJsonObject tweenItem(const QJsonObject &previous, const QJsonObject &next, double t)
+{
+    t = std::isfinite(t) ? std::clamp(t, 0.0, 1.0) : 1.0;
+    QJsonObject out = next;
+    for (const TweenKey &k : kTweenKeys)
+        tweenKeys(previous, out, k.key, k.missing, t);
+    const QJsonObject before = readObject(previous, "transform"_L1);
+    QJsonObject after = readObject(next, "transform"_L1);
+    if (!before.isEmpty() || !after.isEmpty()) {
+        for (QLatin1StringView key : kTweenTransformKeys)
+            tweenKeys(before, after, key, 0, t);
+        out.insert("transform"_L1, after);
+    }
+    return out;
+}
+
 struct TweenFrame
 {
     const QHash<QString, QJsonObject> &previous;
@@ -632,7 +676,7 @@ CanvasNode tweenNode(const TweenFrame &frame, const QJsonValue &raw, const Canva
     if (!id.isEmpty()) {
         const auto previous = frame.previous.constFind(id);
         if (previous != frame.previous.cend() && readText(*previous, "kind"_L1) == kind) {
-            item = Canvas::tweenItem(*previous, item, frame.t);
+            item = tweenItem(*previous, item, frame.t);
             moved = true;
         }
     }
