@@ -23,7 +23,6 @@ namespace prims {
 namespace {
 
 constexpr int kMaxItems = kCanvasMaxItems;
-constexpr int kMaxGroupDepth = kCanvasMaxGroupDepth;
 
 double clampedNumber(const QJsonObject &o, QLatin1StringView key, double def, double lo, double hi)
 {
@@ -217,14 +216,14 @@ void Canvas::indexPrevious(const QJsonArray &items, int depth)
         const QString id = readText(item, "id"_L1);
         if (!id.isEmpty() && !m_previous.contains(id))
             m_previous.insert(id, item);
-        if (readText(item, "kind"_L1) == "group"_L1 && depth < kMaxGroupDepth)
+        if (readText(item, "kind"_L1) == "group"_L1 && depth < kCanvasTweenDepth)
             indexPrevious(readArray(item, "items"_L1, kMaxItems), depth + 1);
     }
 }
 
 QJsonObject Canvas::resolveUse(const QJsonObject &item, int depth) const
 {
-    if (depth >= kMaxGroupDepth || readText(item, "kind"_L1) != "use"_L1)
+    if (depth >= kCanvasMaxNesting || readText(item, "kind"_L1) != "use"_L1)
         return item;
     const QJsonObject base = readObject(m_defs, QLatin1StringView(readText(item, "ref"_L1).toLatin1()));
     if (base.isEmpty())
@@ -243,7 +242,7 @@ bool Canvas::clickableIn(const QJsonArray &items, int depth) const
         const QJsonObject item = resolveUse(value.toObject(), 0);
         if (!readObject(item, "click"_L1).isEmpty())
             return true;
-        if (readText(item, "kind"_L1) == "group"_L1 && depth < kMaxGroupDepth &&
+        if (readText(item, "kind"_L1) == "group"_L1 && depth < kCanvasMaxNesting &&
             clickableIn(readArray(item, "items"_L1, kMaxItems), depth + 1))
             return true;
     }

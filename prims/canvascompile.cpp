@@ -23,7 +23,6 @@ namespace prims {
 namespace {
 
 constexpr int kMaxItems = kCanvasMaxItems;
-constexpr int kMaxGroupDepth = kCanvasMaxGroupDepth;
 
 double coord(const QJsonValue &v, double def = 0)
 {
@@ -355,7 +354,7 @@ private:
             node.bounds = boxOf(item);
         } else if (kind == "group"_L1) {
             node.kind = Kind::Group;
-            if (depth < kMaxGroupDepth) {
+            if (depth < kCanvasMaxNesting) {
                 if (groupItems) // a tween brings its own children
                     return;
                 node.children = compileArray(readArray(item, "items"_L1, kMaxItems), depth + 1);
@@ -680,7 +679,7 @@ CanvasNode tweenNode(const TweenFrame &frame, const QJsonValue &raw, const Canva
             moved = true;
         }
     }
-    if (kind != "group"_L1 || depth >= kMaxGroupDepth)
+    if (kind != "group"_L1 || depth >= kCanvasTweenDepth)
         return moved ? frame.compiler.compileItem(item, depth) : compiled;
     const QJsonArray children = readArray(item, "items"_L1, kMaxItems);
     CanvasNode node;

@@ -25,9 +25,14 @@
 
 namespace prims {
 
-// What every reader of a drawing keeps to: items per array, group nesting, coordinate size.
+// What every reader of a drawing keeps to: items per array, nesting, coordinate size.
 inline constexpr int kCanvasMaxItems = 4000;
-inline constexpr int kCanvasMaxGroupDepth = 8;
+// Groups (and chains of "use") are followed this deep: past anything a drawing needs, it only
+// keeps a hostile one from exhausting the stack.
+inline constexpr int kCanvasMaxNesting = 64;
+// A tween pairs items with their previous versions through groups this deep; deeper items are
+// drawn all the same, as they are.
+inline constexpr int kCanvasTweenDepth = 8;
 inline constexpr double kCanvasLimit = 1e6;
 
 // A number limited to plus or minus kCanvasLimit; NaN and infinities read as -kCanvasLimit.
