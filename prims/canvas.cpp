@@ -69,7 +69,7 @@ void Canvas::setSpec(const QJsonObject &element, bool relayout)
     m_defs = readObject(element, "defs"_L1);
     m_items = readArray(element, "items"_L1, kMaxItems);
     m_tweenMs = readInt(element, "tween_ms"_L1, 0, 0, 2000);
-    m_background = element.contains("background"_L1) ? readText(element, "background"_L1) : QString();
+    m_background = canvasTone(element, "background"_L1);
     compile(this);
 
     m_previous.clear();

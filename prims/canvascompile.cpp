@@ -70,13 +70,13 @@ QTransform itemTransform(const QJsonObject &t)
 QPen strokePen(const QJsonObject &item, const QString &fallbackTone)
 {
     const QJsonValue stroke = item.value("stroke"_L1);
-    QPen pen(tone(readText(item, "tone"_L1), fallbackTone), 1);
+    QPen pen(tone(canvasTone(item, "tone"_L1), fallbackTone), 1);
     pen.setCosmetic(false);
     if (stroke.isString()) {
         pen.setColor(tone(stroke.toString(), fallbackTone));
     } else if (stroke.isObject()) {
         const QJsonObject s = stroke.toObject();
-        pen.setColor(tone(readText(s, "tone"_L1), u"edge"_s));
+        pen.setColor(tone(canvasTone(s, "tone"_L1), u"edge"_s));
         pen.setWidthF(clamped(s, "weight"_L1, 1, 0, 64));
         const QString dash = readText(s, "dash"_L1);
         if (dash == "dash"_L1)
@@ -145,8 +145,8 @@ QBrush fillBrush(const QJsonObject &item, const QRectF &rect)
         return gradientBrush(fill.toObject(), rect);
     if (fill.isString())
         return fill.toString().isEmpty() || fill.toString() == "none"_L1 ? QBrush() : tone(fill.toString(), {});
-    if (item.contains("tone"_L1))
-        return tone(readText(item, "tone"_L1), u"ink"_s);
+    if (item.value("tone"_L1).isString())
+        return tone(canvasTone(item, "tone"_L1), u"ink"_s);
     return {};
 }
 
@@ -505,7 +505,7 @@ private:
             node.brush = theme::toneColor(u"surface"_s);
             node.radius = clamped(item, "radius"_L1, h / 2, 0, 400);
         }
-        node.pen = QPen(tone(readText(item, "tone"_L1), label ? u"body"_s : u"ink"_s));
+        node.pen = QPen(tone(canvasTone(item, "tone"_L1), label ? u"body"_s : u"ink"_s));
 
         const double angle = clamped(item, "rotate"_L1, 0, -36000, 36000);
         node.bounds = box;

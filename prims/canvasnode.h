@@ -2,6 +2,8 @@
 // The canvas's display list: each shape item read once from its JSON into what QPainter needs
 // (pens, brushes, painter paths, laid-out text, marker geometry), so that a paint only walks it.
 
+#include "prims/json.h"
+
 #include <QBrush>
 #include <QFont>
 #include <QFontMetricsF>
@@ -39,6 +41,13 @@ inline constexpr double kCanvasLimit = 1e6;
 inline double canvasLimited(double v)
 {
     return std::isfinite(v) ? std::clamp(v, -kCanvasLimit, kCanvasLimit) : -kCanvasLimit;
+}
+
+// A tone name: only a string names one. Anything else takes the default, a bool included, which
+// the text reader would spell out as "true" or "false".
+inline QString canvasTone(const QJsonObject &o, QLatin1StringView key, const QString &def = {})
+{
+    return o.value(key).isString() ? readText(o, key, def) : def;
 }
 
 struct CanvasMarker

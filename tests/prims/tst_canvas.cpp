@@ -428,6 +428,45 @@ private slots:
         QCOMPARE(img.pixelColor(150, 50), QColor(u"#101010"_s));
     }
 
+    // A tone key holding anything but a string takes its default, as if it were not there, where a
+    // string tone would show: the background, a line's stroke, a stroke object's tone, a shape's fill.
+    void wrongToneTypes_data()
+    {
+        QTest::addColumn<QString>("items");
+        QTest::addColumn<QString>("extra");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("wrong");
+        const QString none = u"[]"_s;
+        const QString line = uR"([{"kind":"line","x1":0,"y1":50,"x2":200,"y2":50%1}])"_s;
+        QTest::newRow("background true") << none << u"%1"_s << u"background"_s << u"true"_s;
+        QTest::newRow("background false") << none << u"%1"_s << u"background"_s << u"false"_s;
+        QTest::newRow("background number") << none << u"%1"_s << u"background"_s << u"7"_s;
+        QTest::newRow("line tone true") << line << QString() << u"tone"_s << u"true"_s;
+        QTest::newRow("rect tone true") << uR"([{"kind":"rect","x":20,"y":20,"w":100,"h":50%1}])"_s << QString()
+                                        << u"tone"_s << u"true"_s;
+        QTest::newRow("stroke tone true")
+            << uR"([{"kind":"line","x1":0,"y1":50,"x2":200,"y2":50,"stroke":{"weight":6%1}}])"_s << QString()
+            << u"tone"_s << u"true"_s;
+    }
+    void wrongToneTypes()
+    {
+        QFETCH(QString, items);
+        QFETCH(QString, extra);
+        QFETCH(QString, key);
+        QFETCH(QString, wrong);
+        const auto draw = [&](const QString &value) {
+            const QString keyed = value.isEmpty() ? QString() : u",\"%1\":%2"_s.arg(key, value);
+            QString i = items, e = extra;
+            i.replace(u"%1"_s, keyed);
+            e.replace(u"%1"_s, keyed);
+            return makeCanvas(spec(i.toUtf8().constData(), e.toUtf8().constData()))->grab().toImage();
+        };
+        const QImage absent = draw(QString());
+        // Not vacuous: a tone given as a string shows here.
+        QVERIFY(draw(u"\"#00ff00\""_s) != absent);
+        QCOMPARE(draw(wrong), absent);
+    }
+
     // Groups nest as deep as a drawing likes: what they hold is drawn, pressed and shown by the
     // cursor at any depth.
     void deepGroups_data()
