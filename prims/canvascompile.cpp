@@ -1,6 +1,6 @@
 // Reading the canvas shape items into the display list: strokes, fills and gradients, paths,
-// markers, text boxes, images, groups and "use" references. Runs once per drawing (and, during
-// a tween, for the items that move); painting is in canvaspaint.cpp.
+// markers, text boxes, images, groups and "use" references. Runs once per drawing and, during a
+// tween, for the items that move, between their two versions; painting is in canvaspaint.cpp.
 #include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "prims/canvasnode.h"
