@@ -325,11 +325,12 @@ void TestPhoneServer::dialog_data()
     QTest::addColumn<bool>("enabled");
     QTest::addColumn<QString>("port"); // "free" or "taken"
     QTest::addColumn<QString>("password");
-    QTest::addColumn<QString>("status"); // %1 the port
+    QTest::addColumn<QString>("status"); // a pattern, %1 the port
     QTest::addColumn<bool>("listening");
 
-    // Inside the site network the laptop's first non-loopback IPv4 address is 10.77.0.1.
-    QTest::newRow("on") << true << u"free"_s << u"pw 1"_s << u"Phones browse to:  http://10.77.0.1:%1"_s << true;
+    // Inside the site network the laptop's first non-loopback IPv4 address is one of 10.77.0.x.
+    QTest::newRow("on") << true << u"free"_s << u"pw 1"_s << u"Phones browse to:  http://10\\.77\\.0\\.\\d+:%1"_s
+                        << true;
     QTest::newRow("on without a password")
         << true << u"free"_s << QString() << u"Set a phone passcode first"_s << true; // left as it was
     QTest::newRow("port taken") << true << u"taken"_s << u"pw"_s << u"Could not listen on port %1"_s << false;
@@ -349,7 +350,9 @@ void TestPhoneServer::dialog()
         number = taken.serverPort();
     }
     const DialogResult r = applyInDialog(enabled, number, password);
-    QCOMPARE(r.status, status.contains(u"%1"_s) ? status.arg(number) : status);
+    const QString expected = status.contains(u"%1"_s) ? status.arg(number) : status;
+    QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(expected)).match(r.status).hasMatch(),
+             qPrintable(r.status));
     QTEST(m_phone.isListening(), "listening");
     QCOMPARE(r.enabled, enabled);
     QCOMPARE(r.port, int(number));
