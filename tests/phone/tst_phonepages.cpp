@@ -2,22 +2,16 @@
 // of unit (offline, commissioned, in progress, bars, activity), and the fixed parts of both pages.
 
 #include "phone/pages.h"
+#include "phonetest.h"
 #include "support/testsupport.h"
 
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
-namespace {
+using phonetest::unit;
 
-units::Unit unit(const QString &name, const char *state)
-{
-    units::Unit u;
-    u.name = name;
-    u.ip = u"10.77.0.21"_s;
-    u.state = testsupport::json(state);
-    return u;
-}
+namespace {
 
 // The card of one unit: the page's text between its heading line and its footer.
 QString cardOf(const units::Unit &u)

@@ -9,6 +9,7 @@
 #include "phone/access.h"
 #include "phone/pages.h"
 #include "phone/phone.h"
+#include "phonetest.h"
 #include "support/testsupport.h"
 
 #include <QCheckBox>
@@ -26,6 +27,8 @@
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
+
+using phonetest::unit;
 
 namespace {
 
@@ -71,15 +74,6 @@ quint16 freePort()
     QTcpServer probe;
     probe.listen(QHostAddress::Any, 0);
     return probe.serverPort();
-}
-
-units::Unit unit(const QString &name, const char *state)
-{
-    units::Unit u;
-    u.name = name;
-    u.ip = u"10.77.0.21"_s;
-    u.state = testsupport::json(state);
-    return u;
 }
 
 struct DialogResult
