@@ -37,6 +37,13 @@ public:
             slowClient();
     }
 
+    // Sockets still open would report their end to a half-destroyed flood: silence them first.
+    ~Flood() override
+    {
+        for (QTcpSocket *s : findChildren<QTcpSocket *>())
+            s->disconnect();
+    }
+
     void stop()
     {
         m_stopping = true;
@@ -120,7 +127,8 @@ private:
             if (socket->property("done").toBool())
                 return;
             socket->setProperty("done", true);
-            *got += socket->readAll();
+            if (socket->isOpen())
+                *got += socket->readAll();
             if (timedOut && got->isEmpty())
                 ++counts.timedOut;
             else if (got->isEmpty())
@@ -197,5 +205,6 @@ int main(int argc, char **argv)
     const Counts &c = flood.counts;
     std::printf("requests %lld ok200 %lld unauthorised %lld closed %lld timedout %lld other %lld slowanswered %lld\n",
                 c.requests, c.ok200, c.unauthorised, c.closed, c.timedOut, c.other, c.slowAnswered);
+    std::fflush(stdout);
     return 0;
 }

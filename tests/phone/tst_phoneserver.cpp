@@ -45,6 +45,7 @@ struct Run
 Run run(const QString &program, const QStringList &args, int timeoutMs = 15000)
 {
     QProcess p;
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel); // a sanitizer's report shows in the log
     p.start(program, args);
     if (!QTest::qWaitFor([&] { return p.state() == QProcess::NotRunning; }, timeoutMs)) {
         p.kill();
