@@ -2,6 +2,7 @@
 
 #include "app/base/logging.h"
 #include "app/base/modal.h"
+#include "app/base/theme.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -184,8 +185,17 @@ void Updater::showProgress()
     m_progress->setObjectName(u"updateProgress"_s);
     m_progress->setWindowTitle(u"Downloading %1 %2..."_s.arg(QString::fromLatin1(app::kAppName), m_release.version));
     m_progress->setWindowModality(Qt::WindowModal);
+    m_progress->setMinimumWidth(380);
     // The dialog's own setValue() spins the event loop when modal; the bar itself does not.
     m_bar = new QProgressBar(m_progress);
+    // The application style sheet leaves progress bars alone, and in the dark theme the plain
+    // groove vanishes into the dialog.
+    const theme::Palette &colours = theme::palette();
+    m_bar->setStyleSheet(
+        u"QProgressBar { background: %1; border: 1px solid %2; border-radius: 4px;"
+        " color: %3; text-align: center; min-height: 18px; }"
+        " QProgressBar::chunk { background: %4; border-radius: 3px; }"_s.arg(
+            colours.surface.name(), colours.controlEdge.name(), colours.ink.name(), colours.accent.name()));
     m_progress->setBar(m_bar);
     m_progress->setRange(0, 0);
     m_progress->setLabelText(QLocale().formattedDataSize(0));
@@ -250,7 +260,9 @@ void Updater::promptInstall(const QString &installer)
     // The notes are shown as written, never read as markup.
     if (auto *notes = box->findChild<QLabel *>(u"qt_msgbox_informativelabel"_s))
         notes->setTextFormat(Qt::PlainText);
-    QPushButton *restart = box->addButton(u"Restart to install"_s, QMessageBox::AcceptRole);
+    auto *restart = new QPushButton(u"Restart to install"_s);
+    restart->setProperty("kind", u"primary"_s); // before the box polishes it
+    box->addButton(restart, QMessageBox::AcceptRole);
     box->addButton(u"Later"_s, QMessageBox::RejectRole);
     box->setDefaultButton(restart);
 

@@ -5,9 +5,11 @@
 
 #include "app/base/installation.h"
 #include "app/base/modal.h"
+#include "app/base/theme.h"
 #include "support/testsupport.h"
 #include "updater/updater.h"
 
+#include <QApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QJsonDocument>
@@ -209,6 +211,10 @@ private slots:
     void initTestCase()
     {
         testsupport::isolateConfig();
+        // The boxes in the program's own look, for the shot that KESTRO_SHOT_DIR asks for.
+        QApplication::setStyle(u"Fusion"_s);
+        QApplication::setFont(theme::uiFont(10));
+        qApp->setStyleSheet(theme::styleSheet());
         // Downloads go below the system's temporary location: make that private too.
         qputenv("TMPDIR", m_dir.filePath(u"tmp"_s).toLocal8Bit());
         QVERIFY(QDir().mkpath(m_dir.filePath(u"tmp"_s)));
@@ -437,6 +443,8 @@ private slots:
         const QLocale locale;
         QTRY_COMPARE(progress->labelText(),
                      locale.formattedDataSize(200000) + u" of "_s + locale.formattedDataSize(m_installer.size()));
+        if (const QString shots = qEnvironmentVariable("KESTRO_SHOT_DIR"); !shots.isEmpty())
+            progress->grab().save(shots + u"/update-progress.png"_s);
         auto *cancel = progress->findChild<QPushButton *>();
         QCOMPARE(cancel->text(), u"Cancel"_s);
         cancel->click();
