@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
@@ -105,7 +106,8 @@ QJsonArray loadLibrary(const QString &path)
 bool saveLibrary(const QJsonArray &library, const QString &path)
 {
     QFile old(path);
-    if (old.exists() && old.size() > 0 && !app::readJsonFile(path).object().value("templates"_L1).isArray()) {
+    if (QFileInfo(path).isFile() && old.size() > 0 &&
+        !app::readJsonFile(path).object().value("templates"_L1).isArray()) {
         // Someone's hand edit that no longer parses: keep it for them rather than write over it.
         const QString aside = path + u".bad"_s;
         QFile::remove(aside);
