@@ -29,6 +29,8 @@ namespace {
 
 constexpr int kIdRole = Qt::UserRole;
 constexpr int kFileRole = Qt::UserRole + 1;
+constexpr int kRowPadding = 8; // px above and below a row's text together
+constexpr int kColumnGap = 18; // px after a content-sized column
 const QString kFilter = u"IO templates (*.json)"_s;
 const QString kWrapperName = u"io-templates.json"_s;
 const QString kSelectFirst = u"Select one or more templates first."_s;
@@ -94,9 +96,13 @@ struct View
                        t.value("connection"_L1).toObject().value("type"_L1).toString(), updatedText(t)});
             row->setData(0, kIdRole, t.value("id"_L1).toString());
             row->setData(0, kFileRole, QString::fromUtf8(QJsonDocument(t).toJson(QJsonDocument::Indented)));
+            row->setSizeHint(0, QSize(0, list->fontMetrics().height() + kRowPadding));
         }
-        for (int c = 1; c < list->columnCount(); ++c)
+        // Content-sized columns with air between them; the name takes the rest.
+        for (int c = 1; c < list->columnCount(); ++c) {
             list->resizeColumnToContents(c);
+            list->setColumnWidth(c, list->columnWidth(c) + kColumnGap);
+        }
         status->setText(
             library.isEmpty()
                 ? u"No templates on this laptop yet - import one, or sign in to a unit to collect its own."_s
