@@ -69,11 +69,8 @@ QString channelsText(const QJsonObject &t)
 
 QString updatedText(const QJsonObject &t)
 {
-    const QString text = t.value("updated"_L1).toString();
-    QDateTime when = QDateTime::fromString(text, Qt::ISODateWithMs);
-    if (!when.isValid())
-        when = QDateTime::fromString(text, Qt::ISODate);
-    return when.isValid() ? when.toLocalTime().toString(u"yyyy-MM-dd HH:mm"_s) : text;
+    const QDateTime when = updatedTime(t);
+    return when.isValid() ? when.toLocalTime().toString(u"yyyy-MM-dd HH:mm"_s) : t.value("updated"_L1).toString();
 }
 
 // The dialog's moving parts, shared by its buttons' handlers (and so living as long as the dialog).

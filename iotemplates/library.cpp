@@ -28,7 +28,16 @@ bool wholeInRange(const QJsonValue &v)
     return d == std::floor(d) && d >= 0 && d <= kMaxChannels;
 }
 
-// "updated" as a time; invalid when missing, empty or not ISO 8601.
+qsizetype indexOfId(const QJsonArray &library, const QString &id)
+{
+    for (qsizetype i = 0; i < library.size(); ++i)
+        if (library.at(i).toObject().value("id"_L1).toString() == id)
+            return i;
+    return -1;
+}
+
+} // namespace
+
 QDateTime updatedTime(const QJsonObject &t)
 {
     const QString text = t.value("updated"_L1).toString();
@@ -39,16 +48,6 @@ QDateTime updatedTime(const QJsonObject &t)
         when = QDateTime::fromString(text, Qt::ISODate);
     return when;
 }
-
-qsizetype indexOfId(const QJsonArray &library, const QString &id)
-{
-    for (qsizetype i = 0; i < library.size(); ++i)
-        if (library.at(i).toObject().value("id"_L1).toString() == id)
-            return i;
-    return -1;
-}
-
-} // namespace
 
 QString libraryPath()
 {

@@ -4,7 +4,9 @@
 // at sign-in). Pure functions over JSON and files; nothing here shows anything.
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
 #include <QStringList>
@@ -36,6 +38,10 @@ struct ImportResult
 
 // io-templates.json in the configuration folder.
 QString libraryPath();
+
+// A template's "updated" as a time (ISO 8601, with or without milliseconds); invalid when it is
+// missing, empty or not such a time.
+QDateTime updatedTime(const QJsonObject &t);
 
 // Why the value is not a template, or empty when it is one.
 QString validateTemplate(const QJsonValue &value);

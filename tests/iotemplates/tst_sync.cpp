@@ -7,10 +7,10 @@
 #include "iotemplates/dialog.h"
 #include "iotemplates/library.h"
 #include "iotemplates/sync.h"
+#include "iotemplatestest.h"
 #include "support/simprocess.h"
 #include "support/testsupport.h"
 #include "units/api.h"
-#include "units/diaglog.h"
 
 #include <QDialog>
 #include <QDir>
@@ -26,6 +26,7 @@
 #include <QTreeWidget>
 
 using namespace Qt::StringLiterals;
+using namespace iotemplatestest;
 
 namespace {
 
@@ -34,8 +35,8 @@ const QString kUnit1 = u"10.77.0.21"_s;
 const QString kUnit2 = u"10.77.0.22"_s;
 const QString kOldUnit = u"10.77.0.23"_s; // answers 404 to /api/iotemplates
 
-// Runs the event loop until `done` has been set, or 30 s.
-template<typename T> T waitFor(const std::function<void(std::function<void(const T &)>)> &start)
+// Starts something that ends in a callback and runs the event loop until it has (or 30 s).
+template<typename T> T runUntil(const std::function<void(std::function<void(const T &)>)> &start)
 {
     T result{};
     QEventLoop loop;
@@ -54,12 +55,12 @@ template<typename T> T waitFor(const std::function<void(std::function<void(const
 units::Api::Reply signIn(units::Api &api, const QString &ip, int port = 8090)
 {
     api.setUnit(ip, port, true);
-    return waitFor<units::Api::Reply>([&](auto done) { api.login(kPasscode, done); });
+    return runUntil<units::Api::Reply>([&](auto done) { api.login(kPasscode, done); });
 }
 
 iotemplates::SyncOutcome sync(units::Api &api)
 {
-    return waitFor<iotemplates::SyncOutcome>([&](auto done) { iotemplates::syncWithUnit(api, done); });
+    return runUntil<iotemplates::SyncOutcome>([&](auto done) { iotemplates::syncWithUnit(api, done); });
 }
 
 QStringList ids(const QJsonArray &templates)
@@ -68,20 +69,6 @@ QStringList ids(const QJsonArray &templates)
     for (const QJsonValue &v : templates)
         out << v.toObject().value("id"_L1).toString();
     out.sort();
-    return out;
-}
-
-QByteArray readAll(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-QStringList logged()
-{
-    QStringList out;
-    for (const QString &line : units::tailLines(units::connectLogPath(), 50))
-        out << line.section(u"  "_s, 1);
     return out;
 }
 
