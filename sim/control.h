@@ -5,7 +5,8 @@
 //
 //   GET  /units            {"units": [settings of unit 1, unit 2, ...]}
 //   POST /units/N          (N from 1, or "all") applies the members of the JSON body; answers
-//                          the new settings, or 400 naming the member that was wrong
+//                          the new settings, or 400 naming the member that was wrong;
+//                          {"drop_tokens": true} ends every sign-in (clients get 401)
 
 #include "sim/http.h"
 

@@ -232,6 +232,9 @@ std::optional<Response> Unit::refuseUnsigned(const Request &req)
 QString Unit::configure(const QJsonObject &changes)
 {
     QJsonObject rest = changes;
+    // Every sign-in ends at once, as when the unit restarts: clients get 401 and sign in again.
+    if (rest.take(u"drop_tokens"_s).toBool())
+        m_tokens.clear();
     if (rest.contains(u"poll_ms"_s)) {
         // null takes "poll_ms" out of the answers; any number goes in as it is, in range or not.
         const QJsonValue v = rest.take(u"poll_ms"_s);
