@@ -71,9 +71,9 @@ SplashCard::SplashCard(QWidget *parent)
     m_bar->setRange(0, 100);
     m_bar->setTextVisible(false);
     m_bar->setFixedHeight(6);
-    m_bar->setStyleSheet(u"QProgressBar { background:%1; border:none; border-radius:3px; }"
-                         u"QProgressBar::chunk { background:%2; border-radius:3px; }"_s.arg(p.edge.name(),
-                                                                                          p.accent.name()));
+    m_bar->setStyleSheet(
+        u"QProgressBar { background:%1; border:none; border-radius:3px; }"
+        u"QProgressBar::chunk { background:%2; border-radius:3px; }"_s.arg(p.edge.name(), p.accent.name()));
     box->addWidget(m_bar);
 }
 

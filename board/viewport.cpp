@@ -290,8 +290,8 @@ void Viewport::restore()
 {
     if (!m_remembered.pending)
         return;
-    qCDebug(lcPan, "RESTORE to %.1f,%.1f z=%.3f frameH=%d", m_remembered.at.x(), m_remembered.at.y(),
-            m_remembered.zoom, height());
+    qCDebug(lcPan, "RESTORE to %.1f,%.1f z=%.3f frameH=%d", m_remembered.at.x(), m_remembered.at.y(), m_remembered.zoom,
+            height());
     m_view->horizontalScrollBar()->setValue(int(m_remembered.at.x()));
     QScrollBar *bar = scroller()->verticalScrollBar();
     bar->setValue(int(m_remembered.at.y()));
@@ -377,8 +377,8 @@ void Viewport::layOutPage()
         wants = m_screen->hasHeightForWidth() ? m_screen->heightForWidth(pageW) : m_screen->sizeHint().height();
     const bool stacked = wants > allowed;
     const int pageH = allowed;
-    qCDebug(lcFrame, "room: allowed=%d wants=%d frame=%d page=%d spare=%d stacked=%d -> %d", allowed, wants,
-            height(), pageH, allowed - wants, int(stacked), pageH);
+    qCDebug(lcFrame, "room: allowed=%d wants=%d frame=%d page=%d spare=%d stacked=%d -> %d", allowed, wants, height(),
+            pageH, allowed - wants, int(stacked), pageH);
     m_page->resize(pageW, pageH);
     m_proxy->resize(pageW, pageH);
     m_scene->setSceneRect(0, 0, pageW, pageH);

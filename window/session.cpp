@@ -68,16 +68,17 @@ void Window::refresh()
             return;
         markUnit(QString(), QString()); // the sidebar shows PASSCODE NEEDED for a unit not signed in
         if (refused)
-            showBanner(u"That passcode was not accepted"_s, u"This unit rejected the passcode in the box on the left."_s,
-                       u"warn"_s);
+            showBanner(u"That passcode was not accepted"_s,
+                       u"This unit rejected the passcode in the box on the left."_s, u"warn"_s);
         else
-            showBanner(u"Enter the site passcode"_s, u"Type the site passcode in the box on the left, then press Enter."_s,
-                       u"busy"_s);
+            showBanner(u"Enter the site passcode"_s,
+                       u"Type the site passcode in the box on the left, then press Enter."_s, u"busy"_s);
         return;
     }
 
     // 6. Signed in: hold polling for a while after a press.
-    if (!m_force && !m_noPause && m_lastPress.isValid() && m_lastPress.msecsTo(QDateTime::currentDateTime()) < kPressPauseMs) {
+    if (!m_force && !m_noPause && m_lastPress.isValid() &&
+        m_lastPress.msecsTo(QDateTime::currentDateTime()) < kPressPauseMs) {
         setStatusLine(u"● Paused while you work"_s, u"busy"_s);
         return;
     }
@@ -230,7 +231,8 @@ void Window::applyAnswer(QJsonObject answer)
         if (same)
             return;
         if (patchPanels(answer, changed)) {
-            pollTrace(u"  PATCHED in place: %1  (%2 leaf/leaves: %3)"_s.arg(u"-"_s).arg(changed.size())
+            pollTrace(u"  PATCHED in place: %1  (%2 leaf/leaves: %3)"_s.arg(u"-"_s)
+                          .arg(changed.size())
                           .arg(changed.join(u", "_s)));
             m_lastApplied = compared;
             m_lastAnswer = answer;

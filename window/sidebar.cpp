@@ -24,7 +24,7 @@ namespace window {
 
 namespace {
 
-constexpr int kWidth = 272;
+constexpr int kWidth = 320;
 constexpr int kKeyRole = Qt::UserRole;
 
 QLabel *label(const QString &text, const QFont &font, const QColor &colour, QWidget *parent)
@@ -140,7 +140,8 @@ Sidebar::Sidebar(QWidget *parent)
     m_emptyTitle = label(QString(), theme::uiFont(10, true), p.muted, empty);
     m_emptyTitle->setObjectName(u"unitListEmpty"_s);
     m_emptyTitle->setWordWrap(true);
-    m_emptyText = label(u"Scanning this network - a unit\nappears here when it answers."_s, theme::uiFont(9), p.dim, empty);
+    m_emptyText =
+        label(u"Scanning this network - a unit\nappears here when it answers."_s, theme::uiFont(9), p.dim, empty);
     m_emptyText->setObjectName(u"unitListHint"_s);
     emptyBox->addWidget(m_emptyTitle);
     emptyBox->addWidget(m_emptyText);
@@ -313,20 +314,24 @@ QWidget *Sidebar::rowWidget(const units::Unit &unit) const
     texts->setSpacing(0);
     auto *name = label(unit.name.isEmpty() ? unit.ip : unit.name, theme::uiFont(10, true), p.ink, row);
     name->setObjectName(u"unitName"_s);
+    // A long name gives way to the pill, which is the news.
+    name->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    name->setMinimumWidth(60);
     texts->addWidget(name);
     auto *address = label(u"%1:%2"_s.arg(unit.ip).arg(unit.port), theme::uiFont(8), p.dim, row);
+    address->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     texts->addWidget(address);
     h->addLayout(texts, 1);
 
-    const Pill pill = pillFor(unit, m_signedIn.value(unit.key()), m_lockSeconds.value(unit.key()),
-                              m_marks.value(unit.key()));
+    const Pill pill =
+        pillFor(unit, m_signedIn.value(unit.key()), m_lockSeconds.value(unit.key()), m_marks.value(unit.key()));
     auto *pillLabel = new QLabel(pill.text, row);
     pillLabel->setTextFormat(Qt::PlainText);
     pillLabel->setObjectName(u"pill:"_s + unit.key());
     pillLabel->setFont(theme::uiFont(7, true));
     pillLabel->setStyleSheet(pillSheet(pill.tone));
     pillLabel->setProperty("tone", pill.tone);
-    pillLabel->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+    pillLabel->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     h->addWidget(pillLabel, 0, Qt::AlignVCenter);
     row->setToolTip(u"%1\n%2:%3%4%5"_s.arg(unit.name.isEmpty() ? unit.ip : unit.name, unit.ip)
                         .arg(unit.port)
@@ -391,8 +396,7 @@ void Sidebar::updateFooter()
     m_footer->setText(m_scanning && m_units.isEmpty() ? u"scanning..."_s
                                                       : u"%1/%2 online"_s.arg(online).arg(m_units.size()));
     m_footer->setToolTip(
-        u"%1 unit(s) known, %2 answering discovery - units appear automatically as they power on."_s.arg(
-            m_units.size())
+        u"%1 unit(s) known, %2 answering discovery - units appear automatically as they power on."_s.arg(m_units.size())
             .arg(online));
 }
 

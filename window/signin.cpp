@@ -59,9 +59,10 @@ void Window::onSignInReply(const QString &key, const QString &passcode, qint64 e
         suffix = u"  locked out, retry_after %1 s"_s.arg(retryAfter);
     else if (!reply.ok)
         suffix = u"  error: "_s + units::shorten(reply.error);
-    units::logLine(u"login  %1 -> %2  %3 ms"_s.arg(key, reply.status == 0 ? u"no reply"_s : QString::number(reply.status))
-                       .arg(elapsedMs) +
-                   suffix);
+    units::logLine(
+        u"login  %1 -> %2  %3 ms"_s.arg(key, reply.status == 0 ? u"no reply"_s : QString::number(reply.status))
+            .arg(elapsedMs) +
+        suffix);
     m_sidebar->setSignedIn(key, m_api->hasToken(key));
 
     if (reply.certChanged) {
@@ -70,12 +71,14 @@ void Window::onSignInReply(const QString &key, const QString &passcode, qint64 e
         return;
     }
     if (reply.status == 429) {
-        m_lockedUntil.insert(key, QDateTime::currentDateTime().addSecs(retryAfter > 0 ? retryAfter : kDefaultRetryAfterS));
+        m_lockedUntil.insert(key,
+                             QDateTime::currentDateTime().addSecs(retryAfter > 0 ? retryAfter : kDefaultRetryAfterS));
         refresh();
         return;
     }
     if (reply.status == 0) {
-        showBanner(u"Could not reach this unit"_s, u"The passcode never got through - %1"_s.arg(reply.error), u"error"_s);
+        showBanner(u"Could not reach this unit"_s, u"The passcode never got through - %1"_s.arg(reply.error),
+                   u"error"_s);
         setStatusLine(u"● No answer"_s, u"error"_s);
         markUnit(u"UNREACHABLE"_s, u"error"_s);
         return;

@@ -258,7 +258,7 @@ void Window::selectUnit(const QString &key)
     m_lastAnswer = {};
     m_viewport->setScreen(nullptr);
     m_placeholderTitle->setText(u->name.isEmpty() ? u->ip : u->name);
-    m_placeholderText->setText(u"Waiting for the unit's screen..."_s);
+    m_placeholderText->setText(u"Its screen shows here once this machine is signed in and the unit answers."_s);
     m_stack->setCurrentWidget(m_placeholder);
     m_heading->setText(u->name.isEmpty() ? u->ip : u->name);
     m_badge->hide();
@@ -309,7 +309,8 @@ void Window::addUnit(const QString &ip, int port)
 
 void Window::removeUnit(const QString &key)
 {
-    const auto it = std::find_if(m_units.begin(), m_units.end(), [&key](const units::Unit &u) { return u.key() == key; });
+    const auto it =
+        std::find_if(m_units.begin(), m_units.end(), [&key](const units::Unit &u) { return u.key() == key; });
     if (it == m_units.end())
         return;
     m_units.erase(it);

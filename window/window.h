@@ -118,7 +118,8 @@ private:
 
     // banners.cpp
     enum class BannerKind { Retry, Certificate };
-    void showBanner(const QString &title, const QString &text, const QString &tone, BannerKind kind = BannerKind::Retry);
+    void showBanner(const QString &title, const QString &text, const QString &tone,
+                    BannerKind kind = BannerKind::Retry);
     void hideBanner();
     void markUnit(const QString &text, const QString &tone);
 

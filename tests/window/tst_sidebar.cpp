@@ -54,8 +54,8 @@ void TestSidebar::pillOrder_data()
     QTest::addColumn<QString>("tone");
 
     const QString all = uR"({"app":"x","commissioned":true,"status":"RUNNING","total_count":5})"_s;
-    QTest::newRow("offline beats everything") << u"{}"_s << true << 30 << u"CERTIFICATE CHANGED"_s
-                                              << u"OFFLINE"_s << u"idle"_s;
+    QTest::newRow("offline beats everything")
+        << u"{}"_s << true << 30 << u"CERTIFICATE CHANGED"_s << u"OFFLINE"_s << u"idle"_s;
     QTest::newRow("lock-out") << all << true << 42 << u"CERTIFICATE CHANGED"_s << u"LOCKED OUT 42s"_s << u"error"_s;
     QTest::newRow("session mark") << all << true << 0 << u"CERTIFICATE CHANGED"_s << u"CERTIFICATE CHANGED"_s
                                   << u"error"_s;
@@ -63,12 +63,11 @@ void TestSidebar::pillOrder_data()
     QTest::newRow("commissioned") << all << true << 0 << QString() << u"CONNECTED - COMMISSIONED"_s << u"ok"_s;
     QTest::newRow("status, its tone") << uR"({"status":"FAULT F-231","status_tone":"error"})"_s << true << 0
                                       << QString() << u"FAULT F-231"_s << u"error"_s;
-    QTest::newRow("status, default tone") << uR"({"status":"RUNNING"})"_s << true << 0 << QString()
-                                          << u"RUNNING"_s << u"warn"_s;
+    QTest::newRow("status, default tone")
+        << uR"({"status":"RUNNING"})"_s << true << 0 << QString() << u"RUNNING"_s << u"warn"_s;
     QTest::newRow("steps") << uR"({"status":"","total_count":12,"completed_count":5})"_s << true << 0 << QString()
                            << u"NEEDS COMMISSIONING 5/12"_s << u"warn"_s;
-    QTest::newRow("nothing said") << uR"({"app":"x"})"_s << true << 0 << QString() << u"NEEDS SETUP"_s
-                                  << u"warn"_s;
+    QTest::newRow("nothing said") << uR"({"app":"x"})"_s << true << 0 << QString() << u"NEEDS SETUP"_s << u"warn"_s;
 }
 
 void TestSidebar::pillOrder()
@@ -115,7 +114,7 @@ void TestSidebar::typeColours()
 void TestSidebar::listSearchAndFooter()
 {
     window::Sidebar bar;
-    testsupport::layOut(&bar, 272, 700);
+    testsupport::layOut(&bar, 320, 700);
     auto *footer = bar.findChild<QLabel *>(u"unitFooter"_s);
     auto *empty = bar.findChild<QLabel *>(u"unitListEmpty"_s);
     auto *list = bar.findChild<QListWidget *>(u"unitList"_s);
@@ -152,7 +151,7 @@ void TestSidebar::passcodeAndChoice()
 {
     window::Sidebar bar;
     bar.setUnits({unitWith(R"({"app":"x"})")});
-    testsupport::layOut(&bar, 272, 700);
+    testsupport::layOut(&bar, 320, 700);
     QSignalSpy entered(&bar, &window::Sidebar::passcodeEntered);
     QSignalSpy chosen(&bar, &window::Sidebar::unitChosen);
     auto *box = bar.findChild<QLineEdit *>(u"passcode"_s);

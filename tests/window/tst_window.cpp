@@ -106,8 +106,8 @@ void TestWindow::initTestCase()
     qputenv("KESTRO_POLL_LOG", m_certs.filePath(u"poll.log"_s).toLocal8Bit());
     m_sim.setProgram(QStringLiteral(KESTRO_UNIT_SIM));
     m_sim.setArguments({u"--units"_s, u"3"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path(),
-                        u"--control"_s, QString::number(kControlPort), u"--poll-ms"_s, u"250"_s,
-                        u"--lockout-after"_s, u"2"_s, u"--lockout-seconds"_s, u"40"_s});
+                        u"--control"_s, QString::number(kControlPort), u"--poll-ms"_s, u"250"_s, u"--lockout-after"_s,
+                        u"2"_s, u"--lockout-seconds"_s, u"40"_s});
     m_sim.start();
     QVERIFY(m_sim.waitForStarted(10000));
     QByteArray out;
@@ -152,8 +152,8 @@ void TestWindow::cleanup()
 
 bool TestWindow::control(int unit, const QJsonObject &changes)
 {
-    QNetworkRequest req(QUrl(u"http://127.0.0.1:%1/units/%2"_s.arg(kControlPort)
-                                 .arg(unit == 0 ? u"all"_s : QString::number(unit))));
+    QNetworkRequest req(
+        QUrl(u"http://127.0.0.1:%1/units/%2"_s.arg(kControlPort).arg(unit == 0 ? u"all"_s : QString::number(unit))));
     req.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     QNetworkReply *reply = m_net.post(req, QJsonDocument(changes).toJson(QJsonDocument::Compact));
     QEventLoop loop;
@@ -266,8 +266,9 @@ void TestWindow::expiredTokenSignsInAgain()
     signInTo(kUnit1);
     const qsizetype logins = countLog(u"login  "_s + kUnit1 + u" -> 200"_s);
     QVERIFY(control(1, {{u"drop_tokens"_s, true}}));
-    QTRY_COMPARE_WITH_TIMEOUT(countLog(u"poll  "_s + kUnit1 + u"  GET /api/ui -> 401, session expired; signing in again"_s),
-                              qsizetype(1), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(
+        countLog(u"poll  "_s + kUnit1 + u"  GET /api/ui -> 401, session expired; signing in again"_s), qsizetype(1),
+        kWait);
     QTRY_COMPARE_WITH_TIMEOUT(countLog(u"login  "_s + kUnit1 + u" -> 200"_s), logins + 1, kWait);
     QTRY_COMPARE_WITH_TIMEOUT(status(), u"● Live"_s, kWait);
 }
