@@ -56,8 +56,8 @@ QJsonObject answerFor(const QJsonObject &screen, const QString &title)
             {QStringLiteral("title"), title},
             {QStringLiteral("subtitle"), screen.value(QStringLiteral("subtitle"))},
             {QStringLiteral("signed_in_as"), QStringLiteral("bench")},
-            {QStringLiteral("badge"),
-             QJsonObject{{QStringLiteral("label"), QStringLiteral("BENCH")}, {QStringLiteral("tone"), QStringLiteral("warn")}}},
+            {QStringLiteral("badge"), QJsonObject{{QStringLiteral("label"), QStringLiteral("BENCH")},
+                                                  {QStringLiteral("tone"), QStringLiteral("warn")}}},
             {QStringLiteral("hb_age"), 3},
             {QStringLiteral("screen"), screen}};
 }

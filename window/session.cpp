@@ -52,9 +52,6 @@ void Window::refresh()
         return;
     }
     m_sidebar->setLockSeconds(key, 0);
-    if (std::none_of(m_lockedUntil.keyBegin(), m_lockedUntil.keyEnd(),
-                     [this](const QString &k) { return lockSecondsLeft(k) > 0; }))
-        m_lockTicker.stop();
 
     // 5. Not signed in: sign in with the passcode in the box, unless it is the one refused.
     if (!m_api->hasToken(key)) {

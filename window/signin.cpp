@@ -25,6 +25,24 @@ int Window::lockSecondsLeft(const QString &key) const
     return ms > 0 ? int((ms + 999) / 1000) : 0;
 }
 
+void Window::lockTick()
+{
+    // The countdowns move each second; only a locked selected unit is refreshed (which shows
+    // its banner, or signs in once the lock is over), so others keep their own poll pace.
+    bool running = false;
+    for (auto it = m_lockedUntil.cbegin(); it != m_lockedUntil.cend(); ++it) {
+        const int left = lockSecondsLeft(it.key());
+        m_sidebar->setLockSeconds(it.key(), left);
+        running = running || left > 0;
+    }
+    if (m_lockedUntil.contains(m_selected))
+        refresh();
+    if (!running) {
+        m_lockTicker.stop();
+        m_lockedUntil.removeIf([this](const auto &entry) { return lockSecondsLeft(entry.key()) == 0; });
+    }
+}
+
 void Window::signIn(const QString &key, const QString &passcode)
 {
     m_signingIn = key;

@@ -72,7 +72,7 @@ Window::Window(QWidget *parent)
     connect(&m_pollTimer, &QTimer::timeout, this, &Window::refresh);
     m_pollTimer.start();
     m_lockTicker.setInterval(1000);
-    connect(&m_lockTicker, &QTimer::timeout, this, &Window::refresh);
+    connect(&m_lockTicker, &QTimer::timeout, this, &Window::lockTick);
 
     connect(m_discovery, &units::Discovery::swept, this, &Window::onSwept);
     m_discoveryTimer.setInterval(kDiscoveryMs);

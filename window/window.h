@@ -115,6 +115,7 @@ private:
     void onSignInReply(const QString &key, const QString &passcode, qint64 elapsedMs, const units::Api::Reply &reply);
     void trustNewCertificate();
     int lockSecondsLeft(const QString &key) const;
+    void lockTick();
 
     // banners.cpp
     enum class BannerKind { Retry, Certificate };
