@@ -52,7 +52,7 @@ void Window::signIn(const QString &key, const QString &passcode)
     timer->start();
     QPointer<Window> self(this);
     m_api->login(passcode, [self, key, passcode, generation, timer](const units::Api::Reply &reply) {
-        if (!self)
+        if (!self || self->m_closing)
             return;
         self->m_signingIn.clear();
         // The token is stored whatever is selected now; the rest only matters for the same unit.

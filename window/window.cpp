@@ -81,7 +81,13 @@ Window::Window(QWidget *parent)
     m_discovery->sweep(false);
 }
 
-Window::~Window() = default;
+Window::~Window()
+{
+    // Replies that finish while the children go (the Api among them) leave the half-destroyed
+    // window alone.
+    m_closing = true;
+    ++m_generation;
+}
 
 void Window::buildChrome()
 {

@@ -147,6 +147,7 @@ private:
     QString m_signingIn; // key of the sign-in in flight
     bool m_pollInFlight = false;
     int m_generation = 0; // raised on every selection: replies of an older one are dropped
+    bool m_closing = false;
     QString m_viewedStep;
 
     QTimer m_pollTimer;

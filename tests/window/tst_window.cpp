@@ -27,7 +27,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
 #include <memory>
+#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -68,6 +70,7 @@ private slots:
     void discoveryListsTheUnits();
     void passcodeSignsInAndDraws();
     void unchangedAnswerRebuildsNothing();
+    void rebuildKeepsTheScroll();
     void pollIntervalFollowsTheUnit_data();
     void pollIntervalFollowsTheUnit();
     void expiredTokenSignsInAgain();
@@ -105,6 +108,8 @@ void TestWindow::initTestCase()
     QVERIFY(m_certs.isValid());
     qputenv("KESTRO_POLL_LOG", m_certs.filePath(u"poll.log"_s).toLocal8Bit());
     m_sim.setProgram(QStringLiteral(KESTRO_UNIT_SIM));
+    // A test that dies (an abort, a sanitizer) takes its simulator with it.
+    m_sim.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_sim.setArguments({u"--units"_s, u"3"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path(),
                         u"--control"_s, QString::number(kControlPort), u"--poll-ms"_s, u"250"_s, u"--lockout-after"_s,
                         u"2"_s, u"--lockout-seconds"_s, u"40"_s});
@@ -238,6 +243,20 @@ void TestWindow::unchangedAnswerRebuildsNothing()
     const qsizetype before = sameLines();
     QTRY_VERIFY_WITH_TIMEOUT(sameLines() >= before + 4, kWait);
     QCOMPARE(m_window->rebuildCount(), rebuilds);
+}
+
+void TestWindow::rebuildKeepsTheScroll()
+{
+    signInTo(kUnit1);
+    board::Viewport *view = m_window->viewport();
+    view->scrollScreenBy(240);
+    const int y = view->scrollY();
+    QVERIFY(y > 0);
+    const int rebuilds = m_window->rebuildCount();
+    // Any change in the answer draws the screen afresh.
+    QVERIFY(control(1, {{u"poll_ms"_s, 900}}));
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->rebuildCount() > rebuilds, kWait);
+    QCOMPARE(view->scrollY(), y);
 }
 
 void TestWindow::pollIntervalFollowsTheUnit_data()
