@@ -6,13 +6,18 @@
 #include "app/compare.h"
 #include "app/offline.h"
 #include "app/presssound.h"
+#include "app/splash.h"
 #include "prims/registry.h"
+#include "units/discovery.h"
+#include "window/window.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QEventLoop>
 #include <QIcon>
 #include <QJsonObject>
 #include <QTextStream>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -79,11 +84,46 @@ void addOptions(QCommandLineParser &parser)
     parser.addOption({u"chrome"_s, u"Include the sidebar and pane header in the shot."_s});
 }
 
-int interactive()
+// The splash shows while the window is built and the first sweeps listen; the wait ends when a
+// sweep finds units, when a second sweep in a row finds none, or after 6 s.
+int interactive(QApplication &app)
 {
-    QTextStream(stderr) << "kestro-connect: the interactive client is not part of this build yet; "
-                           "use --render FILE --out FILE to draw a screen description.\n";
-    return 1;
+    SplashCard splash;
+    splash.setStatus(u"Starting..."_s, 5);
+    splash.show();
+    QCoreApplication::processEvents();
+
+    window::Window window;
+    splash.setStatus(u"Building the window..."_s, 45);
+
+    QEventLoop wait;
+    int sweeps = 0;
+    units::Discovery *discovery = window.discovery();
+    const auto replied = QObject::connect(discovery, &units::Discovery::replied, &splash, [&splash](int count) {
+        splash.setStatus(repliedText(count), repliedProgress(count));
+    });
+    const auto swept =
+        QObject::connect(discovery, &units::Discovery::swept, &splash, [&](const units::Discovery::Found &found) {
+            ++sweeps;
+            if (!found.isEmpty()) {
+                splash.setStatus(foundText(int(found.size())), 100);
+                wait.quit();
+            } else if (sweeps == 1) {
+                splash.setStatus(u"No answer yet - knocking again..."_s, 70);
+            } else {
+                splash.setStatus(u"No units found on this network"_s, 100);
+                wait.quit();
+            }
+        });
+    splash.setStatus(u"Looking for units on the network..."_s, 60);
+    QTimer::singleShot(6000, &wait, &QEventLoop::quit);
+    wait.exec();
+    QObject::disconnect(replied);
+    QObject::disconnect(swept);
+
+    window.show();
+    splash.close();
+    return app.exec();
 }
 
 } // namespace
@@ -124,7 +164,7 @@ int run(int argc, char **argv)
         return renderOnce(parser.value(u"render"_s), parser.value(u"out"_s), parseSize(parser.value(u"size"_s)),
                           parser.isSet(u"chrome"_s));
     }
-    return interactive();
+    return interactive(app);
 }
 
 } // namespace app

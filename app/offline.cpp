@@ -5,6 +5,7 @@
 #include "app/pngwriter.h"
 #include "prims/text.h"
 #include "render/screen.h"
+#include "window/sidebar.h"
 
 #include <QAbstractScrollArea>
 #include <QApplication>
@@ -125,21 +126,42 @@ render::Actions bundleActions(const QJsonObject &endpoints)
     return actions;
 }
 
-QWidget *chromeShell(const QJsonObject &description, QWidget *screen)
+QList<std::pair<units::Unit, bool>> bundleUnits(const QJsonArray &array)
+{
+    QList<std::pair<units::Unit, bool>> out;
+    for (const QJsonValue &v : array) {
+        const QJsonObject o = v.toObject();
+        units::Unit u;
+        u.name = o.value("hostname"_L1).toString();
+        u.ip = o.value("ip"_L1).toString();
+        u.port = o.value("port"_L1).toInt(8090);
+        u.type = o.value("product"_L1).toString();
+        u.state = o;
+        out.append({u, o.value("session"_L1).toBool(false)});
+    }
+    return out;
+}
+
+QWidget *chromeShell(const QJsonObject &description, QWidget *screen, const QJsonArray &unitArray)
 {
     auto *outer = new QWidget;
     auto *row = new QHBoxLayout(outer);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(0);
 
-    // The unit list sits here in the main window; the shot keeps its place.
-    auto *left = new QWidget(outer);
-    left->setObjectName(u"sidebar"_s);
-    left->setFixedWidth(260);
-    left->setAttribute(Qt::WA_StyledBackground);
-    left->setStyleSheet(u"QWidget#sidebar { background:%1; border-right:1px solid %2; }"_s.arg(
-        theme::palette().panel.name(), theme::palette().edge.name()));
-    row->addWidget(left);
+    auto *sidebar = new window::Sidebar(outer);
+    QList<units::Unit> list;
+    const auto entries = bundleUnits(unitArray);
+    for (const auto &[unit, session] : entries) {
+        list.append(unit);
+        sidebar->setSignedIn(u"%1:%2"_s.arg(unit.ip).arg(unit.port), session);
+    }
+    sidebar->setUnits(list);
+    for (const auto &[unit, session] : entries)
+        if (session)
+            sidebar->setCurrent(unit.key());
+    sidebar->setScanning(false);
+    row->addWidget(sidebar);
 
     auto *column = new QWidget(outer);
     auto *box = new QVBoxLayout(column);
@@ -190,7 +212,7 @@ int renderOnce(const QString &file, const QString &out, QSize size, bool chrome)
     const render::Actions actions = bundleActions(top.value("endpoints"_L1).toObject());
 
     QWidget *screen = render::screen(description, actions, nullptr);
-    std::unique_ptr<QWidget> page(chrome ? chromeShell(description, screen) : screen);
+    std::unique_ptr<QWidget> page(chrome ? chromeShell(description, screen, top.value("units"_L1).toArray()) : screen);
     page->setObjectName(u"window"_s);
     page->setStyleSheet(theme::styleSheet());
     page->setFixedWidth(size.width());

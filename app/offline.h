@@ -3,6 +3,9 @@
 // into a PNG without a unit, a network or a visible window.
 
 #include "render/actions.h"
+#include "units/store.h"
+
+#include <QJsonArray>
 
 #include <QJsonObject>
 #include <QSize>
@@ -19,8 +22,12 @@ int renderOnce(const QString &file, const QString &out, QSize size, bool chrome)
 // true for the section labels that an endpoint "covers". Nothing else is set.
 render::Actions bundleActions(const QJsonObject &endpoints);
 
-// The right-hand column of the main window around a screen: title, badge, subtitle.
-QWidget *chromeShell(const QJsonObject &description, QWidget *screen);
+// The main window's shell around a screen: the sidebar filled with the bundle's "units" (the one
+// with "session" true shown signed in), then the title, badge and subtitle over the screen.
+QWidget *chromeShell(const QJsonObject &description, QWidget *screen, const QJsonArray &units = {});
+
+// A bundle's "units" read as the sidebar's units, each with its "session" flag.
+QList<std::pair<units::Unit, bool>> bundleUnits(const QJsonArray &array);
 
 // "WxH" as the command line takes it: a missing or non-numeric piece reads as 0, and a negative
 // side gives the default 1240x900.

@@ -1,5 +1,8 @@
 #include "sim/http.h"
 
+#include <QPointer>
+#include <QTimer>
+
 #include <QJsonDocument>
 #include <QSslServer>
 #include <QSslSocket>
@@ -148,6 +151,12 @@ HttpServer::~HttpServer() = default;
 
 QString HttpServer::listen(const QHostAddress &address, quint16 port, const QSslConfiguration *tls)
 {
+    if (m_server) {
+        // Listening again after close(): the same server, as a unit switched back on.
+        if (auto *ssl = qobject_cast<QSslServer *>(m_server); ssl && tls)
+            ssl->setSslConfiguration(*tls);
+        return m_server->listen(address, port) ? QString() : m_server->errorString();
+    }
     if (tls) {
         auto *ssl = new QSslServer(this);
         ssl->setSslConfiguration(*tls);
@@ -180,6 +189,25 @@ void HttpServer::setTls(const QSslConfiguration &tls)
         ssl->setSslConfiguration(tls);
 }
 
+void HttpServer::close()
+{
+    if (m_server)
+        m_server->close();
+    dropConnections();
+}
+
+void HttpServer::dropConnections()
+{
+    const QList<QTcpSocket *> sockets = m_buffers.keys();
+    for (QTcpSocket *socket : sockets) {
+        m_buffers.remove(socket);
+        m_held.remove(socket);
+        socket->disconnect(this);
+        socket->abort();
+        socket->deleteLater();
+    }
+}
+
 void HttpServer::adopt(QTcpSocket *socket)
 {
     if (!socket)
@@ -188,6 +216,7 @@ void HttpServer::adopt(QTcpSocket *socket)
     connect(socket, &QTcpSocket::readyRead, this, [this, socket] { serve(socket); });
     connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
         m_buffers.remove(socket);
+        m_held.remove(socket);
         socket->deleteLater();
     });
     if (socket->bytesAvailable() > 0)
@@ -196,9 +225,11 @@ void HttpServer::adopt(QTcpSocket *socket)
 
 void HttpServer::serve(QTcpSocket *socket)
 {
+    if (!m_buffers.contains(socket))
+        return;
     QByteArray &buffer = m_buffers[socket];
     buffer += socket->readAll();
-    for (;;) {
+    while (!m_held.contains(socket)) {
         const ParseResult parsed = parseRequest(buffer);
         if (parsed.state == ParseState::Incomplete)
             return;
@@ -212,7 +243,25 @@ void HttpServer::serve(QTcpSocket *socket)
         }
         buffer.remove(0, parsed.consumed);
         const bool keepAlive = parsed.request.header("connection").toLower() != "close";
-        socket->write(serialise(m_handler(parsed.request), keepAlive));
+        const Response response = m_handler(parsed.request);
+        if (response.delayMs != 0) {
+            // A late (or never) answer holds the connection; requests behind it wait their turn.
+            m_held.insert(socket);
+            if (response.delayMs > 0) {
+                QPointer<QTcpSocket> guard(socket);
+                QTimer::singleShot(response.delayMs, this, [this, guard, response, keepAlive] {
+                    if (!guard || !m_held.remove(guard))
+                        return;
+                    guard->write(serialise(response, keepAlive));
+                    if (!keepAlive)
+                        guard->disconnectFromHost();
+                    else
+                        serve(guard);
+                });
+            }
+            return;
+        }
+        socket->write(serialise(response, keepAlive));
         if (!keepAlive) {
             socket->disconnectFromHost();
             return;

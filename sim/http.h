@@ -7,6 +7,7 @@
 #include <QHostAddress>
 #include <QJsonObject>
 #include <QObject>
+#include <QSet>
 #include <QSslConfiguration>
 #include <QString>
 #include <QUrlQuery>
@@ -36,6 +37,7 @@ struct Response
     QByteArray contentType = "application/json";
     QByteArray body;
     QList<std::pair<QByteArray, QByteArray>> headers;
+    int delayMs = 0; // the server holds the answer this long; below 0 it never sends it
 
     static Response json(int status, const QJsonObject &o);
     static Response error(int status, const QString &text);
@@ -79,6 +81,10 @@ public:
     QString listen(const QHostAddress &address, quint16 port, const QSslConfiguration *tls);
     quint16 port() const;
     void setTls(const QSslConfiguration &tls);
+    // Stops listening and drops every connection (a unit switched off); listen() starts again.
+    void close();
+    // Drops every open connection, so that clients connect (and shake hands) afresh.
+    void dropConnections();
 
 private:
     void adopt(QTcpSocket *socket);
@@ -87,6 +93,7 @@ private:
     Handler m_handler;
     QTcpServer *m_server = nullptr;
     QHash<QTcpSocket *, QByteArray> m_buffers;
+    QSet<QTcpSocket *> m_held; // answering late: later requests wait their turn
 };
 
 } // namespace sim

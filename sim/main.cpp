@@ -1,5 +1,6 @@
 // kestro-unit-sim: simulated units on a site network, for demos and end-to-end tests.
 
+#include "sim/control.h"
 #include "sim/options.h"
 #include "sim/screens.h"
 #include "sim/site.h"
@@ -94,11 +95,20 @@ int main(int argc, char **argv)
         complain(site.error());
         return 1;
     }
+    sim::Control control(&site);
+    if (o.controlPort > 0) {
+        if (const QString why = control.listen(quint16(o.controlPort)); !why.isEmpty()) {
+            complain(u"cannot listen on 127.0.0.1:%1 for control - %2"_s.arg(o.controlPort).arg(why));
+            return 1;
+        }
+    }
     quitOnSignals(app);
     for (const QString &line : site.describe())
         say(line);
     say(u"passcode  %1"_s.arg(o.passcode));
     say(o.discovery ? u"discovery  udp %1"_s.arg(o.discoveryPort) : u"discovery  off"_s);
+    if (o.controlPort > 0)
+        say(u"control  http://127.0.0.1:%1/units"_s.arg(o.controlPort));
     say(u"ready"_s);
     return app.exec();
 }

@@ -25,6 +25,36 @@ int intOption(const QCommandLineParser &p, const QString &name, int def, int lo,
     return ok ? v : def;
 }
 
+const auto kQuirkWords = "no-schema, churn, no-retry-after, no-iotemplates, hang, delay=MS, down"_L1;
+
+// "no-schema,delay=2000" into the control's form; the first word it does not know, else empty.
+QString readQuirks(const QString &list, QJsonObject &out)
+{
+    for (const QString &word : list.split(u',', Qt::SkipEmptyParts)) {
+        const QString w = word.trimmed();
+        bool ok = true;
+        if (w == u"no-schema"_s)
+            out.insert(u"schema"_s, false);
+        else if (w == u"churn"_s)
+            out.insert(u"churn"_s, true);
+        else if (w == u"no-retry-after"_s)
+            out.insert(u"retry_after"_s, false);
+        else if (w == u"no-iotemplates"_s)
+            out.insert(u"iotemplates"_s, false);
+        else if (w == u"hang"_s)
+            out.insert(u"hang"_s, true);
+        else if (w == u"down"_s)
+            out.insert(u"down"_s, true);
+        else if (w.startsWith(u"delay="_s))
+            out.insert(u"delay_ms"_s, w.mid(6).toInt(&ok));
+        else
+            ok = false;
+        if (!ok)
+            return w;
+    }
+    return {};
+}
+
 // Reads and checks the values of a parsed command line into `o`; the first problem, or empty.
 QString readValues(const QCommandLineParser &p, Options &o)
 {
@@ -32,7 +62,11 @@ QString readValues(const QCommandLineParser &p, Options &o)
     o.units = intOption(p, u"units"_s, o.units, 1, 50, error);
     o.port = intOption(p, u"port"_s, o.port, 1, 65535, error);
     o.discoveryPort = intOption(p, u"discovery-port"_s, o.discoveryPort, 1, 65535, error);
-    o.pollMs = intOption(p, u"poll-ms"_s, o.pollMs, 250, 30000, error);
+    if (p.value(u"poll-ms"_s) == u"none"_s)
+        o.pollMs = -1;
+    else
+        o.pollMs = intOption(p, u"poll-ms"_s, o.pollMs, 0, 1000000, error);
+    o.controlPort = intOption(p, u"control"_s, o.controlPort, 1, 65535, error);
     o.paceMs = intOption(p, u"pace"_s, o.paceMs, 10, 60000, error);
     o.tokenTtlSec = intOption(p, u"token-ttl"_s, o.tokenTtlSec, 1, 7 * 24 * 3600, error);
     o.lockoutAfter = intOption(p, u"lockout-after"_s, o.lockoutAfter, 1, 1000, error);
@@ -65,8 +99,11 @@ QString readValues(const QCommandLineParser &p, Options &o)
     o.keyFile = p.value(u"key"_s);
     if (o.certFile.isEmpty() != o.keyFile.isEmpty())
         return u"--cert and --key go together"_s;
-    o.otherCert = p.isSet(u"other-cert"_s);
-    if (!o.tls && (o.otherCert || !o.certFile.isEmpty()))
+    if (p.isSet(u"other-cert"_s))
+        o.quirks.insert(u"other_cert"_s, true);
+    if (const QString bad = readQuirks(p.value(u"quirks"_s), o.quirks); !bad.isEmpty())
+        return u"--quirks takes a comma list of %1, not \"%2\""_s.arg(kQuirkWords, bad);
+    if (!o.tls && (o.quirks.contains(u"other_cert"_s) || !o.certFile.isEmpty()))
         return u"--http units present no certificate; drop --cert, --key and --other-cert"_s;
     o.autorun = p.isSet(u"autorun"_s);
     o.startAt = p.value(u"start-at"_s).split(u',', Qt::SkipEmptyParts);
@@ -75,7 +112,8 @@ QString readValues(const QCommandLineParser &p, Options &o)
         if (!steps.contains(step))
             return u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), step);
     o.discovery = !p.isSet(u"no-discovery"_s);
-    o.ioTemplates = !p.isSet(u"no-iotemplates"_s);
+    if (p.isSet(u"no-iotemplates"_s))
+        o.quirks.insert(u"iotemplates"_s, false);
     o.dumpBundle = p.value(u"dump-bundle"_s);
     return {};
 }
@@ -102,7 +140,14 @@ ParsedOptions parseOptions(const QStringList &arguments)
         {u"cert"_s, u"Present this PEM certificate (needs --key)."_s, u"file"_s},
         {u"key"_s, u"The PEM private key of --cert."_s, u"file"_s},
         {u"other-cert"_s, u"Present a different certificate than usual (the client then sees it changed)."_s},
-        {u"poll-ms"_s, u"Poll interval the units ask for (default 1000)."_s, u"ms"_s},
+        {u"poll-ms"_s, u"\"poll_ms\" the units send, in range or not, or \"none\" to send none (default 1000)."_s,
+         u"ms"_s},
+        {u"quirks"_s,
+         u"Misbehave from the start: a comma list of no-schema, churn, no-retry-after, "_s
+         u"no-iotemplates, hang, delay=MS, down."_s,
+         u"list"_s},
+        {u"control"_s, u"Listen on 127.0.0.1:PORT for control requests that change the units while they run."_s,
+         u"port"_s},
         {u"pace"_s, u"Time of one tick of a running step (default 700)."_s, u"ms"_s},
         {u"autorun"_s, u"Start each step by itself once the one before is done."_s},
         {u"start-at"_s,

@@ -3,6 +3,7 @@
 // starting anything.
 
 #include <QHostAddress>
+#include <QJsonObject>
 #include <QStringList>
 
 namespace sim {
@@ -19,8 +20,9 @@ struct Options
     QString certDir;  // empty: the default cache folder
     QString certFile; // a given certificate for every unit (with keyFile)
     QString keyFile;
-    bool otherCert = false;
-    int pollMs = 1000;
+    int pollMs = 1000;   // any whole number; below 0 ("none") the answers carry no "poll_ms"
+    QJsonObject quirks;  // --quirks, in the control's form (see sim/unit.h, Quirks)
+    int controlPort = 0; // 0: no control
     int paceMs = 700;
     bool autorun = false;
     QStringList startAt; // a step per unit, dealt out in turn like the products
@@ -28,7 +30,6 @@ struct Options
     int lockoutAfter = 5;
     int lockoutSec = 60;
     bool discovery = true;
-    bool ioTemplates = true; // false: units answer /api/iotemplates with 404
     QString dumpBundle;
 
     // The address of unit `i` (0-based): the first address counted up by i.

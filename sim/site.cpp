@@ -34,38 +34,66 @@ void Site::build()
         c.lockoutAfter = m_options.lockoutAfter;
         c.lockoutSec = m_options.lockoutSec;
         c.templates = siteTemplates(i);
-        c.ioTemplates = m_options.ioTemplates;
         auto *unit = new Unit(c, this);
+        unit->quirks().apply(m_options.quirks);
         if (!m_options.startAt.isEmpty())
             unit->flow().startAt(m_options.startAt[i % m_options.startAt.size()]);
         m_units.append(unit);
     }
 }
 
+QSslConfiguration Site::tlsFor(const Unit *unit, bool other, QString *error) const
+{
+    CertFiles files{m_options.certFile, m_options.keyFile, {}};
+    if (files.cert.isEmpty() || other) {
+        // Each unit keeps its own certificate, as real units do; "-other" is its stand-in for a
+        // reflashed or replaced unit.
+        const QString dir = m_options.certDir.isEmpty() ? defaultCertDir() : m_options.certDir;
+        const QString name = unit->config().info.unitId + (other ? u"-other"_s : QString());
+        files = ensureCertificate(dir, name, unit->config().info.hostname, unit->config().info.address);
+    }
+    if (!files.error.isEmpty()) {
+        *error = files.error;
+        return {};
+    }
+    return loadTls(files, error);
+}
+
+QString Site::configure(int index, const QJsonObject &changes)
+{
+    Unit *unit = m_units.value(index);
+    if (!unit)
+        return u"no unit %1"_s.arg(index + 1);
+    const Quirks before = unit->quirks();
+    if (const QString bad = unit->configure(changes); !bad.isEmpty())
+        return u"\"%1\" is not a setting, or its value has the wrong type"_s.arg(bad);
+    const Quirks &now = unit->quirks();
+    if (now.otherCert != before.otherCert && m_options.tls) {
+        QString why;
+        const QSslConfiguration tls = tlsFor(unit, now.otherCert, &why);
+        if (!why.isEmpty())
+            return why;
+        unit->presentTls(tls);
+    }
+    if (now.down != before.down)
+        return unit->setDown(now.down);
+    return {};
+}
+
 bool Site::start()
 {
-    const QString dir = m_options.certDir.isEmpty() ? defaultCertDir() : m_options.certDir;
     for (Unit *unit : std::as_const(m_units)) {
         QSslConfiguration tls;
         if (m_options.tls) {
-            CertFiles files{m_options.certFile, m_options.keyFile, {}};
-            if (files.cert.isEmpty()) {
-                // Each unit keeps its own certificate, as real units do; "-other" is its stand-in
-                // for a reflashed or replaced unit.
-                const QString name = unit->config().info.unitId + (m_options.otherCert ? u"-other"_s : QString());
-                files = ensureCertificate(dir, name, unit->config().info.hostname, unit->config().info.address);
-            }
-            if (!files.error.isEmpty()) {
-                m_error = files.error;
-                return false;
-            }
             QString why;
-            tls = loadTls(files, &why);
+            tls = tlsFor(unit, unit->quirks().otherCert, &why);
             if (!why.isEmpty()) {
                 m_error = why;
                 return false;
             }
         }
+        if (unit->quirks().down)
+            continue;
         const QString why = unit->listen(m_options.tls ? &tls : nullptr);
         if (!why.isEmpty()) {
             m_error = u"cannot listen on %1:%2 - %3"_s.arg(unit->config().info.address)

@@ -53,7 +53,55 @@ const QList<FaultEntry> &faultTable()
     return table;
 }
 
+// Reads one boolean or integer member into `target`; false when the member has another type.
+bool readInto(const QJsonValue &v, bool &target)
+{
+    if (!v.isBool())
+        return false;
+    target = v.toBool();
+    return true;
+}
+
+bool readInto(const QJsonValue &v, int &target)
+{
+    if (!v.isDouble())
+        return false;
+    target = v.toInt();
+    return true;
+}
+
 } // namespace
+
+QString Quirks::apply(const QJsonObject &changes)
+{
+    for (auto it = changes.begin(); it != changes.end(); ++it) {
+        const QString &k = it.key();
+        const bool ok = k == u"schema"_s        ? readInto(*it, schema)
+                        : k == u"churn"_s       ? readInto(*it, churn)
+                        : k == u"retry_after"_s ? readInto(*it, retryAfter)
+                        : k == u"iotemplates"_s ? readInto(*it, ioTemplates)
+                        : k == u"delay_ms"_s    ? readInto(*it, delayMs)
+                        : k == u"hang"_s        ? readInto(*it, hang)
+                        : k == u"down"_s        ? readInto(*it, down)
+                        : k == u"other_cert"_s  ? readInto(*it, otherCert)
+                                                : false;
+        if (!ok)
+            return k;
+    }
+    return {};
+}
+
+QJsonObject Quirks::toJson() const
+{
+    return {{u"schema"_s, schema},
+            {u"churn"_s, churn},
+            {u"retry_after"_s, retryAfter},
+            {u"iotemplates"_s, ioTemplates},
+            {u"delay_ms"_s, delayMs},
+            {u"hang"_s, hang},
+            {u"down"_s, down},
+            {u"other_cert"_s, otherCert}};
+}
 
 Unit::Unit(UnitConfig config, QObject *parent)
     : QObject(parent)
@@ -73,7 +121,32 @@ Unit::Unit(UnitConfig config, QObject *parent)
 
 QString Unit::listen(const QSslConfiguration *tls)
 {
-    return m_server.listen(QHostAddress(m_config.info.address), quint16(m_config.info.port), tls);
+    m_hasTls = tls != nullptr;
+    if (tls)
+        m_tls = *tls;
+    const QString why = m_server.listen(QHostAddress(m_config.info.address), quint16(m_config.info.port), tls);
+    m_listening = why.isEmpty();
+    return why;
+}
+
+void Unit::presentTls(const QSslConfiguration &tls)
+{
+    m_tls = tls;
+    m_server.setTls(tls);
+    m_server.dropConnections();
+}
+
+QString Unit::setDown(bool down)
+{
+    m_quirks.down = down;
+    if (down) {
+        m_server.close();
+        m_listening = false;
+        return {};
+    }
+    if (m_listening)
+        return {};
+    return listen(m_hasTls ? &m_tls : nullptr);
 }
 
 QJsonObject Unit::discoveryAnswer() const
@@ -121,7 +194,41 @@ std::optional<Response> Unit::refuseUnsigned(const Request &req)
     return std::nullopt;
 }
 
+QString Unit::configure(const QJsonObject &changes)
+{
+    QJsonObject rest = changes;
+    // Every sign-in ends at once, as when the unit restarts: clients get 401 and sign in again.
+    if (rest.take(u"drop_tokens"_s).toBool())
+        m_tokens.clear();
+    if (rest.contains(u"poll_ms"_s)) {
+        // null takes "poll_ms" out of the answers; any number goes in as it is, in range or not.
+        const QJsonValue v = rest.take(u"poll_ms"_s);
+        if (!v.isNull() && !v.isDouble())
+            return u"poll_ms"_s;
+        m_config.pollMs = v.isNull() ? -1 : v.toInt();
+    }
+    Quirks next = m_quirks;
+    const QString bad = next.apply(rest);
+    if (bad.isEmpty())
+        m_quirks = next;
+    return bad;
+}
+
+QJsonObject Unit::describeQuirks() const
+{
+    QJsonObject out = m_quirks.toJson();
+    out.insert(u"poll_ms"_s, m_config.pollMs < 0 ? QJsonValue(QJsonValue::Null) : QJsonValue(m_config.pollMs));
+    return out;
+}
+
 Response Unit::handle(const Request &req)
+{
+    Response r = answer(req);
+    r.delayMs = m_quirks.hang ? -1 : m_quirks.delayMs;
+    return r;
+}
+
+Response Unit::answer(const Request &req)
 {
     const QString &p = req.path;
     const bool get = req.method == u"GET"_s;
@@ -141,8 +248,18 @@ Response Unit::handle(const Request &req)
             if (!m_announcedFault.isEmpty())
                 announce = u"Fault: %1"_s.arg(m_announcedFault);
         }
-        const QJsonObject answer = uiAnswer(m_flow, m_config.info, m_config.pollMs, m_pendingToast, announce);
+        QJsonObject answer = uiAnswer(m_flow, m_config.info, m_config.pollMs, m_pendingToast, announce);
         m_pendingToast = {};
+        ++m_polls;
+        if (m_config.pollMs < 0)
+            answer.remove(u"poll_ms"_s);
+        if (!m_quirks.schema)
+            answer.remove(u"schema"_s);
+        if (m_quirks.churn) {
+            // Members a client must ignore when it compares two answers.
+            answer.insert(u"hb_age"_s, m_polls);
+            answer.insert(u"_panels"_s, QJsonObject{{u"poll"_s, m_polls}});
+        }
         return Response::json(200, answer);
     }
     if (get && sourcePaths().contains(p))
@@ -170,7 +287,7 @@ Response Unit::handle(const Request &req)
         return faults(req);
     if (p == u"/api/password"_s && post)
         return password(req);
-    if (p == u"/api/iotemplates"_s && (post || get) && m_config.ioTemplates)
+    if (p == u"/api/iotemplates"_s && (post || get) && m_quirks.ioTemplates)
         return ioTemplates(req);
     return Response::error(404, u"no such path: %1 %2"_s.arg(req.method, p));
 }
@@ -179,16 +296,13 @@ Response Unit::login(const Request &req)
 {
     const qint64 now = nowMs();
     if (m_lockedUntil > now) {
-        Response r = Response::json(429, {{u"error"_s, u"too many failed attempts"_s},
-                                          {u"retry_after"_s, int((m_lockedUntil - now + 999) / 1000)}});
-        return r;
+        return lockedOut(int((m_lockedUntil - now + 999) / 1000));
     }
     if (req.json().value(u"password"_s).toString() != m_config.passcode) {
         if (++m_failures >= m_config.lockoutAfter) {
             m_failures = 0;
             m_lockedUntil = now + qint64(m_config.lockoutSec) * 1000;
-            return Response::json(
-                429, {{u"error"_s, u"too many failed attempts"_s}, {u"retry_after"_s, m_config.lockoutSec}});
+            return lockedOut(m_config.lockoutSec);
         }
         return Response::error(401, u"wrong passcode"_s);
     }
@@ -199,6 +313,14 @@ Response Unit::login(const Request &req)
     const QString token = newToken();
     m_tokens.insert(token, now + qint64(m_config.tokenTtlSec) * 1000);
     return Response::json(200, {{u"token"_s, token}, {u"expires_in"_s, m_config.tokenTtlSec}});
+}
+
+Response Unit::lockedOut(int secondsLeft) const
+{
+    QJsonObject body{{u"error"_s, u"too many failed attempts"_s}};
+    if (m_quirks.retryAfter)
+        body.insert(u"retry_after"_s, secondsLeft);
+    return Response::json(429, body);
 }
 
 Response Unit::press(const QString &name, const Request &req)

@@ -83,6 +83,10 @@ class TestSimUnit : public QObject
 {
     Q_OBJECT
 private slots:
+    void quirks_data();
+    void quirks();
+    void quirksOverTime();
+    void heldAnswerOverLoopback();
     void initTestCase() { testsupport::isolateConfig(); }
 
     void parseRequest_data();
@@ -244,7 +248,10 @@ void TestSimUnit::options_data()
                                     << QString() << u"10.77.0.22"_s;
     QTest::newRow("unknown option") << QStringList{u"--colour"_s} << u"colour"_s << QString();
     QTest::newRow("stray argument") << QStringList{u"now"_s} << u"now"_s << QString();
-    QTest::newRow("poll too fast") << QStringList{u"--poll-ms"_s, u"10"_s} << u"--poll-ms"_s << QString();
+    QTest::newRow("poll not a number") << QStringList{u"--poll-ms"_s, u"fast"_s} << u"--poll-ms"_s << QString();
+    QTest::newRow("poll out of a client's range")
+        << QStringList{u"--poll-ms"_s, u"100"_s, u"--quirks"_s, u"churn,delay=50"_s} << QString() << u"10.77.0.21"_s;
+    QTest::newRow("unknown quirk") << QStringList{u"--quirks"_s, u"churn,slow"_s} << u"\"slow\""_s << QString();
     QTest::newRow("no templates") << QStringList{u"--no-iotemplates"_s} << QString() << u"10.77.0.21"_s;
 }
 
@@ -260,6 +267,89 @@ void TestSimUnit::options()
     } else {
         QVERIFY2(p.error.contains(error), qPrintable(p.error));
     }
+}
+
+void TestSimUnit::quirks_data()
+{
+    QTest::addColumn<QJsonObject>("changes");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QStringList>("present"); // members of the answer, "-" before one that must be absent
+
+    const QStringList usual{u"schema"_s, u"poll_ms"_s, u"-hb_age"_s};
+    QTest::newRow("as usual") << QJsonObject{} << u"/api/ui"_s << 200 << usual;
+    QTest::newRow("no schema") << QJsonObject{{u"schema"_s, false}} << u"/api/ui"_s << 200
+                               << QStringList{u"-schema"_s, u"screen"_s};
+    QTest::newRow("churn") << QJsonObject{{u"churn"_s, true}} << u"/api/ui"_s << 200
+                           << QStringList{u"hb_age"_s, u"_panels"_s};
+    QTest::newRow("no poll_ms") << QJsonObject{{u"poll_ms"_s, QJsonValue::Null}} << u"/api/ui"_s << 200
+                                << QStringList{u"-poll_ms"_s};
+    QTest::newRow("templates gone") << QJsonObject{{u"iotemplates"_s, false}} << u"/api/iotemplates"_s << 404
+                                    << QStringList{u"error"_s};
+}
+
+void TestSimUnit::quirks()
+{
+    QFETCH(QJsonObject, changes);
+    QFETCH(QString, path);
+    QFETCH(int, status);
+    QFETCH(QStringList, present);
+    sim::Unit unit(config());
+    const QByteArray token = tokenFor(unit);
+    QCOMPARE(unit.configure(changes), QString());
+    const sim::Response r = unit.handle(request(u"GET"_s, path, {}, token));
+    QCOMPARE(r.status, status);
+    QCOMPARE(r.delayMs, 0);
+    const QJsonObject body = bodyOf(r);
+    for (const QString &key : present)
+        QVERIFY2(key.startsWith(u'-') ? !body.contains(key.mid(1)) : body.contains(key), qPrintable(key));
+}
+
+void TestSimUnit::quirksOverTime()
+{
+    sim::Unit unit(config());
+    const QByteArray token = tokenFor(unit);
+    QCOMPARE(unit.configure({{u"churn"_s, true}, {u"poll_ms"_s, 100000}}), QString());
+    const QJsonObject first = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
+    const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
+    QVERIFY(first.value(u"hb_age"_s) != second.value(u"hb_age"_s));
+    QVERIFY(first.value(u"_panels"_s) != second.value(u"_panels"_s));
+    QCOMPARE(second.value(u"poll_ms"_s).toInt(), 100000);
+
+    // A lock-out without "retry_after", then answers held back or never sent.
+    QCOMPARE(unit.configure({{u"retry_after"_s, false}}), QString());
+    sim::Response r;
+    for (int i = 0; i < 3; ++i)
+        r = unit.handle(request(u"POST"_s, u"/api/login"_s, {{u"password"_s, u"wrong"_s}}));
+    QCOMPARE(r.status, 429);
+    QVERIFY(!bodyOf(r).contains(u"retry_after"_s));
+    QCOMPARE(unit.configure({{u"delay_ms"_s, 1500}}), QString());
+    QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, 1500);
+    QCOMPARE(unit.configure({{u"hang"_s, true}}), QString());
+    QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, -1);
+
+    // A wrong member changes nothing and is named.
+    QCOMPARE(unit.configure({{u"hang"_s, false}, {u"delay_ms"_s, u"soon"_s}}), u"delay_ms"_s);
+    QCOMPARE(unit.describeQuirks().value(u"hang"_s), QJsonValue(true));
+}
+
+void TestSimUnit::heldAnswerOverLoopback()
+{
+    // The server sends a held answer late, and the request behind it on the same connection after it.
+    int calls = 0;
+    sim::HttpServer server([&calls](const sim::Request &req) {
+        sim::Response r = sim::Response::text(200, req.path);
+        r.delayMs = ++calls == 1 ? 300 : 0;
+        return r;
+    });
+    QCOMPARE(server.listen(QHostAddress::LocalHost, 0, nullptr), QString());
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, server.port());
+    QVERIFY(socket.waitForConnected(5000));
+    socket.write("GET /first HTTP/1.1\r\nHost: x\r\n\r\nGET /second HTTP/1.1\r\nHost: x\r\n\r\n");
+    QByteArray got;
+    QTRY_VERIFY_WITH_TIMEOUT((got += socket.readAll()).count("HTTP/1.1 200") == 2, 10000);
+    QVERIFY(got.indexOf("/first") < got.indexOf("/second"));
 }
 
 void TestSimUnit::siteDealsOutUnits()

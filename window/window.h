@@ -1,0 +1,181 @@
+#pragma once
+// The main window: one session with the selected unit. It signs in with the passcode typed in
+// the sidebar, polls the unit's screen at the pace the unit asks for, applies each answer (a
+// screen that did not change is left alone, one that did is rebuilt in the viewport), and shows
+// the state of the connection in a status line, the sidebar's pills and a banner. Everything the
+// session says goes to the connection log (units/diaglog.h).
+//
+// The sources are split by topic: window.cpp (building, selection, actions), session.cpp
+// (refresh and the poll), signin.cpp, banners.cpp, discoveryhook.cpp.
+
+#include "render/actions.h"
+#include "units/api.h"
+#include "units/discovery.h"
+#include "units/store.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QJsonObject>
+#include <QSet>
+#include <QTimer>
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+class QStackedWidget;
+
+namespace board {
+class Viewport;
+}
+namespace render {
+class ToastStrip;
+}
+
+namespace window {
+
+class Sidebar;
+
+inline constexpr int kDefaultPollMs = 3000;
+inline constexpr int kMinPollMs = 250;
+inline constexpr int kMaxPollMs = 30000;
+inline constexpr int kDiscoveryMs = 10000;
+inline constexpr int kPressPauseMs = 6000;
+inline constexpr int kDefaultRetryAfterS = 300;
+
+// The poll interval an answer asks for: "poll_ms" clamped to 250..30000 when above 0, else 3000.
+int pollIntervalFor(const QJsonObject &answer);
+// An answer without the members that change on every poll ("hb_age", "_panels", "toast",
+// "announce"), the form in which two answers are compared.
+QJsonObject withoutVolatile(QJsonObject answer);
+
+class Window final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Window)
+
+public:
+    explicit Window(QWidget *parent = nullptr);
+    ~Window() override;
+
+    // One step of the session: called by the poll timer, after sign-in, after a press and by the
+    // banner buttons. See session.cpp for its order.
+    void refresh();
+
+    // What a drawn screen may ask of the session.
+    render::Actions actions();
+
+    // Runs a tool by its menu name; unknown names do nothing.
+    void runTool(const QString &name);
+    // The tools that exist in this build, in menu order.
+    QStringList toolNames() const;
+
+    // Shares the IO module templates with the unit just signed in to.
+    void syncIoTemplates();
+
+    void selectUnit(const QString &key);
+    void deselect();
+    // A unit added by hand at an address: kept when discovery does not hear it.
+    void addUnit(const QString &ip, int port);
+    void removeUnit(const QString &key);
+
+    // Applies one screen answer (already carrying nothing from the sources): SAME is left alone,
+    // CHANGED is rebuilt. Public for the benchmark.
+    void applyAnswer(QJsonObject answer);
+
+    units::Discovery *discovery() const { return m_discovery; }
+    units::Api *api() const { return m_api; }
+    Sidebar *sidebar() const { return m_sidebar; }
+    board::Viewport *viewport() const { return m_viewport; }
+    const QList<units::Unit> &unitList() const { return m_units; }
+    QString selectedKey() const { return m_selected; }
+    int pollInterval() const { return m_pollTimer.interval(); }
+    // How many times a screen was built, for tests that an unchanged answer rebuilds nothing.
+    int rebuildCount() const { return m_rebuilds; }
+
+private:
+    // window.cpp
+    void buildChrome();
+    void updateHeading(const QJsonObject &answer);
+    void updateTitleBar();
+    void setStatusLine(const QString &text, const QString &tone);
+    void rebuild(const QJsonObject &answer);
+    units::Unit *unit(const QString &key);
+
+    // session.cpp
+    void poll();
+    void onPollReply(const QString &key, qint64 elapsedMs, const units::Api::Reply &reply);
+    void fetchSources(const QString &key, const QJsonObject &answer);
+    void countFailure(const QString &key, const QString &path, int status, qint64 elapsedMs, const QString &why);
+    void pollSucceeded(const QString &key);
+    bool patchPanels(const QJsonObject &answer, const QStringList &changed);
+
+    // signin.cpp
+    void signIn(const QString &key, const QString &passcode);
+    void onSignInReply(const QString &key, const QString &passcode, qint64 elapsedMs, const units::Api::Reply &reply);
+    void trustNewCertificate();
+    int lockSecondsLeft(const QString &key) const;
+    void lockTick();
+
+    // banners.cpp
+    enum class BannerKind { Retry, Certificate };
+    void showBanner(const QString &title, const QString &text, const QString &tone,
+                    BannerKind kind = BannerKind::Retry);
+    void hideBanner();
+    void markUnit(const QString &text, const QString &tone);
+
+    // discoveryhook.cpp
+    void onSwept(const units::Discovery::Found &found);
+
+    units::Api *m_api;
+    units::Discovery *m_discovery;
+    QList<units::Unit> m_units;
+    QStringList m_online; // sorted keys of the units that answered the last sweep
+    bool m_sweptOnce = false;
+
+    // The session, per unit key.
+    QString m_selected;
+    QSet<QString> m_certChanged;
+    QHash<QString, QDateTime> m_lockedUntil;
+    QHash<QString, QString> m_refused;
+    QHash<QString, QString> m_accepted;
+    QHash<QString, int> m_failures;
+    QHash<QString, QDateTime> m_firstFailure;
+    QDateTime m_lastPress;
+    bool m_force = true;
+    bool m_noPause = false;
+    QString m_signingIn; // key of the sign-in in flight
+    bool m_pollInFlight = false;
+    int m_generation = 0; // raised on every selection: replies of an older one are dropped
+    bool m_closing = false;
+    QString m_viewedStep;
+
+    QTimer m_pollTimer;
+    QTimer m_discoveryTimer;
+    QTimer m_lockTicker;
+    QHash<QString, QJsonValue> m_sourceCache;
+    QJsonObject m_lastApplied; // without its volatile members
+    QJsonObject m_lastAnswer;  // whole, as applied
+    int m_rebuilds = 0;
+
+    // Chrome.
+    Sidebar *m_sidebar = nullptr;
+    QLabel *m_heading = nullptr;
+    QLabel *m_badge = nullptr;
+    QLabel *m_status = nullptr;
+    QLabel *m_info = nullptr;
+    QWidget *m_banner = nullptr;
+    QLabel *m_bannerTitle = nullptr;
+    QLabel *m_bannerText = nullptr;
+    QPushButton *m_bannerRetry = nullptr;
+    QPushButton *m_bannerTrust = nullptr;
+    QPushButton *m_bannerLeave = nullptr;
+    render::ToastStrip *m_toasts = nullptr;
+    QStackedWidget *m_stack = nullptr;
+    QWidget *m_placeholder = nullptr;
+    QLabel *m_placeholderTitle = nullptr;
+    QLabel *m_placeholderText = nullptr;
+    board::Viewport *m_viewport = nullptr;
+};
+
+} // namespace window
