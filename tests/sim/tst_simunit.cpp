@@ -729,8 +729,8 @@ void TestSimUnit::ioTemplates()
     QVERIFY(byId.value(u"kestro-aio4"_s).value(u"builtin"_s).toBool());
 
     // Told to, the same unit answers as one without template support would.
-    c.ioTemplates = false;
     sim::Unit old(c);
+    old.quirks().ioTemplates = false;
     QCOMPARE(old.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(old))).status,
              404);
 }
