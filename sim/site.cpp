@@ -32,6 +32,7 @@ void Site::build()
         c.tokenTtlSec = m_options.tokenTtlSec;
         c.lockoutAfter = m_options.lockoutAfter;
         c.lockoutSec = m_options.lockoutSec;
+        c.fixedPasscode = m_options.fixedPasscode.contains(i + 1);
         auto *unit = new Unit(c, this);
         if (!m_options.startAt.isEmpty())
             unit->flow().startAt(m_options.startAt[i % m_options.startAt.size()]);

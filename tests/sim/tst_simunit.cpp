@@ -243,6 +243,10 @@ void TestSimUnit::options_data()
     QTest::newRow("unknown option") << QStringList{u"--colour"_s} << u"colour"_s << QString();
     QTest::newRow("stray argument") << QStringList{u"now"_s} << u"now"_s << QString();
     QTest::newRow("poll too fast") << QStringList{u"--poll-ms"_s, u"10"_s} << u"--poll-ms"_s << QString();
+    QTest::newRow("fixed passcode on unit 2")
+        << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"2"_s} << QString() << u"10.77.0.22"_s;
+    QTest::newRow("fixed passcode past the units")
+        << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"1,3"_s} << u"--fixed-passcode"_s << QString();
 }
 
 void TestSimUnit::options()
