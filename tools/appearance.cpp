@@ -10,7 +10,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
-#include <QDialogButtonBox>
 #include <QJsonObject>
 #include <QLabel>
 #include <QListWidget>
@@ -68,9 +67,8 @@ QListWidget *sizeList(double current)
                         u"QListWidget::item { color:%3; padding:4px 8px; border-radius:4px;"
                         u" border-left:3px solid transparent; }"
                         u"QListWidget::item:hover { background:%4; }"
-                        u"QListWidget::item:selected { background:%4; color:%3; border-left:3px solid %5; }"_s
-                            .arg(pal.bg.name(), pal.controlEdge.name(), pal.ink.name(), pal.grey.name(),
-                                 pal.accent.name()));
+                        u"QListWidget::item:selected { background:%4; color:%3; border-left:3px solid %5; }"_s.arg(
+                            pal.bg.name(), pal.controlEdge.name(), pal.ink.name(), pal.grey.name(), pal.accent.name()));
     for (const TextSize &size : kTextSizes)
         list->addItem(textSizeText(size));
     list->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -142,9 +140,9 @@ bool appearance(QWidget *parent)
     layout->setSpacing(8);
 
     layout->addWidget(sectionTitle(u"Theme"_s));
-    layout->addWidget(makeLabel(
-        u"Dark or light, and the colour the app highlights with. Red is left alone: it means a fault."_s, 9,
-        pal.muted));
+    layout->addWidget(
+        makeLabel(u"Dark or light, and the colour the app highlights with. Red is left alone: it means a fault."_s, 9,
+                  pal.muted));
     auto *themes = new QComboBox;
     themes->setObjectName(u"themeChoice"_s);
     themes->addItems(theme::themeNames());
@@ -173,9 +171,9 @@ bool appearance(QWidget *parent)
 
     layout->addSpacing(6);
     layout->addWidget(sectionTitle(u"Sound"_s));
-    layout->addWidget(makeLabel(
-        u"A click when a press lands, and a sound when a unit accepts or refuses what you asked of it."_s, 9,
-        pal.muted));
+    layout->addWidget(
+        makeLabel(u"A click when a press lands, and a sound when a unit accepts or refuses what you asked of it."_s, 9,
+                  pal.muted));
     auto *mute = new QCheckBox;
     mute->setObjectName(u"muteSounds"_s);
     const bool wasMuted = app::soundMuted();
@@ -189,15 +187,19 @@ bool appearance(QWidget *parent)
     layout->addWidget(mute);
 
     layout->addSpacing(4);
-    auto *buttons = new QDialogButtonBox;
-    QPushButton *cancel = buttons->addButton(u"Cancel"_s, QDialogButtonBox::RejectRole);
+    auto *cancel = new QPushButton(u"Cancel"_s);
     cancel->setObjectName(u"cancel"_s);
-    QPushButton *apply = buttons->addButton(u"Apply"_s, QDialogButtonBox::AcceptRole);
+    auto *apply = new QPushButton(u"Apply"_s);
     apply->setObjectName(u"apply"_s);
     apply->setProperty("kind", u"primary"_s);
-    QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
-    layout->addWidget(buttons);
+    apply->setDefault(true);
+    QObject::connect(cancel, &QPushButton::clicked, dialog, &QDialog::reject);
+    QObject::connect(apply, &QPushButton::clicked, dialog, &QDialog::accept);
+    auto *buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(cancel);
+    buttons->addWidget(apply);
+    layout->addLayout(buttons);
 
     if (runDialog(dialog) != QDialog::Accepted)
         return false;
