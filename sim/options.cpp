@@ -82,6 +82,7 @@ QString readValues(const QCommandLineParser &p, Options &o)
         o.fixedPasscode.append(unit);
     }
     o.discovery = !p.isSet(u"no-discovery"_s);
+    o.ioTemplates = !p.isSet(u"no-iotemplates"_s);
     o.dumpBundle = p.value(u"dump-bundle"_s);
     return {};
 }
@@ -121,6 +122,7 @@ ParsedOptions parseOptions(const QStringList &arguments)
         {u"no-discovery"_s, u"Do not answer discovery probes."_s},
         {u"fixed-passcode"_s, u"Units (numbered from 1, a comma list) that refuse every passcode change."_s,
          u"units"_s},
+        {u"no-iotemplates"_s, u"Answer /api/iotemplates with 404, as units without template support do."_s},
         {u"dump-bundle"_s, u"Write the first unit's screen and its sources as a render bundle, then exit."_s,
          u"file"_s},
     });

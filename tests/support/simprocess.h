@@ -1,6 +1,6 @@
 #pragma once
-// kestro-unit-sim as its own process, for tests that run inside the private site network: started
-// and waited for until it says "ready", stopped (SIGTERM, then kill) when the test lets go of it.
+// kestro-unit-sim as a child process of a test, started and waited for until it says "ready",
+// and stopped (SIGTERM, then SIGKILL) when the test lets go of it.
 
 #include <QByteArray>
 #include <QProcess>
@@ -11,8 +11,8 @@ namespace testsupport {
 class SimProcess
 {
 public:
-    explicit SimProcess(const QString &program)
-        : m_program(program)
+    explicit SimProcess(QString program)
+        : m_program(std::move(program))
     {}
     ~SimProcess() { stop(); }
     SimProcess(const SimProcess &) = delete;
@@ -21,7 +21,6 @@ public:
     // Starts it and waits for its "ready" line; false when it exits first.
     bool start(const QStringList &args)
     {
-        m_out.clear();
         m_process.setProgram(m_program);
         m_process.setArguments(args);
         m_process.start();
