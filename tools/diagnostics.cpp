@@ -76,7 +76,7 @@ QString diagnosticsSummary(const QList<units::Unit> &list, const QStringList &se
     };
     for (const units::Unit &u : list) {
         lines << u"  %1  %2  %3  %4"_s.arg(u.key(), u.name.isEmpty() ? u"(unnamed)"_s : u.name,
-                                          u.online() ? u"online"_s : u"offline"_s, u.tls ? u"https"_s : u"http"_s);
+                                           u.online() ? u"online"_s : u"offline"_s, u.tls ? u"https"_s : u"http"_s);
     }
     lines << QString() << u"Last 40 log lines:"_s;
     for (const QString &line : units::tailLines(units::connectLogPath(), kSummaryLogLines))

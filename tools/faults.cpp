@@ -71,8 +71,8 @@ QString faultText(const units::Api::Reply &reply, const QString &query)
     for (const QJsonValue &value : results) {
         const QJsonObject result = value.toObject();
         const QJsonValue span = result.value("span"_L1);
-        const QString code = span.isString() && !span.toString().isEmpty() ? span.toString()
-                                                                          : prims::valueText(result, "number"_L1);
+        const QString code =
+            span.isString() && !span.toString().isEmpty() ? span.toString() : prims::valueText(result, "number"_L1);
         lines << u"%1   (fault %2)"_s.arg(prims::readText(result, "description"_L1), code);
         lines << u"%1  -  %2"_s.arg(prims::readText(result, "section"_L1), prims::readText(result, "type"_L1));
         if (const QString causes = prims::readText(result, "causes"_L1); !causes.isEmpty())

@@ -67,8 +67,8 @@ std::optional<QStringList> lastNonEmptyLines(const QString &path, int count)
     return lines;
 }
 
-QStringList problemReportLines(const QString &whatHappened, const QList<units::Unit> &units,
-                               const QString &selectedKey, const QString &unitReport, const QString &errorsLog)
+QStringList problemReportLines(const QString &whatHappened, const QList<units::Unit> &units, const QString &selectedKey,
+                               const QString &unitReport, const QString &errorsLog)
 {
     QStringList lines{
         u"KESTRO COMMISSIONING - PROBLEM REPORT"_s,
@@ -98,9 +98,8 @@ QUrl problemMailUrl(const QString &address, const QString &from, const QString &
         --cut; // half a character would reach the mail as a replacement mark
     const QByteArray subject = QUrl::toPercentEncoding(u"Kestro Connect problem - %1"_s.arg(from));
     const QByteArray body = QUrl::toPercentEncoding(report.left(cut));
-    return QUrl::fromEncoded("mailto:" + QUrl::toPercentEncoding(address, "@") + "?subject=" + subject +
-                                 "&body=" + body,
-                             QUrl::StrictMode);
+    return QUrl::fromEncoded(
+        "mailto:" + QUrl::toPercentEncoding(address, "@") + "?subject=" + subject + "&body=" + body, QUrl::StrictMode);
 }
 
 bool problemReport(QWidget *parent, units::Api &api, const QList<units::Unit> &units, const QString &selectedKey)

@@ -32,8 +32,8 @@ std::optional<QStringList> lastNonEmptyLines(const QString &path, int count);
 // The report's lines. `unitReport` is the selected unit's own report (empty when it did not come);
 // it and its heading are left out when no unit is selected. The recent errors come from
 // `errorsLog` when it can be read.
-QStringList problemReportLines(const QString &whatHappened, const QList<units::Unit> &units,
-                               const QString &selectedKey, const QString &unitReport, const QString &errorsLog);
+QStringList problemReportLines(const QString &whatHappened, const QList<units::Unit> &units, const QString &selectedKey,
+                               const QString &unitReport, const QString &errorsLog);
 
 // mailto:ADDRESS?subject=...&body=... with the subject "Kestro Connect problem - <from>" and the
 // report's first kMailBodyLimit characters, both percent-encoded.

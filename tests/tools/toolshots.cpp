@@ -4,13 +4,13 @@
 
 #include "app/base/theme.h"
 #include "support/simprocess.h"
-#include "toolstest.h"
 #include "tools/appearance.h"
 #include "tools/desktop.h"
 #include "tools/diagnostics.h"
 #include "tools/faults.h"
 #include "tools/passcode.h"
 #include "tools/problemreport.h"
+#include "toolstest.h"
 
 #include <QApplication>
 #include <QDir>

@@ -4,10 +4,10 @@
 #include "app/base/settings.h"
 #include "app/base/sounds.h"
 #include "app/base/theme.h"
-#include "toolstest.h"
 #include "tools/appearance.h"
 #include "tools/desktop.h"
 #include "tools/diagnostics.h"
+#include "toolstest.h"
 #include "units/diaglog.h"
 
 #include <QApplication>
@@ -226,8 +226,8 @@ void TestToolsLocal::scrub_data()
 
     QTest::newRow("JSON member") << uR"(login  10.77.0.21:8090  {"password":"hunter22","speed":2})"_s
                                  << uR"(login  10.77.0.21:8090  {[removed],"speed":2})"_s;
-    QTest::newRow("JSON member with escapes") << uR"({"apiSecret": "s3 \"q\"", "n": 1})"_s
-                                              << uR"({[removed], "n": 1})"_s;
+    QTest::newRow("JSON member with escapes")
+        << uR"({"apiSecret": "s3 \"q\"", "n": 1})"_s << uR"({[removed], "n": 1})"_s;
     QTest::newRow("JSON number") << uR"({"tokenTtl":3600})"_s << uR"({[removed]})"_s;
     QTest::newRow("query") << u"GET /api/ui?token=abc123&x=1 -> 200"_s << u"GET /api/ui?[removed]&x=1 -> 200"_s;
     QTest::newRow("colon pair") << u"wifi psk: key-9 joined"_s << u"wifi [removed] joined"_s;

@@ -5,11 +5,11 @@
 #include "app/base/installation.h"
 #include "app/base/version.h"
 #include "support/simprocess.h"
-#include "toolstest.h"
 #include "tools/desktop.h"
 #include "tools/faults.h"
 #include "tools/passcode.h"
 #include "tools/problemreport.h"
+#include "toolstest.h"
 
 #include <QDialogButtonBox>
 #include <QInputDialog>
@@ -106,14 +106,13 @@ void TestToolsOnSite::faultLookup_data()
                                  u"Interference on the encoder cable or a loose encoder wheel.\n"
                                  u"What to check\n"
                                  u"Encoder cable screen grounded at one end only; wheel set screw tight.\n"_s;
-    QTest::newRow("result without span")
-        << 0 << u"77"_s << false
-        << u"Drive temperature high   (fault 77)\n"
-           u"Drive  -  warning\n"
-           u"Why it happens\n"
-           u"The drive ran above 85 C for more than a minute.\n"
-           u"What to check\n"
-           u"Drive fan turning; air path behind the drive free of dust.\n"_s;
+    QTest::newRow("result without span") << 0 << u"77"_s << false
+                                         << u"Drive temperature high   (fault 77)\n"
+                                            u"Drive  -  warning\n"
+                                            u"Why it happens\n"
+                                            u"The drive ran above 85 C for more than a minute.\n"
+                                            u"What to check\n"
+                                            u"Drive fan turning; air path behind the drive free of dust.\n"_s;
     QTest::newRow("not found") << 0 << u"conveyor & belt"_s << false
                                << u"Nothing matches \"conveyor & belt\". Try the number on its own, or a word from "
                                   u"the message."_s;
@@ -199,11 +198,10 @@ void TestToolsOnSite::problemReport()
     QVERIFY(lines.value(1).startsWith(u"When      "_s));
     QCOMPARE(lines.value(2), u"App       Kestro Connect v%1 (qt)"_s.arg(QLatin1StringView(app::kVersion)));
     QCOMPARE(lines.value(3), u"Machine   "_s + QSysInfo::machineHostName());
-    QCOMPARE(lines.mid(5, 9), QStringList({QString(), u"WHAT HAPPENED"_s, said, QString(), u"UNITS ON THE NETWORK"_s,
-                                           u"  shuttle-01  online  10.77.0.21:8090"_s,
-                                           u"  shuttle-02  offline  10.77.0.22:8090"_s,
-                                           u"  shuttle-03  online  10.77.0.23:8090"_s,
-                                           u"SELECTED UNIT: 10.77.0.21:8090"_s}));
+    QCOMPARE(lines.mid(5, 9),
+             QStringList({QString(), u"WHAT HAPPENED"_s, said, QString(), u"UNITS ON THE NETWORK"_s,
+                          u"  shuttle-01  online  10.77.0.21:8090"_s, u"  shuttle-02  offline  10.77.0.22:8090"_s,
+                          u"  shuttle-03  online  10.77.0.23:8090"_s, u"SELECTED UNIT: 10.77.0.21:8090"_s}));
     QVERIFY2(lines.value(14).startsWith(u"COMMISSIONING REPORT - shuttle-01"_s), qPrintable(lines.value(14)));
     // The unit's report, then the errors: lines 61 to 100 and nothing after.
     QStringList errors;
