@@ -29,7 +29,7 @@ struct Options
     int lockoutSec = 60;
     bool discovery = true;
     QList<int> fixedPasscode; // unit numbers (from 1) that refuse a passcode change
-    bool ioTemplates = true; // false: units answer /api/iotemplates with 404
+    bool ioTemplates = true;  // false: units answer /api/iotemplates with 404
     QString dumpBundle;
 
     // The address of unit `i` (0-based): the first address counted up by i.
