@@ -33,9 +33,11 @@ double storedScale(const QJsonObject &settings)
     return scale > 0 ? scale : 1.0; // as the program reads it at start
 }
 
-QLabel *sectionTitle(const QString &text)
+// A section's title (12 pt, bold) and its note (9 pt, secondary text).
+void addSection(QBoxLayout *layout, const QString &title, const QString &note)
 {
-    return makeLabel(text, 12, theme::palette().ink, true);
+    layout->addWidget(makeLabel(title, 12, theme::palette().ink, true));
+    layout->addWidget(makeLabel(note, 9, theme::palette().muted));
 }
 
 QIcon swatch(const QColor &color)
@@ -139,10 +141,8 @@ bool appearance(QWidget *parent)
     auto *layout = new QVBoxLayout(dialog);
     layout->setSpacing(8);
 
-    layout->addWidget(sectionTitle(u"Theme"_s));
-    layout->addWidget(
-        makeLabel(u"Dark or light, and the colour the app highlights with. Red is left alone: it means a fault."_s, 9,
-                  pal.muted));
+    addSection(layout, u"Theme"_s,
+               u"Dark or light, and the colour the app highlights with. Red is left alone: it means a fault."_s);
     auto *themes = new QComboBox;
     themes->setObjectName(u"themeChoice"_s);
     themes->addItems(theme::themeNames());
@@ -162,18 +162,15 @@ bool appearance(QWidget *parent)
     layout->addLayout(themeRow);
 
     layout->addSpacing(6);
-    layout->addWidget(sectionTitle(u"Text size"_s));
-    layout->addWidget(makeLabel(
-        u"Applies to the whole app, on this computer only. Screens from the units are unaffected."_s, 9, pal.muted));
+    addSection(layout, u"Text size"_s,
+               u"Applies to the whole app, on this computer only. Screens from the units are unaffected."_s);
     const double scale = storedScale(settings);
     QListWidget *sizes = sizeList(scale);
     layout->addWidget(sizes);
 
     layout->addSpacing(6);
-    layout->addWidget(sectionTitle(u"Sound"_s));
-    layout->addWidget(
-        makeLabel(u"A click when a press lands, and a sound when a unit accepts or refuses what you asked of it."_s, 9,
-                  pal.muted));
+    addSection(layout, u"Sound"_s,
+               u"A click when a press lands, and a sound when a unit accepts or refuses what you asked of it."_s);
     auto *mute = new QCheckBox;
     mute->setObjectName(u"muteSounds"_s);
     const bool wasMuted = app::soundMuted();

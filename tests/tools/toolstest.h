@@ -6,10 +6,10 @@
 #include "support/testsupport.h"
 #include "units/api.h"
 #include "units/store.h"
+#include "units/unitstest.h"
 
 #include <QDialog>
 #include <QEventLoop>
-#include <QFile>
 #include <QJsonObject>
 #include <QMessageBox>
 #include <QTest>
@@ -73,16 +73,7 @@ inline int signIn(units::Api &api, const units::Unit &u, const QString &passcode
     return status;
 }
 
-inline QByteArray readFile(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-inline bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
-}
+using unitstest::readFile;
+using unitstest::writeFile;
 
 } // namespace toolstest
