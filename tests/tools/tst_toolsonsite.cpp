@@ -90,7 +90,7 @@ void TestToolsOnSite::faultLookup_data()
     QTest::addColumn<int>("unit"); // index into m_units
     QTest::addColumn<QString>("query");
     QTest::addColumn<bool>("byButton"); // else Return in the field
-    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QString>("shown"); // how the text begins
 
     QTest::newRow("by number") << 0 << u"231"_s << true
                                << u"Brake feedback missing   (fault F-231)\n"
@@ -99,20 +99,11 @@ void TestToolsOnSite::faultLookup_data()
                                   u"The brake was released but its feedback contact did not close within 200 ms.\n"
                                   u"What to check\n"
                                   u"Plug X4 seated and locked; 24 V at X4.1; the feedback contact closes by hand.\n"_s;
+    // The same layout for every result: the other rows check how each begins.
     QTest::newRow("by words") << 0 << u"encoder cable"_s << false
-                              << u"Encoder count jumped   (fault F-112)\n"
-                                 u"Position  -  warning\n"
-                                 u"Why it happens\n"
-                                 u"Interference on the encoder cable or a loose encoder wheel.\n"
-                                 u"What to check\n"
-                                 u"Encoder cable screen grounded at one end only; wheel set screw tight.\n"_s;
+                              << u"Encoder count jumped   (fault F-112)\nPosition  -  warning\n"_s;
     QTest::newRow("result without span") << 0 << u"77"_s << false
-                                         << u"Drive temperature high   (fault 77)\n"
-                                            u"Drive  -  warning\n"
-                                            u"Why it happens\n"
-                                            u"The drive ran above 85 C for more than a minute.\n"
-                                            u"What to check\n"
-                                            u"Drive fan turning; air path behind the drive free of dust.\n"_s;
+                                         << u"Drive temperature high   (fault 77)\nDrive  -  warning\n"_s;
     QTest::newRow("not found") << 0 << u"conveyor & belt"_s << false
                                << u"Nothing matches \"conveyor & belt\". Try the number on its own, or a word from "
                                   u"the message."_s;
@@ -143,7 +134,7 @@ void TestToolsOnSite::faultLookup()
         clickButton(dialog, u"Close"_s);
     });
     tools::faultLookup(nullptr, m_api, &m_units[unit]);
-    QCOMPARE(text, shown);
+    QVERIFY2(text.startsWith(shown), qPrintable(text));
     QVERIFY(openAfterLookup);
     QCOMPARE(labels, QStringList({u"Type the number the shuttle reported, or a few words if you do not have the "
                                   u"number."_s,
