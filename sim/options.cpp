@@ -111,6 +111,13 @@ QString readValues(const QCommandLineParser &p, Options &o)
     for (const QString &step : std::as_const(o.startAt))
         if (!steps.contains(step))
             return u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), step);
+    for (const QString &n : p.value(u"fixed-passcode"_s).split(u',', Qt::SkipEmptyParts)) {
+        bool ok = false;
+        const int unit = n.trimmed().toInt(&ok);
+        if (!ok || unit < 1 || unit > o.units)
+            return u"--fixed-passcode takes unit numbers from 1 to %1, not \"%2\""_s.arg(o.units).arg(n);
+        o.fixedPasscode.append(unit);
+    }
     o.discovery = !p.isSet(u"no-discovery"_s);
     if (p.isSet(u"no-iotemplates"_s))
         o.quirks.insert(u"iotemplates"_s, false);
@@ -158,6 +165,8 @@ ParsedOptions parseOptions(const QStringList &arguments)
         {u"lockout-after"_s, u"Wrong passcodes in a row before a lock-out (default 5)."_s, u"n"_s},
         {u"lockout-seconds"_s, u"Length of a lock-out (default 60)."_s, u"seconds"_s},
         {u"no-discovery"_s, u"Do not answer discovery probes."_s},
+        {u"fixed-passcode"_s, u"Units (numbered from 1, a comma list) that refuse every passcode change."_s,
+         u"units"_s},
         {u"no-iotemplates"_s, u"Answer /api/iotemplates with 404, as units without template support do."_s},
         {u"dump-bundle"_s, u"Write the first unit's screen and its sources as a render bundle, then exit."_s,
          u"file"_s},

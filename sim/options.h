@@ -30,6 +30,7 @@ struct Options
     int lockoutAfter = 5;
     int lockoutSec = 60;
     bool discovery = true;
+    QList<int> fixedPasscode; // unit numbers (from 1) that refuse a passcode change
     QString dumpBundle;
 
     // The address of unit `i` (0-based): the first address counted up by i.

@@ -33,6 +33,7 @@ void Site::build()
         c.tokenTtlSec = m_options.tokenTtlSec;
         c.lockoutAfter = m_options.lockoutAfter;
         c.lockoutSec = m_options.lockoutSec;
+        c.fixedPasscode = m_options.fixedPasscode.contains(i + 1);
         c.templates = siteTemplates(i);
         auto *unit = new Unit(c, this);
         unit->quirks().apply(m_options.quirks);

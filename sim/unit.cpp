@@ -49,6 +49,10 @@ const QList<FaultEntry> &faultTable()
          u"Run the drive calibration again; check the end stop brackets."_s},
         {418, u"F-418"_s, u"Battery voltage low"_s, u"warning"_s, u"Power"_s,
          u"The battery fell below 44 V under load."_s, u"Charger contacts clean; battery age in the log."_s},
+        // Older drive firmware reports this one by its number alone: the answer carries no "span".
+        {77, QString(), u"Drive temperature high"_s, u"warning"_s, u"Drive"_s,
+         u"The drive ran above 85 C for more than a minute."_s,
+         u"Drive fan turning; air path behind the drive free of dust."_s},
     };
     return table;
 }
@@ -346,7 +350,8 @@ Response Unit::press(const QString &name, const Request &req)
         for (const FaultEntry &f : faultTable())
             if ((!text.isEmpty() && text.contains(QString::number(f.number))) ||
                 (!text.isEmpty() && f.description.contains(text, Qt::CaseInsensitive)))
-                return fromOutcome(Outcome::accepted(u"%1: %2"_s.arg(f.span, f.description)));
+                return fromOutcome(Outcome::accepted(
+                    u"%1: %2"_s.arg(f.span.isEmpty() ? QString::number(f.number) : f.span, f.description)));
         return fromOutcome(Outcome::refused(u"No fault matches \"%1\"."_s.arg(text), 422));
     }
     return Response::error(404, u"no such action: %1"_s.arg(name));
@@ -466,14 +471,13 @@ Response Unit::faults(const Request &req) const
             hit = std::all_of(words.begin(), words.end(), [&](const QString &w) {
                 return f.description.contains(w, Qt::CaseInsensitive) || f.causes.contains(w, Qt::CaseInsensitive);
             });
-        if (hit)
-            results.append(QJsonObject{{u"span"_s, f.span},
-                                       {u"number"_s, f.number},
-                                       {u"description"_s, f.description},
-                                       {u"type"_s, f.type},
-                                       {u"section"_s, f.section},
-                                       {u"causes"_s, f.causes},
-                                       {u"checks"_s, f.checks}});
+        if (!hit)
+            continue;
+        QJsonObject result{{u"number"_s, f.number},   {u"description"_s, f.description}, {u"type"_s, f.type},
+                           {u"section"_s, f.section}, {u"causes"_s, f.causes},           {u"checks"_s, f.checks}};
+        if (!f.span.isEmpty())
+            result.insert(u"span"_s, f.span);
+        results.append(result);
     }
     return Response::json(200, {{u"results"_s, results}});
 }
@@ -481,6 +485,8 @@ Response Unit::faults(const Request &req) const
 Response Unit::password(const Request &req)
 {
     const QJsonObject body = req.json();
+    if (m_config.fixedPasscode)
+        return Response::error(403, u"the passcode of this unit is managed elsewhere and cannot be changed here"_s);
     if (body.value(u"current"_s).toString() != m_config.passcode)
         return Response::error(403, u"the current passcode is wrong"_s);
     const QString next = body.value(u"new"_s).toString();

@@ -44,6 +44,7 @@ struct UnitConfig
     int tokenTtlSec = 3600;
     int lockoutAfter = 5; // wrong passcodes in a row before the lock-out
     int lockoutSec = 60;
+    bool fixedPasscode = false;   // refuses every passcode change with 403
     QList<QJsonObject> templates; // the site's own IO templates it starts with (built-in ones come anyway)
 };
 

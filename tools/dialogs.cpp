@@ -30,6 +30,9 @@ QLabel *makeLabel(const QString &text, int points, const QColor &color, bool bol
     QPalette pal = label->palette();
     pal.setBrush(QPalette::All, QPalette::WindowText, color);
     label->setPalette(pal);
+    // The dialog's style sheet gives every widget the text colour, and a style sheet wins over a
+    // palette: the label's own sheet keeps its colour.
+    label->setStyleSheet(QStringLiteral("color:%1;").arg(color.name()));
     label->setWordWrap(true);
     return label;
 }

@@ -30,6 +30,7 @@ constexpr std::array<const char *, kSoundCount> kNames = {
 struct SoundState
 {
     std::optional<bool> forcedSuppression;
+    std::optional<bool> forcedCanPlay;
     std::function<void(Sound, const QString &)> sink;
     QHash<QString, QString> files; // name -> file on disk; empty when the resource is missing
     QHash<QString, QPointer<QSoundEffect>> effects;
@@ -115,6 +116,8 @@ void setSoundMuted(bool muted)
 
 bool canPlaySounds()
 {
+    if (state().forcedCanPlay)
+        return *state().forcedCanPlay;
     return !QMediaDevices::audioOutputs().isEmpty();
 }
 
@@ -168,6 +171,11 @@ void playSoundNamed(const QString &name)
 void overrideSuppression(std::optional<bool> suppressed)
 {
     state().forcedSuppression = suppressed;
+}
+
+void overrideCanPlay(std::optional<bool> canPlay)
+{
+    state().forcedCanPlay = canPlay;
 }
 
 void setSoundSink(std::function<void(Sound, const QString &)> sink)

@@ -60,9 +60,11 @@ bool canPlaySounds();
 // different; empty when there is no such resource.
 QString soundFile(const QString &name);
 
-// Test seams: force the suppression decision, and take the sounds that would reach the player
-// (the sound and its file) instead of playing them. Empty/none restores the normal behaviour.
+// Test seams: force the suppression decision and whether an audio output is there, and take the
+// sounds that would reach the player (the sound and its file) instead of playing them. Empty/none
+// restores the normal behaviour.
 void overrideSuppression(std::optional<bool> suppressed);
+void overrideCanPlay(std::optional<bool> canPlay);
 void setSoundSink(std::function<void(Sound, const QString &file)> sink);
 
 } // namespace app

@@ -252,6 +252,10 @@ void TestSimUnit::options_data()
     QTest::newRow("poll out of a client's range")
         << QStringList{u"--poll-ms"_s, u"100"_s, u"--quirks"_s, u"churn,delay=50"_s} << QString() << u"10.77.0.21"_s;
     QTest::newRow("unknown quirk") << QStringList{u"--quirks"_s, u"churn,slow"_s} << u"\"slow\""_s << QString();
+    QTest::newRow("fixed passcode on unit 2")
+        << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"2"_s} << QString() << u"10.77.0.22"_s;
+    QTest::newRow("fixed passcode past the units")
+        << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"1,3"_s} << u"--fixed-passcode"_s << QString();
     QTest::newRow("no templates") << QStringList{u"--no-iotemplates"_s} << QString() << u"10.77.0.21"_s;
 }
 
