@@ -58,17 +58,22 @@ QString Api::key() const
     return unitKey(m_ip, m_port);
 }
 
+QString Api::Target::key() const
+{
+    return unitKey(ip, port);
+}
+
 bool Api::forgetToken(const QString &key)
 {
     return m_tokens.remove(key) > 0;
 }
 
-QUrl Api::urlFor(const QString &path) const
+QUrl Api::urlFor(const Target &to, const QString &path)
 {
     QUrl url;
-    url.setScheme(m_tls ? u"https"_s : u"http"_s);
-    url.setHost(m_ip);
-    url.setPort(m_port);
+    url.setScheme(to.tls ? u"https"_s : u"http"_s);
+    url.setHost(to.ip);
+    url.setPort(to.port);
     const qsizetype mark = path.indexOf(u'?');
     if (mark < 0) {
         url.setPath(path);
@@ -79,17 +84,17 @@ QUrl Api::urlFor(const QString &path) const
     return url;
 }
 
-QNetworkRequest Api::buildRequest(const QString &path, bool withToken) const
+QNetworkRequest Api::buildRequest(const Target &to, const QString &path, bool withToken) const
 {
-    QNetworkRequest request(urlFor(path));
+    QNetworkRequest request(urlFor(to, path));
     request.setRawHeader("X-Kestro-Client", QByteArray("qt/") + app::kVersion);
     request.setRawHeader("Accept", "application/json");
     if (withToken) {
-        const QString token = m_tokens.value(key());
+        const QString token = m_tokens.value(to.key());
         if (!token.isEmpty())
             request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
     }
-    if (m_tls) {
+    if (to.tls) {
         // Units carry self-signed certificates: trust is decided by the pin, never by certificate
         // authorities or host names. With no authority trusted, every handshake stops at sslErrors
         // and goes on only when track() lets it, so that even a connection opened for a request
@@ -121,29 +126,29 @@ QNetworkAccessManager *Api::managerFor(const QString &key)
     return m_net;
 }
 
-void Api::get(const QString &path, Callback callback, int timeoutMs)
+void Api::get(const Target &to, const QString &path, Callback callback, int timeoutMs)
 {
-    if (m_ip.isEmpty()) {
+    if (to.ip.isEmpty()) {
         Reply reply;
         reply.error = QString::fromLatin1(kNoUnitError);
         if (callback)
             callback(reply);
         return;
     }
-    track(managerFor(key())->get(buildRequest(path, true)), key(), std::move(callback), timeoutMs);
+    track(managerFor(to.key())->get(buildRequest(to, path, true)), to.key(), std::move(callback), timeoutMs);
 }
 
-void Api::post(const QString &path, const QJsonObject &body, Callback callback, int timeoutMs)
+void Api::post(const Target &to, const QString &path, const QJsonObject &body, Callback callback, int timeoutMs)
 {
-    QNetworkRequest request = buildRequest(path, true);
+    QNetworkRequest request = buildRequest(to, path, true);
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
-    track(managerFor(key())->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact)), key(),
+    track(managerFor(to.key())->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact)), to.key(),
           std::move(callback), timeoutMs);
 }
 
 void Api::login(const QString &password, Callback callback)
 {
-    QNetworkRequest request = buildRequest(u"/api/login"_s, false);
+    QNetworkRequest request = buildRequest(target(), u"/api/login"_s, false);
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     const QByteArray body = QJsonDocument(QJsonObject{{"password"_L1, password}}).toJson(QJsonDocument::Compact);
     auto signIn = [this, callback = std::move(callback)](const Reply &reply) {
@@ -248,7 +253,10 @@ Api::Reply Api::complete(QNetworkReply *reply, const QString &key, bool refused)
     return r;
 }
 
-Api::Reply waitFor(Api &api, const QString &path, int timeoutMs)
+namespace {
+
+// Sends one request through `send` and runs a local event loop until its reply is in.
+Api::Reply waitOn(Api &api, const std::function<void(Api::Callback)> &send)
 {
     // Shared with the callback so that a late answer never writes into a finished frame.
     struct Wait
@@ -262,17 +270,31 @@ Api::Reply waitFor(Api &api, const QString &path, int timeoutMs)
     gone.error = u"the connection to the unit was closed"_s;
     wait->reply = gone;
     QObject::connect(&api, &QObject::destroyed, &wait->loop, &QEventLoop::quit);
-    api.get(
-        path,
-        [wait](const Api::Reply &reply) {
-            wait->reply = reply;
-            wait->done = true;
-            wait->loop.quit();
-        },
-        timeoutMs);
+    send([wait](const Api::Reply &reply) {
+        wait->reply = reply;
+        wait->done = true;
+        wait->loop.quit();
+    });
     if (!wait->done)
         wait->loop.exec();
     return wait->reply;
+}
+
+} // namespace
+
+Api::Reply waitFor(Api &api, const QString &path, int timeoutMs)
+{
+    return waitFor(api, api.target(), path, timeoutMs);
+}
+
+Api::Reply waitFor(Api &api, const Api::Target &to, const QString &path, int timeoutMs)
+{
+    return waitOn(api, [&](Api::Callback done) { api.get(to, path, std::move(done), timeoutMs); });
+}
+
+Api::Reply waitForPost(Api &api, const QString &path, const QJsonObject &body, int timeoutMs)
+{
+    return waitOn(api, [&](Api::Callback done) { api.post(path, body, std::move(done), timeoutMs); });
 }
 
 } // namespace units

@@ -13,6 +13,7 @@
 #include <QUrl>
 
 #include <functional>
+#include <utility>
 
 class QNetworkAccessManager;
 class QNetworkReply;
@@ -51,6 +52,16 @@ public:
     };
     using Callback = std::function<void(const Reply &)>;
 
+    // Where a request goes: the current unit, or another unit signed in during this run (the tools
+    // ask each of them in turn without moving the session off the selected one).
+    struct Target
+    {
+        QString ip;
+        int port = 8090;
+        bool tls = true;
+        QString key() const;
+    };
+
     explicit Api(QObject *parent = nullptr);
 
     // Points at a unit; tokens of other units are kept for when the user comes back to them.
@@ -59,20 +70,31 @@ public:
     int port() const { return m_port; }
     bool tls() const { return m_tls; }
     QString key() const;
+    Target target() const { return {m_ip, m_port, m_tls}; }
 
-    void get(const QString &path, Callback callback, int timeoutMs);
-    void post(const QString &path, const QJsonObject &body, Callback callback, int timeoutMs);
+    void get(const QString &path, Callback callback, int timeoutMs)
+    {
+        get(target(), path, std::move(callback), timeoutMs);
+    }
+    void post(const QString &path, const QJsonObject &body, Callback callback, int timeoutMs)
+    {
+        post(target(), path, body, std::move(callback), timeoutMs);
+    }
+    // The same to a given unit, with that unit's own token and pin.
+    void get(const Target &to, const QString &path, Callback callback, int timeoutMs);
+    void post(const Target &to, const QString &path, const QJsonObject &body, Callback callback, int timeoutMs);
     // POST /api/login; a 200 answer stores its "token" for the current unit (or drops it when empty).
     void login(const QString &password, Callback callback);
     // True when there was a token for the key.
     bool forgetToken(const QString &key);
     bool hasToken(const QString &key) const { return !m_tokens.value(key).isEmpty(); }
 
-    // The URL of a path on the current unit; a "?" splits the path from the query.
-    QUrl urlFor(const QString &path) const;
+    // The URL of a path on a unit (the current one by default); a "?" splits the path from the query.
+    QUrl urlFor(const QString &path) const { return urlFor(target(), path); }
+    static QUrl urlFor(const Target &to, const QString &path);
 
 private:
-    QNetworkRequest buildRequest(const QString &path, bool withToken) const;
+    QNetworkRequest buildRequest(const Target &to, const QString &path, bool withToken) const;
     QNetworkAccessManager *managerFor(const QString &key);
     void track(QNetworkReply *reply, const QString &key, Callback callback, int timeoutMs);
     void release(QNetworkAccessManager *net);
@@ -89,8 +111,12 @@ private:
     QHash<QString, QString> m_tokens; // per unit key, for this run only
 };
 
-// GET that waits in a local event loop, for dialogs that need the answer before they go on.
+// GET that waits in a local event loop, for dialogs that need the answer before they go on; to the
+// current unit or to a given one.
 Api::Reply waitFor(Api &api, const QString &path, int timeoutMs);
+Api::Reply waitFor(Api &api, const Api::Target &to, const QString &path, int timeoutMs);
+// POST to the current unit that waits the same way.
+Api::Reply waitForPost(Api &api, const QString &path, const QJsonObject &body, int timeoutMs);
 
 // Trust on first use, at the handshake: pins the first fingerprint seen for a key, and afterwards
 // passes only for the pinned one. No certificate (plain HTTP) passes and pins nothing.

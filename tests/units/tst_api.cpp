@@ -274,7 +274,7 @@ private slots:
             return s->seen.last().headers.value("authorization");
         };
         const QJsonObject body{{"action"_L1, "start"_L1}, {"fields"_L1, QJsonObject{{"speed"_L1, 2}}}};
-        QVERIFY(run([&](units::Api::Callback cb) { api.post(u"/api/view"_s, body, cb, 8000); }).ok);
+        QVERIFY(units::waitForPost(api, u"/api/view"_s, body, 8000).ok);
         QVERIFY(signIn(R"({"token":"t-1"})").ok);
         // Only the first "?" splits the path from the query; one left in the path would give a 404.
         QVERIFY(units::waitFor(api, u"/api/day?date=2026-11-21&x=1?y"_s, 8000).ok);
@@ -318,6 +318,19 @@ private slots:
         aim(api, b.get(), true);
         units::waitFor(api, u"/api/ui"_s, 8000);
         QVERIFY(!b->seen.last().headers.contains("authorization"));
+
+        // Another unit reached at its own address while b stays current: a's token, b untouched.
+        const units::Api::Target toA{u"127.0.0.1"_s, a->port(), true};
+        const qsizetype seenByB = b->seen.size();
+        a->routes["/api/state"] = {200, R"({"commissioned":true})"};
+        QVERIFY(units::waitFor(api, toA, u"/api/state"_s, 8000).json.value("commissioned"_L1).toBool());
+        run([&](units::Api::Callback cb) { api.post(toA, u"/api/day"_s, {{"action"_L1, "roll"_L1}}, cb, 8000); });
+        QCOMPARE(a->seen.size(), 3);
+        for (const Seen &request : a->seen.mid(1))
+            QCOMPARE(request.headers.value("authorization"), "Bearer for-a");
+        QCOMPARE(a->seen.last().body, R"({"action":"roll"})");
+        QCOMPARE(b->seen.size(), seenByB);
+        QCOMPARE(api.key(), keyB);
         aim(api, a.get(), true);
         units::waitFor(api, u"/api/ui"_s, 8000);
         QCOMPARE(a->seen.last().headers.value("authorization"), "Bearer for-a");
