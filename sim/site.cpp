@@ -32,9 +32,11 @@ void Site::build()
         c.tokenTtlSec = m_options.tokenTtlSec;
         c.lockoutAfter = m_options.lockoutAfter;
         c.lockoutSec = m_options.lockoutSec;
+        c.summaryNewline = m_options.summaryNewline;
         auto *unit = new Unit(c, this);
         if (!m_options.startAt.isEmpty())
             unit->flow().startAt(m_options.startAt[i % m_options.startAt.size()]);
+        unit->flow().backdate(m_options.doneYesterday);
         m_units.append(unit);
     }
 }

@@ -23,6 +23,7 @@ struct UnitConfig
     int tokenTtlSec = 3600;
     int lockoutAfter = 5; // wrong passcodes in a row before the lock-out
     int lockoutSec = 60;
+    bool summaryNewline = false; // the day summary's "text" ends with a line feed
 };
 
 class Unit final : public QObject

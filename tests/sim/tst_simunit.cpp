@@ -93,6 +93,7 @@ private slots:
     void options_data();
     void options();
     void siteDealsOutUnits();
+    void yesterdayAndTrailingLineFeed();
     void signIn_data();
     void signIn();
     void routes_data();
@@ -243,6 +244,8 @@ void TestSimUnit::options_data()
     QTest::newRow("unknown option") << QStringList{u"--colour"_s} << u"colour"_s << QString();
     QTest::newRow("stray argument") << QStringList{u"now"_s} << u"now"_s << QString();
     QTest::newRow("poll too fast") << QStringList{u"--poll-ms"_s, u"10"_s} << u"--poll-ms"_s << QString();
+    QTest::newRow("more done yesterday than steps")
+        << QStringList{u"--done-yesterday"_s, u"6"_s} << u"--done-yesterday"_s << QString();
 }
 
 void TestSimUnit::options()
@@ -281,6 +284,29 @@ void TestSimUnit::siteDealsOutUnits()
     QCOMPARE(hosts, QStringList({u"shuttle-01"_s, u"lift-02"_s, u"shuttle-03"_s}));
     QCOMPARE(addresses, QStringList({u"127.0.0.9"_s, u"127.0.0.10"_s, u"127.0.0.11"_s}));
     QCOMPARE(site.describe().value(1), u"unit  lift-02  KU-04202  http://127.0.0.10:8090  lift"_s);
+}
+
+void TestSimUnit::yesterdayAndTrailingLineFeed()
+{
+    const sim::ParsedOptions p =
+        sim::parseOptions({u"kestro-unit-sim"_s, u"--start-at"_s, u"load"_s, u"--done-yesterday"_s, u"1"_s,
+                           u"--summary-newline"_s, u"--passcode"_s, u"right-pass"_s});
+    QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+    sim::Site site(p.options);
+    site.build();
+    sim::Unit &unit = *site.units().first();
+    const QByteArray token = tokenFor(unit);
+    const QString today = QDate::currentDate().toString(Qt::ISODate);
+    const QString yesterday = QDate::currentDate().addDays(-1).toString(Qt::ISODate);
+    QStringList days;
+    for (const QJsonValue &stage :
+         bodyOf(unit.handle(request(u"GET"_s, u"/api/state"_s, {}, token))).value(u"stages"_s).toArray())
+        days << stage.toObject().value(u"completed_at"_s).toString().left(10);
+    QCOMPARE(days, QStringList({yesterday, today, today, QString(), QString()}));
+    const QString text =
+        bodyOf(unit.handle(request(u"GET"_s, u"/api/day/summary"_s, {}, token))).value(u"text"_s).toString();
+    QVERIFY2(text.startsWith(u"Drive calibration done at "_s) && text.endsWith(u" steps\n"_s), qPrintable(text));
+    QCOMPARE(text.count(u'\n'), 3);
 }
 
 void TestSimUnit::signIn_data()
