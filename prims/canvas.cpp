@@ -13,7 +13,7 @@
 #include <QToolTip>
 
 #include <algorithm>
-#include <array>
+#include <chrono>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -23,7 +23,6 @@ namespace prims {
 namespace {
 
 constexpr int kMaxItems = kCanvasMaxItems;
-constexpr int kMaxGroupDepth = kCanvasMaxGroupDepth;
 
 double clampedNumber(const QJsonObject &o, QLatin1StringView key, double def, double lo, double hi)
 {
@@ -31,36 +30,15 @@ double clampedNumber(const QJsonObject &o, QLatin1StringView key, double def, do
     return std::isfinite(v) ? std::clamp(v, lo, hi) : lo;
 }
 
-// The keys a tween moves, with the value a side that lacks them starts from.
-struct TweenKey
-{
-    QLatin1StringView key;
-    double missing;
-};
-constexpr std::array<TweenKey, 9> kTweenKeys = {{{"x"_L1, 0},
-                                                 {"y"_L1, 0},
-                                                 {"w"_L1, 0},
-                                                 {"h"_L1, 0},
-                                                 {"x1"_L1, 0},
-                                                 {"y1"_L1, 0},
-                                                 {"x2"_L1, 0},
-                                                 {"y2"_L1, 0},
-                                                 {"opacity"_L1, 1}}};
-constexpr std::array<QLatin1StringView, 3> kTweenTransformKeys = {"rotate"_L1, "tx"_L1, "ty"_L1};
-
-void tweenKeys(const QJsonObject &previous, QJsonObject &out, QLatin1StringView key, double missing, double t)
-{
-    if (!previous.contains(key) && !out.contains(key))
-        return;
-    const double from = canvasLimited(readNumber(previous, key, missing));
-    const double to = canvasLimited(readNumber(out, key, missing));
-    out.insert(key, from + (to - from) * t);
-}
-
 } // namespace
 
 Canvas::Canvas(QWidget *parent)
     : QWidget(parent)
+    , m_clock([] {
+        return qint64(
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+                .count());
+    })
 {
     m_tweenTimer.setInterval(16);
     connect(&m_tweenTimer, &QTimer::timeout, this, [this] {
@@ -91,7 +69,7 @@ void Canvas::setSpec(const QJsonObject &element, bool relayout)
     m_defs = readObject(element, "defs"_L1);
     m_items = readArray(element, "items"_L1, kMaxItems);
     m_tweenMs = readInt(element, "tween_ms"_L1, 0, 0, 2000);
-    m_background = element.contains("background"_L1) ? readText(element, "background"_L1) : QString();
+    m_background = canvasTone(element, "background"_L1);
     compile(this);
 
     m_previous.clear();
@@ -99,7 +77,7 @@ void Canvas::setSpec(const QJsonObject &element, bool relayout)
     if (m_tweenMs > 0 && !oldItems.isEmpty()) {
         indexPrevious(oldItems, 0);
         if (!m_previous.isEmpty()) {
-            m_tweenClock.start();
+            m_tweenStart = m_clock();
             m_tweenTimer.start();
         }
     }
@@ -216,27 +194,17 @@ bool Canvas::event(QEvent *event)
     return QWidget::event(event);
 }
 
-double Canvas::tweenProgress() const
+void Canvas::setClock(Clock clock)
 {
-    if (m_tweenMs <= 0 || m_previous.isEmpty() || !m_tweenClock.isValid())
-        return 1;
-    return std::clamp(double(m_tweenClock.elapsed()) / m_tweenMs, 0.0, 1.0);
+    if (clock)
+        m_clock = std::move(clock);
 }
 
-QJsonObject Canvas::tweenItem(const QJsonObject &previous, const QJsonObject &next, double t)
+double Canvas::tweenProgress() const
 {
-    t = std::isfinite(t) ? std::clamp(t, 0.0, 1.0) : 1.0;
-    QJsonObject out = next;
-    for (const TweenKey &k : kTweenKeys)
-        tweenKeys(previous, out, k.key, k.missing, t);
-    const QJsonObject before = readObject(previous, "transform"_L1);
-    QJsonObject after = readObject(next, "transform"_L1);
-    if (!before.isEmpty() || !after.isEmpty()) {
-        for (QLatin1StringView key : kTweenTransformKeys)
-            tweenKeys(before, after, key, 0, t);
-        out.insert("transform"_L1, after);
-    }
-    return out;
+    if (m_tweenMs <= 0 || m_previous.isEmpty())
+        return 1;
+    return std::clamp(double(m_clock() - m_tweenStart) / m_tweenMs, 0.0, 1.0);
 }
 
 void Canvas::indexPrevious(const QJsonArray &items, int depth)
@@ -248,40 +216,14 @@ void Canvas::indexPrevious(const QJsonArray &items, int depth)
         const QString id = readText(item, "id"_L1);
         if (!id.isEmpty() && !m_previous.contains(id))
             m_previous.insert(id, item);
-        if (readText(item, "kind"_L1) == "group"_L1 && depth < kMaxGroupDepth)
+        if (readText(item, "kind"_L1) == "group"_L1 && depth < kCanvasTweenDepth)
             indexPrevious(readArray(item, "items"_L1, kMaxItems), depth + 1);
     }
 }
 
-QJsonArray Canvas::tweenArray(const QJsonArray &items, double t, int depth) const
-{
-    QJsonArray out;
-    for (const QJsonValue &value : items) {
-        QJsonObject item = value.toObject();
-        const QString id = readText(item, "id"_L1);
-        const QString kind = readText(item, "kind"_L1);
-        if (!id.isEmpty()) {
-            const auto previous = m_previous.constFind(id);
-            if (previous != m_previous.cend() && readText(*previous, "kind"_L1) == kind)
-                item = tweenItem(*previous, item, t);
-        }
-        if (kind == "group"_L1 && depth < kMaxGroupDepth)
-            item.insert("items"_L1, tweenArray(readArray(item, "items"_L1, kMaxItems), t, depth + 1));
-        out.append(item);
-    }
-    return out;
-}
-
-QJsonArray Canvas::itemsAt(double t) const
-{
-    if (m_previous.isEmpty() || t >= 1)
-        return m_items;
-    return tweenArray(m_items, t, 0);
-}
-
 QJsonObject Canvas::resolveUse(const QJsonObject &item, int depth) const
 {
-    if (depth >= kMaxGroupDepth || readText(item, "kind"_L1) != "use"_L1)
+    if (depth >= kCanvasMaxNesting || readText(item, "kind"_L1) != "use"_L1)
         return item;
     const QJsonObject base = readObject(m_defs, QLatin1StringView(readText(item, "ref"_L1).toLatin1()));
     if (base.isEmpty())
@@ -300,7 +242,7 @@ bool Canvas::clickableIn(const QJsonArray &items, int depth) const
         const QJsonObject item = resolveUse(value.toObject(), 0);
         if (!readObject(item, "click"_L1).isEmpty())
             return true;
-        if (readText(item, "kind"_L1) == "group"_L1 && depth < kMaxGroupDepth &&
+        if (readText(item, "kind"_L1) == "group"_L1 && depth < kCanvasMaxNesting &&
             clickableIn(readArray(item, "items"_L1, kMaxItems), depth + 1))
             return true;
     }

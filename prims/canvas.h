@@ -5,7 +5,6 @@
 
 #include "prims/registry.h"
 
-#include <QElapsedTimer>
 #include <QHash>
 #include <QImage>
 #include <QJsonArray>
@@ -75,12 +74,11 @@ public:
     // The region a widget position falls in, testing the last painted first; none if it misses.
     const HitRegion *regionAt(QPointF pos) const;
 
+    // The clock a tween runs by, in milliseconds: a steady clock unless a test sets its own.
+    using Clock = std::function<qint64()>;
+    void setClock(Clock clock);
     // Tween progress now (1 when no tween runs).
     double tweenProgress() const;
-    // The items as they are drawn at tween progress `t`.
-    QJsonArray itemsAt(double t) const;
-    // One item between its previous and its new version at progress `t` (0..1).
-    static QJsonObject tweenItem(const QJsonObject &previous, const QJsonObject &next, double t);
     // Whether any item, following groups and "use" references, has a "click".
     bool anyClickable() const;
 
@@ -95,7 +93,6 @@ private:
     friend class CanvasCompiler;
 
     QJsonObject resolveUse(const QJsonObject &item, int depth) const;
-    QJsonArray tweenArray(const QJsonArray &items, double t, int depth) const;
     void indexPrevious(const QJsonArray &items, int depth);
     bool clickableIn(const QJsonArray &items, int depth) const;
     QImage image(const QString &data) const;
@@ -119,7 +116,8 @@ private:
     QJsonArray m_items;
     int m_tweenMs = 0;
     QHash<QString, QJsonObject> m_previous;
-    QElapsedTimer m_tweenClock;
+    Clock m_clock;
+    qint64 m_tweenStart = 0;
     QTimer m_tweenTimer;
     QPointF m_origin;
     int m_maxDrawHeight = 0;

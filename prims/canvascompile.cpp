@@ -1,6 +1,6 @@
 // Reading the canvas shape items into the display list: strokes, fills and gradients, paths,
-// markers, text boxes, images, groups and "use" references. Runs once per drawing (and, during
-// a tween, for the items that move); painting is in canvaspaint.cpp.
+// markers, text boxes, images, groups and "use" references. Runs once per drawing and, during a
+// tween, for the items that move, between their two versions; painting is in canvaspaint.cpp.
 #include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "prims/canvasnode.h"
@@ -11,6 +11,7 @@
 #include <QPainterPathStroker>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <tuple>
@@ -22,7 +23,6 @@ namespace prims {
 namespace {
 
 constexpr int kMaxItems = kCanvasMaxItems;
-constexpr int kMaxGroupDepth = kCanvasMaxGroupDepth;
 
 double coord(const QJsonValue &v, double def = 0)
 {
@@ -70,13 +70,13 @@ QTransform itemTransform(const QJsonObject &t)
 QPen strokePen(const QJsonObject &item, const QString &fallbackTone)
 {
     const QJsonValue stroke = item.value("stroke"_L1);
-    QPen pen(tone(readText(item, "tone"_L1), fallbackTone), 1);
+    QPen pen(tone(canvasTone(item, "tone"_L1), fallbackTone), 1);
     pen.setCosmetic(false);
     if (stroke.isString()) {
         pen.setColor(tone(stroke.toString(), fallbackTone));
     } else if (stroke.isObject()) {
         const QJsonObject s = stroke.toObject();
-        pen.setColor(tone(readText(s, "tone"_L1), u"edge"_s));
+        pen.setColor(tone(canvasTone(s, "tone"_L1), u"edge"_s));
         pen.setWidthF(clamped(s, "weight"_L1, 1, 0, 64));
         const QString dash = readText(s, "dash"_L1);
         if (dash == "dash"_L1)
@@ -145,8 +145,8 @@ QBrush fillBrush(const QJsonObject &item, const QRectF &rect)
         return gradientBrush(fill.toObject(), rect);
     if (fill.isString())
         return fill.toString().isEmpty() || fill.toString() == "none"_L1 ? QBrush() : tone(fill.toString(), {});
-    if (item.contains("tone"_L1))
-        return tone(readText(item, "tone"_L1), u"ink"_s);
+    if (item.value("tone"_L1).isString())
+        return tone(canvasTone(item, "tone"_L1), u"ink"_s);
     return {};
 }
 
@@ -354,7 +354,7 @@ private:
             node.bounds = boxOf(item);
         } else if (kind == "group"_L1) {
             node.kind = Kind::Group;
-            if (depth < kMaxGroupDepth) {
+            if (depth < kCanvasMaxNesting) {
                 if (groupItems) // a tween brings its own children
                     return;
                 node.children = compileArray(readArray(item, "items"_L1, kMaxItems), depth + 1);
@@ -505,7 +505,7 @@ private:
             node.brush = theme::toneColor(u"surface"_s);
             node.radius = clamped(item, "radius"_L1, h / 2, 0, 400);
         }
-        node.pen = QPen(tone(readText(item, "tone"_L1), label ? u"body"_s : u"ink"_s));
+        node.pen = QPen(tone(canvasTone(item, "tone"_L1), label ? u"body"_s : u"ink"_s));
 
         const double angle = clamped(item, "rotate"_L1, 0, -36000, 36000);
         node.bounds = box;
@@ -600,6 +600,49 @@ void Canvas::compile(const QPaintDevice *device)
 
 namespace {
 
+// The keys a tween moves, with the value a side that lacks them starts from.
+struct TweenKey
+{
+    QLatin1StringView key;
+    double missing;
+};
+constexpr std::array<TweenKey, 9> kTweenKeys = {{{"x"_L1, 0},
+                                                 {"y"_L1, 0},
+                                                 {"w"_L1, 0},
+                                                 {"h"_L1, 0},
+                                                 {"x1"_L1, 0},
+                                                 {"y1"_L1, 0},
+                                                 {"x2"_L1, 0},
+                                                 {"y2"_L1, 0},
+                                                 {"opacity"_L1, 1}}};
+constexpr std::array<QLatin1StringView, 3> kTweenTransformKeys = {"rotate"_L1, "tx"_L1, "ty"_L1};
+
+void tweenKeys(const QJsonObject &previous, QJsonObject &out, QLatin1StringView key, double missing, double t)
+{
+    if (!previous.contains(key) && !out.contains(key))
+        return;
+    const double from = canvasLimited(readNumber(previous, key, missing));
+    const double to = canvasLimited(readNumber(out, key, missing));
+    out.insert(key, from + (to - from) * t);
+}
+
+// One item between its previous and its new version at progress `t` (0..1).
+QJsonObject tweenItem(const QJsonObject &previous, const QJsonObject &next, double t)
+{
+    t = std::isfinite(t) ? std::clamp(t, 0.0, 1.0) : 1.0;
+    QJsonObject out = next;
+    for (const TweenKey &k : kTweenKeys)
+        tweenKeys(previous, out, k.key, k.missing, t);
+    const QJsonObject before = readObject(previous, "transform"_L1);
+    QJsonObject after = readObject(next, "transform"_L1);
+    if (!before.isEmpty() || !after.isEmpty()) {
+        for (QLatin1StringView key : kTweenTransformKeys)
+            tweenKeys(before, after, key, 0, t);
+        out.insert("transform"_L1, after);
+    }
+    return out;
+}
+
 struct TweenFrame
 {
     const QHash<QString, QJsonObject> &previous;
@@ -632,11 +675,11 @@ CanvasNode tweenNode(const TweenFrame &frame, const QJsonValue &raw, const Canva
     if (!id.isEmpty()) {
         const auto previous = frame.previous.constFind(id);
         if (previous != frame.previous.cend() && readText(*previous, "kind"_L1) == kind) {
-            item = Canvas::tweenItem(*previous, item, frame.t);
+            item = tweenItem(*previous, item, frame.t);
             moved = true;
         }
     }
-    if (kind != "group"_L1 || depth >= kMaxGroupDepth)
+    if (kind != "group"_L1 || depth >= kCanvasTweenDepth)
         return moved ? frame.compiler.compileItem(item, depth) : compiled;
     const QJsonArray children = readArray(item, "items"_L1, kMaxItems);
     CanvasNode node;

@@ -2,6 +2,8 @@
 // The canvas's display list: each shape item read once from its JSON into what QPainter needs
 // (pens, brushes, painter paths, laid-out text, marker geometry), so that a paint only walks it.
 
+#include "prims/json.h"
+
 #include <QBrush>
 #include <QFont>
 #include <QFontMetricsF>
@@ -25,15 +27,27 @@
 
 namespace prims {
 
-// What every reader of a drawing keeps to: items per array, group nesting, coordinate size.
+// What every reader of a drawing keeps to: items per array, nesting, coordinate size.
 inline constexpr int kCanvasMaxItems = 4000;
-inline constexpr int kCanvasMaxGroupDepth = 8;
+// Groups (and chains of "use") are followed this deep: past anything a drawing needs, it only
+// keeps a hostile one from exhausting the stack.
+inline constexpr int kCanvasMaxNesting = 64;
+// A tween pairs items with their previous versions through groups this deep; deeper items are
+// drawn all the same, as they are.
+inline constexpr int kCanvasTweenDepth = 8;
 inline constexpr double kCanvasLimit = 1e6;
 
 // A number limited to plus or minus kCanvasLimit; NaN and infinities read as -kCanvasLimit.
 inline double canvasLimited(double v)
 {
     return std::isfinite(v) ? std::clamp(v, -kCanvasLimit, kCanvasLimit) : -kCanvasLimit;
+}
+
+// A tone name: only a string names one. Anything else takes the default, a bool included, which
+// the text reader would spell out as "true" or "false".
+inline QString canvasTone(const QJsonObject &o, QLatin1StringView key, const QString &def = {})
+{
+    return o.value(key).isString() ? readText(o, key, def) : def;
 }
 
 struct CanvasMarker

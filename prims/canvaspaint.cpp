@@ -69,7 +69,7 @@ private:
             m_p.drawRoundedRect(node.rect, node.radius, node.radius);
             break;
         case Kind::Ellipse:
-            if (plainFill(node) && m_fill->fillEllipse(node.rect, m_p.deviceTransform(), color(node.brush)))
+            if (plainFill(node) && m_fill->fillEllipse(m_p, node.rect, node.brush.color()))
                 break;
             useStyle(node);
             m_p.drawEllipse(node.rect);
@@ -88,8 +88,7 @@ private:
             m_p.drawChord(node.rect, node.start, node.span);
             break;
         case Kind::Polygon:
-            if (plainFill(node) &&
-                m_fill->fillPolygon(node.points, Qt::OddEvenFill, m_p.deviceTransform(), color(node.brush)))
+            if (plainFill(node) && m_fill->fillPolygon(m_p, node.points, Qt::OddEvenFill, node.brush.color()))
                 break;
             useStyle(node);
             m_p.drawPolygon(node.points);
@@ -141,8 +140,7 @@ private:
         case CanvasMarker::Shape::None:
             return;
         case CanvasMarker::Shape::Arrow:
-            if (solid(node.brush) &&
-                m_fill->fillPolygon(marker.triangle, Qt::OddEvenFill, m_p.deviceTransform(), color(node.brush)))
+            if (solid(node.brush) && m_fill->fillPolygon(m_p, marker.triangle, Qt::OddEvenFill, node.brush.color()))
                 break;
             m_p.setPen(Qt::NoPen);
             m_p.setBrush(node.brush);
@@ -150,8 +148,8 @@ private:
             break;
         case CanvasMarker::Shape::Dot: {
             const QPointF r(marker.radius, marker.radius);
-            if (solid(node.brush) && m_fill->fillEllipse(QRectF(marker.centre - r, marker.centre + r),
-                                                         m_p.deviceTransform(), color(node.brush)))
+            if (solid(node.brush) &&
+                m_fill->fillEllipse(m_p, QRectF(marker.centre - r, marker.centre + r), node.brush.color()))
                 break;
             m_p.setPen(Qt::NoPen);
             m_p.setBrush(node.brush);
@@ -174,7 +172,7 @@ private:
         const double scale = node.stroked ? deviceScale(m_p.deviceTransform(), &noShear) : 0;
         // Pens at most a pixel wide on the device take the painter's one-pixel stroker.
         if (!node.stroked || scale <= 0 || (noShear && node.pen.widthF() * scale <= 1)) {
-            if (plainFill(node) && m_fill->fillPath(node.path, m_p.deviceTransform(), color(node.brush)))
+            if (plainFill(node) && m_fill->fillPath(m_p, node.path, node.brush.color()))
                 return;
             useStyle(node);
             m_p.drawPath(node.path);
@@ -186,15 +184,14 @@ private:
         }
         // The interior first, then the outline made when the drawing was read: what the painter
         // would do with the pen, without stroking again.
-        const QTransform &toDevice = m_p.deviceTransform();
         if (node.brush.style() != Qt::NoBrush &&
-            !(solid(node.brush) && m_fill->fillPath(node.path, toDevice, color(node.brush)))) {
+            !(solid(node.brush) && m_fill->fillPath(m_p, node.path, node.brush.color()))) {
             m_p.setPen(Qt::NoPen);
             m_p.setBrush(node.brush);
             m_p.drawPath(node.path);
         }
         const QBrush &ink = node.pen.brush();
-        if (!(solid(ink) && m_fill->fillPath(node.outline, toDevice, color(ink))))
+        if (!(solid(ink) && m_fill->fillPath(m_p, node.outline, ink.color())))
             m_p.fillPath(node.outline, ink);
     }
 
@@ -222,7 +219,6 @@ private:
     // Whether `fill` can take a shape painted with `brush`; a shape's own pen still needs the painter.
     bool solid(const QBrush &brush) const { return m_fill && brush.style() == Qt::SolidPattern; }
     bool plainFill(const CanvasNode &node) const { return node.pen.style() == Qt::NoPen && solid(node.brush); }
-    QRgb color(const QBrush &brush) const { return SolidFill::premultiplied(brush.color(), m_p.opacity()); }
     // The node's own brush and pen on the painter, for a closed shape the painter draws.
     void useStyle(const CanvasNode &node)
     {

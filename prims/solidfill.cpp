@@ -7,6 +7,7 @@
 
 #include <QColor>
 #include <QImage>
+#include <QPainter>
 #include <QRgba64>
 
 #include <algorithm>
@@ -65,6 +66,17 @@ inline int ceilOf(float v)
     return i + (float(i) < v);
 }
 
+// The colour as the painter blends a solid brush at `opacity`.
+QRgb premultiplied(const QColor &color, double opacity)
+{
+    // The painter's opacity is applied in 256ths to the colour's 16 bit alpha.
+    QRgba64 c = color.rgba64();
+    const int alpha256 = int(std::lround(std::clamp(opacity, 0.0, 1.0) * 256));
+    if (alpha256 < 256)
+        c.setAlpha(quint16((quint32(c.alpha()) * quint32(alpha256)) >> 8));
+    return c.premultiplied().toArgb32();
+}
+
 struct Bezier
 {
     QPointF start, c1, c2, end;
@@ -89,32 +101,28 @@ SolidFill::SolidFill(QImage &image)
     if (image.format() != QImage::Format_ARGB32_Premultiplied || image.isNull())
         return; // every fill declines
     m_bits = image.bits();
+    m_device = &image;
     m_bytesPerLine = image.bytesPerLine();
     m_width = image.width();
     m_height = image.height();
 }
 
-QRgb SolidFill::premultiplied(const QColor &color, double opacity)
-{
-    // The painter's opacity is applied in 256ths to the colour's 16 bit alpha.
-    QRgba64 c = color.rgba64();
-    const int alpha256 = int(std::lround(std::clamp(opacity, 0.0, 1.0) * 256));
-    if (alpha256 < 256)
-        c.setAlpha(quint16((quint32(c.alpha()) * quint32(alpha256)) >> 8));
-    return c.premultiplied().toArgb32();
-}
-
 QPointF SolidFill::map(QPointF p) const
 {
-    if (m_affine)
-        return {m_m11 * p.x() + m_m21 * p.y() + m_dx, m_m12 * p.x() + m_m22 * p.y() + m_dy};
-    return m_toDevice.map(p);
+    return {m_m11 * p.x() + m_m21 * p.y() + m_dx, m_m12 * p.x() + m_m22 * p.y() + m_dy};
 }
 
-void SolidFill::begin(const QTransform &toDevice)
+bool SolidFill::begin(const QPainter &painter)
 {
-    m_toDevice = toDevice;
-    m_affine = toDevice.type() < QTransform::TxProject;
+    // A clip, another composition mode or aliased edges change what the engine writes; under a
+    // perspective the engine maps the whole path its own way rather than point by point.
+    if (!m_bits || !painter.isActive() || painter.device() != m_device || painter.hasClipping() ||
+        painter.compositionMode() != QPainter::CompositionMode_SourceOver ||
+        !painter.testRenderHint(QPainter::Antialiasing))
+        return false;
+    const QTransform toDevice = painter.deviceTransform();
+    if (toDevice.type() == QTransform::TxProject)
+        return false;
     m_m11 = toDevice.m11();
     m_m12 = toDevice.m12();
     m_m21 = toDevice.m21();
@@ -126,6 +134,7 @@ void SolidFill::begin(const QTransform &toDevice)
     m_curveTolerance = scale > 0 ? 0.25 / scale : 0.25;
     m_points.clear();
     m_starts.clear();
+    return true;
 }
 
 void SolidFill::moveTo(QPointF p)
@@ -179,11 +188,10 @@ void SolidFill::cubicTo(QPointF c1, QPointF c2, QPointF end)
     m_last = end;
 }
 
-bool SolidFill::fillPath(const QPainterPath &path, const QTransform &toDevice, QRgb color)
+bool SolidFill::fillPath(const QPainter &painter, const QPainterPath &path, const QColor &color)
 {
-    if (!m_bits)
+    if (!begin(painter))
         return false;
-    begin(toDevice);
     const int count = path.elementCount();
     for (int i = 0; i < count; ++i) {
         const QPainterPath::Element e = path.elementAt(i);
@@ -204,34 +212,32 @@ bool SolidFill::fillPath(const QPainterPath &path, const QTransform &toDevice, Q
             return false;
         }
     }
-    return finish(path.fillRule(), color);
+    return finish(path.fillRule(), premultiplied(color, painter.opacity()));
 }
 
-bool SolidFill::fillPolygon(const QPolygonF &polygon, Qt::FillRule rule, const QTransform &toDevice, QRgb color)
+bool SolidFill::fillPolygon(const QPainter &painter, const QPolygonF &polygon, Qt::FillRule rule, const QColor &color)
 {
-    if (!m_bits)
+    if (!begin(painter))
         return false;
-    begin(toDevice);
     for (qsizetype i = 0; i < polygon.size(); ++i)
         i == 0 ? moveTo(polygon[i]) : lineTo(polygon[i]);
-    return finish(rule, color);
+    return finish(rule, premultiplied(color, painter.opacity()));
 }
 
-bool SolidFill::fillEllipse(const QRectF &r, const QTransform &toDevice, QRgb color)
+bool SolidFill::fillEllipse(const QPainter &painter, const QRectF &r, const QColor &color)
 {
-    if (!m_bits)
+    if (!begin(painter))
         return false;
     const QRectF rect = r.normalized();
     const double x = rect.x(), y = rect.y(), w = rect.width(), h = rect.height();
     const double w2 = w / 2, h2 = h / 2, w2k = w2 * kKappa, h2k = h2 * kKappa;
-    begin(toDevice);
     // Four quarters from the right end, the way the painter lays out a full ellipse.
     moveTo({x + w, y + h2});
     cubicTo({x + w, y + h2 + h2k}, {x + w2 + w2k, y + h}, {x + w2, y + h});
     cubicTo({x + w2 - w2k, y + h}, {x, y + h2 + h2k}, {x, y + h2});
     cubicTo({x, y + h2 - h2k}, {x + w2 - w2k, y}, {x + w2, y});
     cubicTo({x + w2 + w2k, y}, {x + w, y + h2 - h2k}, {x + w, y + h2});
-    return finish(Qt::WindingFill, color);
+    return finish(Qt::WindingFill, premultiplied(color, painter.opacity()));
 }
 
 bool SolidFill::finish(Qt::FillRule rule, QRgb color)

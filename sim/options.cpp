@@ -77,6 +77,7 @@ QString readValues(const QCommandLineParser &p, Options &o)
             return u"--start-at takes one of %1, not \"%2\""_s.arg(steps.join(u", "_s), step);
     o.summaryNewline = p.isSet(u"summary-newline"_s);
     o.discovery = !p.isSet(u"no-discovery"_s);
+    o.ioTemplates = !p.isSet(u"no-iotemplates"_s);
     o.dumpBundle = p.value(u"dump-bundle"_s);
     return {};
 }
@@ -117,6 +118,7 @@ ParsedOptions parseOptions(const QStringList &arguments)
         {u"lockout-after"_s, u"Wrong passcodes in a row before a lock-out (default 5)."_s, u"n"_s},
         {u"lockout-seconds"_s, u"Length of a lock-out (default 60)."_s, u"seconds"_s},
         {u"no-discovery"_s, u"Do not answer discovery probes."_s},
+        {u"no-iotemplates"_s, u"Answer /api/iotemplates with 404, as units without template support do."_s},
         {u"dump-bundle"_s, u"Write the first unit's screen and its sources as a render bundle, then exit."_s,
          u"file"_s},
     });

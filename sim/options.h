@@ -30,6 +30,7 @@ struct Options
     int lockoutAfter = 5;
     int lockoutSec = 60;
     bool discovery = true;
+    bool ioTemplates = true; // false: units answer /api/iotemplates with 404
     QString dumpBundle;
 
     // The address of unit `i` (0-based): the first address counted up by i.

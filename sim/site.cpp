@@ -2,6 +2,7 @@
 
 #include "sim/certs.h"
 #include "sim/discovery.h"
+#include "sim/templates.h"
 #include "sim/unit.h"
 
 using namespace Qt::StringLiterals;
@@ -33,6 +34,8 @@ void Site::build()
         c.lockoutAfter = m_options.lockoutAfter;
         c.lockoutSec = m_options.lockoutSec;
         c.summaryNewline = m_options.summaryNewline;
+        c.templates = siteTemplates(i);
+        c.ioTemplates = m_options.ioTemplates;
         auto *unit = new Unit(c, this);
         if (!m_options.startAt.isEmpty())
             unit->flow().startAt(m_options.startAt[i % m_options.startAt.size()]);

@@ -1,5 +1,7 @@
 #include "sim/unit.h"
 
+#include "sim/templates.h"
+
 #include <QDateTime>
 #include <QRandomGenerator>
 #include <QRegularExpression>
@@ -51,36 +53,6 @@ const QList<FaultEntry> &faultTable()
     return table;
 }
 
-const QString kTemplateSchema = u"kestro.io-template/1"_s;
-
-QJsonObject builtinTemplate()
-{
-    return {{u"schema"_s, kTemplateSchema},
-            {u"id"_s, u"kestro-dio8"_s},
-            {u"name"_s, u"Kestro DIO-8"_s},
-            {u"maker"_s, u"Kestro"_s},
-            {u"inputs"_s, 8},
-            {u"outputs"_s, 8},
-            {u"connection"_s, QJsonObject{{u"type"_s, u"picontrol"_s}}},
-            {u"updated"_s, u"2026-01-10T08:00:00Z"_s},
-            {u"builtin"_s, true}};
-}
-
-bool wholeIn(const QJsonValue &v, int lo, int hi)
-{
-    return v.isDouble() && v.toDouble() == std::floor(v.toDouble()) && v.toDouble() >= lo && v.toDouble() <= hi;
-}
-
-bool validTemplate(const QJsonObject &t)
-{
-    static const QRegularExpression idPattern(u"^[A-Za-z0-9_-]{1,64}$"_s);
-    return t.value(u"schema"_s).toString() == kTemplateSchema &&
-           idPattern.match(t.value(u"id"_s).toString()).hasMatch() &&
-           !t.value(u"name"_s).toString().trimmed().isEmpty() && wholeIn(t.value(u"inputs"_s), 0, 64) &&
-           wholeIn(t.value(u"outputs"_s), 0, 64) &&
-           !t.value(u"connection"_s).toObject().value(u"type"_s).toString().isEmpty();
-}
-
 } // namespace
 
 Unit::Unit(UnitConfig config, QObject *parent)
@@ -90,15 +62,8 @@ Unit::Unit(UnitConfig config, QObject *parent)
     , m_server([this](const Request &r) { return handle(r); })
 {
     m_day = {{u"open"_s, false}, {u"started"_s, QString()}, {u"who"_s, QString()}, {u"notes"_s, QJsonArray{}}};
-    m_templates.insert(u"aisle-relay-4"_s,
-                       {{u"schema"_s, kTemplateSchema},
-                        {u"id"_s, u"aisle-relay-4"_s},
-                        {u"name"_s, u"Aisle relay 4"_s},
-                        {u"maker"_s, u"Site electrics"_s},
-                        {u"inputs"_s, 0},
-                        {u"outputs"_s, 4},
-                        {u"connection"_s, QJsonObject{{u"type"_s, u"modbus_tcp"_s}, {u"port"_s, 502}}},
-                        {u"updated"_s, u"2026-10-01T12:00:00Z"_s}});
+    for (const QJsonObject &t : builtinTemplates() + m_config.templates)
+        m_templates.insert(t.value(u"id"_s).toString(), t);
     connect(&m_flow, &Flow::stepCompleted, this, [this](const QString &id) {
         for (const Step &s : m_flow.steps())
             if (s.id == id)
@@ -205,7 +170,7 @@ Response Unit::handle(const Request &req)
         return faults(req);
     if (p == u"/api/password"_s && post)
         return password(req);
-    if (p == u"/api/iotemplates"_s && (post || get))
+    if (p == u"/api/iotemplates"_s && (post || get) && m_config.ioTemplates)
         return ioTemplates(req);
     return Response::error(404, u"no such path: %1 %2"_s.arg(req.method, p));
 }
@@ -406,37 +371,14 @@ Response Unit::password(const Request &req)
 
 Response Unit::ioTemplates(const Request &req)
 {
-    int added = 0;
-    int updated = 0;
-    QJsonArray rejected;
-    if (req.method == u"POST"_s) {
-        const QJsonArray incoming = req.json().value(u"templates"_s).toArray();
-        for (const QJsonValue &v : incoming) {
-            const QJsonObject t = v.toObject();
-            if (t.value(u"builtin"_s).toBool())
-                continue;
-            if (!validTemplate(t)) {
-                rejected.append(t.value(u"id"_s).toString(u"?"_s));
-                continue;
-            }
-            const QString id = t.value(u"id"_s).toString();
-            const auto it = m_templates.constFind(id);
-            if (it == m_templates.cend()) {
-                m_templates.insert(id, t);
-                ++added;
-            } else if (t.value(u"updated"_s).toString() > it->value(u"updated"_s).toString()) {
-                m_templates.insert(id, t);
-                ++updated;
-            }
-        }
-    }
-    QJsonArray own{builtinTemplate()};
-    QStringList ids = m_templates.keys();
-    ids.sort();
-    for (const QString &id : ids)
-        own.append(m_templates.value(id));
+    TemplateMerge m;
+    if (req.method == u"POST"_s)
+        m = mergeTemplates(m_templates, req.json().value(u"templates"_s).toArray());
+    QJsonArray own;
+    for (const QJsonObject &t : std::as_const(m_templates))
+        own.append(t);
     return Response::json(
-        200, {{u"added"_s, added}, {u"updated"_s, updated}, {u"rejected"_s, rejected}, {u"templates"_s, own}});
+        200, {{u"added"_s, m.added}, {u"updated"_s, m.updated}, {u"rejected"_s, m.rejected}, {u"templates"_s, own}});
 }
 
 } // namespace sim

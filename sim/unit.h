@@ -8,6 +8,7 @@
 
 #include <QHash>
 #include <QJsonArray>
+#include <QMap>
 #include <QObject>
 #include <optional>
 
@@ -24,6 +25,8 @@ struct UnitConfig
     int lockoutAfter = 5; // wrong passcodes in a row before the lock-out
     int lockoutSec = 60;
     bool summaryNewline = false; // the day summary's "text" ends with a line feed
+    QList<QJsonObject> templates; // the site's own IO templates it starts with (built-in ones come anyway)
+    bool ioTemplates = true;      // false: /api/iotemplates answers 404, as on older firmware
 };
 
 class Unit final : public QObject
@@ -69,7 +72,7 @@ private:
     QString m_announcedFault;
     QJsonObject m_day;
     int m_dayRolls = 0;
-    QHash<QString, QJsonObject> m_templates; // the unit's own, by id
+    QMap<QString, QJsonObject> m_templates; // built-in and own IO templates, by id
 };
 
 } // namespace sim

@@ -26,10 +26,10 @@ Installation readInstallation(const QString &path)
 
 const Installation &installation()
 {
-    static const Installation in = readInstallation(
-        qEnvironmentVariableIsSet("KESTRO_INSTALLATION")
-            ? qEnvironmentVariable("KESTRO_INSTALLATION")
-            : QCoreApplication::applicationDirPath() + u"/installation.json"_s);
+    static const Installation in =
+        readInstallation(qEnvironmentVariableIsSet("KESTRO_INSTALLATION")
+                             ? qEnvironmentVariable("KESTRO_INSTALLATION")
+                             : QCoreApplication::applicationDirPath() + u"/installation.json"_s);
     return in;
 }
 

@@ -26,14 +26,13 @@ private slots:
         QTest::newRow("both set") << QByteArray("{\"supportEmail\":\"help@site.example\","
                                                 "\"releaseBase\":\"https://r.example/kc/\"}")
                                   << u"help@site.example"_s << u"https://r.example/kc/"_s;
-        QTest::newRow("folder without its slash") << QByteArray("{\"releaseBase\":\"https://r.example/kc\"}")
-                                                  << builtInEmail << u"https://r.example/kc/"_s;
-        QTest::newRow("plain http refused") << QByteArray("{\"releaseBase\":\"http://r.example/kc/\"}")
-                                            << builtInEmail << builtInBase;
+        QTest::newRow("folder without its slash")
+            << QByteArray("{\"releaseBase\":\"https://r.example/kc\"}") << builtInEmail << u"https://r.example/kc/"_s;
+        QTest::newRow("plain http refused")
+            << QByteArray("{\"releaseBase\":\"http://r.example/kc/\"}") << builtInEmail << builtInBase;
         QTest::newRow("wrong types") << QByteArray("{\"supportEmail\":7,\"releaseBase\":[\"https://x/\"]}")
                                      << builtInEmail << builtInBase;
-        QTest::newRow("not an address") << QByteArray("{\"supportEmail\":\"nobody\"}") << builtInEmail
-                                        << builtInBase;
+        QTest::newRow("not an address") << QByteArray("{\"supportEmail\":\"nobody\"}") << builtInEmail << builtInBase;
         QTest::newRow("not JSON") << QByteArray("{supportEmail") << builtInEmail << builtInBase;
     }
 

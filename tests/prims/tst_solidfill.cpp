@@ -72,11 +72,19 @@ QPolygonF star()
     return star;
 }
 
+// A painter as the canvas sets one up, for drawing and for the fill alike.
+void setUp(QPainter &p, const QTransform &transform, double opacity = 1)
+{
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setTransform(transform);
+    p.setOpacity(opacity);
+}
+
 // One shape drawn both ways: by the painter and by the fill.
 struct Shape
 {
     std::function<void(QPainter &)> paint;
-    std::function<bool(SolidFill &, const QTransform &, QRgb)> fill;
+    std::function<bool(SolidFill &, const QPainter &, const QColor &)> fill;
 };
 
 Shape shapeNamed(const QString &name)
@@ -84,32 +92,33 @@ Shape shapeNamed(const QString &name)
     if (name == u"stroke outline") {
         const QPainterPath outline = prims::strokeOutline(wave(), QPen(Qt::black, 1.5), 1);
         return {[outline](QPainter &p) { p.fillPath(outline, p.brush()); },
-                [outline](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPath(outline, m, c); }};
+                [outline](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillPath(p, outline, c); }};
     }
     if (name == u"closed curve") {
         QPainterPath path = wave();
         path.closeSubpath();
         return {[path](QPainter &p) { p.drawPath(path); },
-                [path](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPath(path, m, c); }};
+                [path](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillPath(p, path, c); }};
     }
     if (name == u"ellipse") {
         const QRectF r(10.3, 8.6, 31.4, 19.2);
         return {[r](QPainter &p) { p.drawEllipse(r); },
-                [r](SolidFill &f, const QTransform &m, QRgb c) { return f.fillEllipse(r, m, c); }};
+                [r](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillEllipse(p, r, c); }};
     }
     if (name == u"small dot") {
         const QRectF r(20.25, 30.5, 5, 5);
         return {[r](QPainter &p) { p.drawEllipse(r); },
-                [r](SolidFill &f, const QTransform &m, QRgb c) { return f.fillEllipse(r, m, c); }};
+                [r](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillEllipse(p, r, c); }};
     }
     if (name == u"star, odd-even") {
         const QPolygonF s = star();
-        return {[s](QPainter &p) { p.drawPolygon(s, Qt::OddEvenFill); },
-                [s](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPolygon(s, Qt::OddEvenFill, m, c); }};
+        return {
+            [s](QPainter &p) { p.drawPolygon(s, Qt::OddEvenFill); },
+            [s](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillPolygon(p, s, Qt::OddEvenFill, c); }};
     }
     const QPolygonF s = star();
     return {[s](QPainter &p) { p.drawPolygon(s, Qt::WindingFill); },
-            [s](SolidFill &f, const QTransform &m, QRgb c) { return f.fillPolygon(s, Qt::WindingFill, m, c); }};
+            [s](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillPolygon(p, s, Qt::WindingFill, c); }};
 }
 
 } // namespace
@@ -123,6 +132,8 @@ private slots:
     void matchesThePainter();
     void randomShapesMatch_data();
     void randomShapesMatch();
+    void followsThePainterState_data();
+    void followsThePainterState();
     void declines_data();
     void declines();
     void emptyShapesDrawNothing();
@@ -168,16 +179,18 @@ void TestSolidFill::matchesThePainter()
     QImage painted = start;
     {
         QPainter p(&painted);
-        p.setRenderHint(QPainter::Antialiasing);
-        p.setTransform(transform);
-        p.setOpacity(opacity);
+        setUp(p, transform, opacity);
         p.setPen(Qt::NoPen);
         p.setBrush(color);
         s.paint(p);
     }
     QImage filled = start;
-    SolidFill fill(filled);
-    QVERIFY(s.fill(fill, transform, SolidFill::premultiplied(color, opacity)));
+    {
+        SolidFill fill(filled);
+        QPainter p(&filled);
+        setUp(p, transform, opacity);
+        QVERIFY(s.fill(fill, p, color));
+    }
 
     // Not vacuous: the shape covered a fair part of the image.
     QVERIFY2(compare(start, painted).pixels > 15, "the painter drew next to nothing");
@@ -225,16 +238,102 @@ void TestSolidFill::randomShapesMatch()
     QImage painted = start;
     {
         QPainter p(&painted);
-        p.setRenderHint(QPainter::Antialiasing);
-        p.setTransform(transform);
+        setUp(p, transform);
         p.fillPath(path, color);
     }
     QImage filled = start;
-    SolidFill fill(filled);
-    QVERIFY(fill.fillPath(path, transform, SolidFill::premultiplied(color, 1)));
+    {
+        SolidFill fill(filled);
+        QPainter p(&filled);
+        setUp(p, transform);
+        QVERIFY(fill.fillPath(p, path, color));
+    }
     const Diff d = compare(painted, filled);
     QVERIFY2(d.maxChannel <= 2,
              qPrintable(u"a channel differs by %1 (%2 pixels differ)"_s.arg(d.maxChannel).arg(d.pixels)));
+}
+
+// The painter's state that the fill cannot follow sends the shape back to the painter: either way,
+// "fill, else paint" gives what the painter alone gives.
+void TestSolidFill::followsThePainterState_data()
+{
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<bool>("taken");
+    QTest::newRow("plain") << u"plain"_s << true;
+    QTest::newRow("clip rectangle") << u"clip rectangle"_s << false;
+    QTest::newRow("clip region") << u"clip region"_s << false;
+    QTest::newRow("clip path") << u"clip path"_s << false;
+    QTest::newRow("clip switched off") << u"clip off"_s << true;
+    QTest::newRow("source composition") << u"source"_s << false;
+    QTest::newRow("multiply composition") << u"multiply"_s << false;
+    QTest::newRow("destination over") << u"destination over"_s << false;
+    QTest::newRow("no antialiasing") << u"aliased"_s << false;
+    // The engine maps a path under a perspective as a whole, not point by point as the fill would.
+    QTest::newRow("perspective") << u"perspective"_s << false;
+    QTest::newRow("painter on another image") << u"other image"_s << false;
+}
+
+void TestSolidFill::followsThePainterState()
+{
+    QFETCH(QString, state);
+    QFETCH(bool, taken);
+    const auto apply = [&state](QPainter &p) {
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setTransform(QTransform::fromScale(1.1, 1.1));
+        if (state == u"clip rectangle")
+            p.setClipRect(QRectF(0, 0, 36.5, 80));
+        else if (state == u"clip region")
+            p.setClipRegion(QRegion(0, 0, 30, 30) + QRegion(30, 30, 30, 30));
+        else if (state == u"clip path")
+            p.setClipPath([] {
+                QPainterPath clip;
+                clip.addEllipse(QRectF(20, 10, 30, 30));
+                return clip;
+            }());
+        else if (state == u"clip off")
+            p.setClipRect(QRect(0, 0, 30, 30)), p.setClipping(false);
+        else if (state == u"source")
+            p.setCompositionMode(QPainter::CompositionMode_Source);
+        else if (state == u"multiply")
+            p.setCompositionMode(QPainter::CompositionMode_Multiply);
+        else if (state == u"destination over")
+            p.setCompositionMode(QPainter::CompositionMode_DestinationOver);
+        else if (state == u"aliased")
+            p.setRenderHint(QPainter::Antialiasing, false);
+        else if (state == u"perspective")
+            p.setTransform(QTransform(1.1, 0.1, 0.012, -0.1, 1.1, 0.009, 0, 0, 1));
+        p.setPen(Qt::NoPen);
+    };
+    const QColor color(200, 80, 30, 160);
+    for (const QString &name : {u"ellipse"_s, u"star, winding"_s, u"closed curve"_s}) {
+        const Shape s = shapeNamed(name);
+        const QImage start = background();
+        QImage painted = start;
+        {
+            QPainter p(&painted);
+            apply(p);
+            p.setBrush(color);
+            s.paint(p);
+        }
+        QImage filled = start;
+        QImage other = start;
+        bool took = false;
+        {
+            SolidFill fill(state == u"other image" ? other : filled);
+            QPainter p(&filled);
+            apply(p);
+            p.setBrush(color);
+            took = s.fill(fill, p, color);
+            if (!took)
+                s.paint(p);
+        }
+        const Diff d = compare(painted, filled);
+        QVERIFY2(
+            d.maxChannel <= (taken ? 2 : 0),
+            qPrintable(u"%1: a channel differs by %2 (%3 pixels differ)"_s.arg(name).arg(d.maxChannel).arg(d.pixels)));
+        QCOMPARE(other, start);
+        QCOMPARE(took, taken);
+    }
 }
 
 void TestSolidFill::declines_data()
@@ -260,14 +359,17 @@ void TestSolidFill::declines()
     QImage image = background(imageSize);
     const QImage before = image;
     SolidFill fill(image);
-    const QRgb red = qRgb(255, 0, 0);
-    QVERIFY(!fill.fillEllipse(ellipse, transform, red));
+    QPainter p(&image);
+    setUp(p, transform);
+    const QColor red(255, 0, 0);
+    QVERIFY(!fill.fillEllipse(p, ellipse, red));
     QPolygonF polygon{ellipse.topLeft(), ellipse.topRight(), ellipse.bottomRight()};
     polygon.prepend({20, 20}); // a good first point does not hide a bad one
-    QVERIFY(!fill.fillPolygon(polygon, Qt::WindingFill, transform, red));
+    QVERIFY(!fill.fillPolygon(p, polygon, Qt::WindingFill, red));
     QCOMPARE(image, before);
     // A fill that follows a declined one starts clean.
-    QVERIFY(fill.fillEllipse(QRectF(10, 10, 20, 20), QTransform(), red));
+    p.resetTransform();
+    QVERIFY(fill.fillEllipse(p, QRectF(10, 10, 20, 20), red));
     QCOMPARE(image.pixel(20, 20), qRgb(255, 0, 0));
     QCOMPARE(image.pixel(5, 5), before.pixel(5, 5));
 }
@@ -276,15 +378,21 @@ void TestSolidFill::emptyShapesDrawNothing()
 {
     QImage image = background();
     const QImage before = image;
-    SolidFill fill(image);
-    const QRgb red = qRgb(255, 0, 0);
-    QVERIFY(fill.fillPath(QPainterPath(), QTransform(), red));
-    QVERIFY(fill.fillPolygon(QPolygonF{{10, 10}, {30, 10}, {50, 10}}, Qt::WindingFill, QTransform(), red));
+    const QColor red(255, 0, 0);
+    {
+        SolidFill fill(image);
+        QPainter p(&image);
+        setUp(p, QTransform());
+        QVERIFY(fill.fillPath(p, QPainterPath(), red));
+        QVERIFY(fill.fillPolygon(p, QPolygonF{{10, 10}, {30, 10}, {50, 10}}, Qt::WindingFill, red));
+    }
     QCOMPARE(image, before);
 
     QImage wrongFormat(20, 20, QImage::Format_RGB32);
     SolidFill none(wrongFormat);
-    QVERIFY(!none.fillEllipse(QRectF(2, 2, 10, 10), QTransform(), red));
+    QPainter p(&wrongFormat);
+    setUp(p, QTransform());
+    QVERIFY(!none.fillEllipse(p, QRectF(2, 2, 10, 10), red));
 }
 
 QTEST_GUILESS_MAIN(TestSolidFill)

@@ -2,6 +2,7 @@
 // site network, and real sockets talk to it (a UDP probe, HTTPS through QNetworkAccessManager
 // trusting exactly the certificate that the unit generated).
 
+#include "support/simprocess.h"
 #include "support/testsupport.h"
 
 #include <QEventLoop>
@@ -37,45 +38,12 @@ struct Reply
 };
 
 // A simulator process that is stopped when the test lets go of it.
-class Sim
+class Sim : public testsupport::SimProcess
 {
 public:
-    ~Sim() { stop(); }
-
-    // Starts it and waits for its "ready" line; false when it exits first.
-    bool start(const QStringList &args)
-    {
-        m_process.setProgram(QStringLiteral(KESTRO_UNIT_SIM));
-        m_process.setArguments(args);
-        m_process.start();
-        if (!m_process.waitForStarted(10000))
-            return false;
-        for (int i = 0; i < 300 && !m_out.contains("\nready\n") && !m_out.startsWith("ready\n"); ++i) {
-            if (m_process.state() == QProcess::NotRunning)
-                return false;
-            m_process.waitForReadyRead(100);
-            m_out += m_process.readAllStandardOutput();
-        }
-        return m_out.contains("ready\n");
-    }
-
-    void stop()
-    {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
-        m_process.terminate();
-        if (!m_process.waitForFinished(10000))
-            m_process.kill();
-        m_process.waitForFinished(2000);
-        m_out += m_process.readAllStandardOutput();
-    }
-
-    QProcess &process() { return m_process; }
-    QByteArray output() const { return m_out; }
-
-private:
-    QProcess m_process;
-    QByteArray m_out;
+    Sim()
+        : SimProcess(QStringLiteral(KESTRO_UNIT_SIM))
+    {}
 };
 
 QSslCertificate certificateIn(const QString &file)

@@ -106,6 +106,8 @@ private slots:
     void bundleCarriesEveryNamedSource();
     void toastIsSaidOnce();
     void aislePlanIsAPicture();
+    void ioTemplates_data();
+    void ioTemplates();
 };
 
 void TestSimUnit::parseRequest_data()
@@ -246,6 +248,7 @@ void TestSimUnit::options_data()
     QTest::newRow("poll too fast") << QStringList{u"--poll-ms"_s, u"10"_s} << u"--poll-ms"_s << QString();
     QTest::newRow("more done yesterday than steps")
         << QStringList{u"--done-yesterday"_s, u"6"_s} << u"--done-yesterday"_s << QString();
+    QTest::newRow("no templates") << QStringList{u"--no-iotemplates"_s} << QString() << u"10.77.0.21"_s;
 }
 
 void TestSimUnit::options()
@@ -284,6 +287,17 @@ void TestSimUnit::siteDealsOutUnits()
     QCOMPARE(hosts, QStringList({u"shuttle-01"_s, u"lift-02"_s, u"shuttle-03"_s}));
     QCOMPARE(addresses, QStringList({u"127.0.0.9"_s, u"127.0.0.10"_s, u"127.0.0.11"_s}));
     QCOMPARE(site.describe().value(1), u"unit  lift-02  KU-04202  http://127.0.0.10:8090  lift"_s);
+    // Neighbours start with different template sets, so a client has something to carry between them.
+    QStringList firstIds;
+    for (const sim::Unit *u : site.units()) {
+        QStringList ids;
+        for (const QJsonObject &t : u->config().templates)
+            ids << t.value(u"id"_s).toString();
+        QVERIFY(!ids.isEmpty());
+        QVERIFY2(firstIds.isEmpty() || !ids.contains(firstIds.first()), qPrintable(ids.join(u',')));
+        if (firstIds.isEmpty())
+            firstIds = ids;
+    }
 }
 
 void TestSimUnit::yesterdayAndTrailingLineFeed()
@@ -591,6 +605,70 @@ void TestSimUnit::aislePlanIsAPicture()
     QCOMPARE(image.size(), QSize(96, 48));
     QCOMPARE(image.pixelColor(66, 24), QColor(91, 141, 184)); // the shuttle
     QCOMPARE(image.pixelColor(0, 20), QColor(30, 34, 40));    // the floor
+}
+
+// The unit's side of a template sync: it starts with one own template updated 2026-10-01 12:00 UTC
+// and the built-in ones, and takes a client's copy only when that copy is a later time.
+void TestSimUnit::ioTemplates_data()
+{
+    QTest::addColumn<QString>("incoming"); // a JSON array
+    QTest::addColumn<QString>("expected"); // "added|updated|rejected ids"
+    QTest::addColumn<QString>("ownAfter"); // "updated" of the unit's own template afterwards
+
+    const QString own = u"2026-10-01T12:00:00Z"_s;
+    const auto t = [](const char *id, const char *updated) {
+        return u"{\"schema\":\"kestro.io-template/1\",\"id\":\"%1\",\"name\":\"N\",\"inputs\":1,"
+               u"\"outputs\":0,\"connection\":{\"type\":\"picontrol\"},\"updated\":\"%2\"}"_s.arg(
+                   QLatin1StringView(id), QLatin1StringView(updated));
+    };
+    QTest::newRow("new id") << u"[%1]"_s.arg(t("x1", "2020-01-01T00:00:00Z")) << u"1|0|"_s << own;
+    QTest::newRow("a millisecond later") << u"[%1]"_s.arg(t("own-1", "2026-10-01T12:00:00.001Z")) << u"0|1|"_s
+                                         << u"2026-10-01T12:00:00.001Z"_s;
+    QTest::newRow("later as text, earlier in time")
+        << u"[%1]"_s.arg(t("own-1", "2026-10-01T13:00:00+02:00")) << u"0|0|"_s << own;
+    QTest::newRow("earlier as text, later in time")
+        << u"[%1]"_s.arg(t("own-1", "2026-10-01T09:00:00-05:00")) << u"0|1|"_s << u"2026-10-01T09:00:00-05:00"_s;
+    QTest::newRow("same time") << u"[%1]"_s.arg(t("own-1", "2026-10-01T14:00:00+02:00")) << u"0|0|"_s << own;
+    QTest::newRow("no time") << u"[%1]"_s.arg(t("own-1", "")) << u"0|0|"_s << own;
+    QTest::newRow("built-in id stays built in")
+        << u"[%1]"_s.arg(t("kestro-dio8", "2030-01-01T00:00:00Z")) << u"0|0|"_s << own;
+    QTest::newRow("rejected") << u"[%1, {\"id\":\"no-schema\"}, {\"name\":\"x\"}, 5]"_s.arg(t("a.b", ""))
+                              << u"0|0|a.b,no-schema,?,?"_s << own;
+}
+
+void TestSimUnit::ioTemplates()
+{
+    QFETCH(QString, incoming);
+    QFETCH(QString, expected);
+    QFETCH(QString, ownAfter);
+    sim::UnitConfig c = config();
+    c.templates = {testsupport::json(R"({"schema":"kestro.io-template/1","id":"own-1","name":"Own","inputs":2,
+        "outputs":2,"connection":{"type":"modbus_tcp"},"updated":"2026-10-01T12:00:00Z"})")};
+    sim::Unit unit(c);
+    const QJsonArray sent = QJsonDocument::fromJson(incoming.toUtf8()).array();
+    const sim::Response r =
+        unit.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(unit)));
+    QCOMPARE(r.status, 200);
+    const QJsonObject body = bodyOf(r);
+    QStringList rejected;
+    for (const QJsonValue &v : body.value(u"rejected"_s).toArray())
+        rejected << v.toString();
+    QCOMPARE(u"%1|%2|%3"_s.arg(body.value(u"added"_s).toInt())
+                 .arg(body.value(u"updated"_s).toInt())
+                 .arg(rejected.join(u',')),
+             expected);
+    QHash<QString, QJsonObject> byId;
+    for (const QJsonValue &v : body.value(u"templates"_s).toArray())
+        byId.insert(v.toObject().value(u"id"_s).toString(), v.toObject());
+    QCOMPARE(byId.value(u"own-1"_s).value(u"updated"_s).toString(), ownAfter);
+    QVERIFY(byId.value(u"kestro-dio8"_s).value(u"builtin"_s).toBool());
+    QVERIFY(byId.value(u"kestro-aio4"_s).value(u"builtin"_s).toBool());
+
+    // Told to, the same unit answers as one without template support would.
+    c.ioTemplates = false;
+    sim::Unit old(c);
+    QCOMPARE(old.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(old))).status,
+             404);
 }
 
 QTEST_GUILESS_MAIN(TestSimUnit)

@@ -1,0 +1,162 @@
+// The template library without widgets: the nine validation rules in their order and the merge
+// rule. Files (damaged libraries, the three shapes of an import) go through the dialog's tests.
+
+#include "iotemplates/library.h"
+#include "support/testsupport.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QJsonObject valid(const QString &id = u"relay-4"_s, const QString &updated = {})
+{
+    QJsonObject t = testsupport::json(R"({"schema":"kestro.io-template/1","name":"Relay 4","inputs":0,
+        "outputs":4,"connection":{"type":"modbus_tcp"}})");
+    t.insert("id"_L1, id);
+    if (!updated.isEmpty())
+        t.insert("updated"_L1, updated);
+    return t;
+}
+
+// A valid template with the patch's members laid over it; a null member removes the key.
+QJsonValue patched(const char *patch)
+{
+    QJsonObject t = valid();
+    const QJsonObject p = testsupport::json(patch);
+    for (auto it = p.begin(); it != p.end(); ++it)
+        it->isNull() ? void(t.remove(it.key())) : void(t.insert(it.key(), *it));
+    return t;
+}
+
+// "id@updated" of each template, in order.
+QString describe(const QJsonArray &library)
+{
+    QStringList out;
+    for (const QJsonValue &v : library)
+        out << v.toObject().value("id"_L1).toString() + u'@' + v.toObject().value("updated"_L1).toString();
+    return out.join(u' ');
+}
+
+} // namespace
+
+class TestLibrary : public QObject
+{
+    Q_OBJECT
+private slots:
+    void validate_data()
+    {
+        QTest::addColumn<QJsonValue>("candidate");
+        QTest::addColumn<QString>("error");
+        const QString idRule = u" - 1 to 64 letters, digits, - or _ only"_s;
+        const QString inputs = u"inputs must be a whole number 0..64"_s;
+        QTest::newRow("valid, 64 channels, pinout")
+            << patched(R"({"inputs":64,"outputs":64.0,"pinout":{}})") << QString();
+        QTest::newRow("id of 64") << QJsonValue(valid(QString(64, u'a'))) << QString();
+        QTest::newRow("array") << QJsonValue(QJsonArray{valid()}) << u"not a template (expected a JSON object)"_s;
+        QTest::newRow("no schema") << patched(R"({"schema":null})")
+                                   << u"no \"schema\" (expected kestro.io-template/1)"_s;
+        QTest::newRow("other schema")
+            << patched(R"({"schema":"kestro.io-template/2","id":"a.b"})")
+            << u"schema \"kestro.io-template/2\" is not kestro.io-template/1 - made by a newer or different tool"_s;
+        QTest::newRow("id of 65") << QJsonValue(valid(QString(65, u'a')))
+                                  << u"id \"%1\""_s.arg(QString(65, u'a')) + idRule;
+        QTest::newRow("id with a dot") << QJsonValue(valid(u"relay.4"_s)) << u"id \"relay.4\""_s + idRule;
+        QTest::newRow("id a number") << patched(R"({"id":4})") << u"id \"?\""_s + idRule;
+        QTest::newRow("blank name, bad inputs") << patched(R"({"name":" ","inputs":99})") << u"no name"_s;
+        QTest::newRow("inputs 65") << patched(R"({"inputs":65})") << inputs;
+        QTest::newRow("inputs 2.5") << patched(R"({"inputs":2.5})") << inputs;
+        QTest::newRow("inputs -1") << patched(R"({"inputs":-1})") << inputs;
+        QTest::newRow("inputs \"8\"") << patched(R"({"inputs":"8"})") << inputs;
+        QTest::newRow("no outputs") << patched(R"({"outputs":null})") << u"outputs must be a whole number 0..64"_s;
+        QTest::newRow("connection text") << patched(R"({"connection":"modbus"})") << u"no \"connection\" object"_s;
+        QTest::newRow("connection type empty")
+            << patched(R"({"connection":{"type":""}})") << u"connection.type missing (picontrol, modbus_tcp, ...)"_s;
+        QTest::newRow("pinout array") << patched(R"({"pinout":[]})") << u"pinout is not an object"_s;
+    }
+    void validate()
+    {
+        QFETCH(QJsonValue, candidate);
+        QFETCH(QString, error);
+        QCOMPARE(iotemplates::validateTemplate(candidate), error);
+    }
+
+    void merge_data()
+    {
+        QTest::addColumn<QJsonArray>("library");
+        QTest::addColumn<QJsonArray>("incoming");
+        QTest::addColumn<QString>("counts"); // added updated kept builtin rejected
+        QTest::addColumn<QString>("after");  // the library afterwards
+        QTest::addColumn<QStringList>("rejected");
+
+        const QString noon = u"2026-05-01T12:00:00Z"_s;
+        const QJsonArray lib{valid(u"a"_s, noon)};
+        const QString kept = u"0 0 1 0 0"_s;
+        const QString a = u"a@"_s + noon; // the library as it was
+        auto in = [](const char *updated) { return QJsonArray{valid(u"a"_s, QString::fromLatin1(updated))}; };
+        QJsonObject builtin = valid(u"a"_s, u"2030-01-01T00:00:00Z"_s);
+        builtin.insert("builtin"_L1, true);
+
+        QTest::newRow("nothing") << lib << QJsonArray() << u"0 0 0 0 0"_s << a << QStringList();
+        QTest::newRow("new id appended") << lib << QJsonArray{valid(u"b"_s)} << u"1 0 0 0 0"_s << QString(a + u" b@"_s)
+                                         << QStringList();
+        QTest::newRow("equal updated") << lib << in("2026-05-01T12:00:00.000Z") << kept << a << QStringList();
+        QTest::newRow("a millisecond newer") << lib << in("2026-05-01T12:00:00.001Z") << u"0 1 0 0 0"_s
+                                             << u"a@2026-05-01T12:00:00.001Z"_s << QStringList();
+        QTest::newRow("later as text, earlier in time")
+            << lib << in("2026-05-01T13:00:00+02:00") << kept << a << QStringList();
+        QTest::newRow("incoming without updated") << lib << in("") << kept << a << QStringList();
+        QTest::newRow("incoming unparsable") << lib << in("yesterday") << kept << a << QStringList();
+        QTest::newRow("library copy without updated") << QJsonArray{valid(u"a"_s)} << in("2026-05-01T12:00:00")
+                                                      << u"0 1 0 0 0"_s << u"a@2026-05-01T12:00:00"_s << QStringList();
+        QTest::newRow("builtin skipped, even invalid")
+            << lib << QJsonArray{builtin, QJsonObject{{"builtin"_L1, true}}} << u"0 0 0 2 0"_s << a << QStringList();
+        QTest::newRow("rejected by id or number")
+            << lib << QJsonArray{valid(u"x.y"_s), patched(R"({"id":"","inputs":65})"), 7} << u"0 0 0 0 3"_s << a
+            << QStringList{u"x.y: id \"x.y\" - 1 to 64 letters, digits, - or _ only"_s,
+                           u"#2: id \"\" - 1 to 64 letters, digits, - or _ only"_s,
+                           u"#3: not a template (expected a JSON object)"_s};
+    }
+    void merge()
+    {
+        QFETCH(QJsonArray, library);
+        QFETCH(QJsonArray, incoming);
+        QFETCH(QString, counts);
+        QFETCH(QString, after);
+        QFETCH(QStringList, rejected);
+        const iotemplates::MergeResult r = iotemplates::mergeTemplates(library, incoming);
+        QCOMPARE(u"%1 %2 %3 %4 %5"_s.arg(r.added).arg(r.updated).arg(r.kept).arg(r.builtin).arg(r.rejected.size()),
+                 counts);
+        QCOMPARE(describe(library), after);
+        QCOMPARE(r.rejected, rejected);
+    }
+
+    // Loading keeps the valid, non-built-in first copy of each id; saving over a file that does
+    // not read as a library keeps that file aside first.
+    void loadAndSave()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"io-templates.json"_s);
+        QJsonObject builtin = valid(u"c"_s);
+        builtin.insert("builtin"_L1, true);
+        QVERIFY(
+            iotemplates::saveLibrary({valid(u"a.b"_s), builtin, valid(u"d"_s, u"1"_s), valid(u"d"_s, u"2"_s)}, path));
+        QCOMPARE(describe(iotemplates::loadLibrary(path)), u"d@1"_s);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"templates\": [ hand edit") > 0);
+        file.close();
+        QVERIFY(iotemplates::saveLibrary({valid(u"e"_s)}, path));
+        QCOMPARE(describe(iotemplates::loadLibrary(path)), u"e@"_s);
+        QFile aside(path + u".bad"_s);
+        QVERIFY(aside.open(QIODevice::ReadOnly));
+        QCOMPARE(aside.readAll(), QByteArray("{\"templates\": [ hand edit"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestLibrary)
+#include "tst_library.moc"

@@ -1,0 +1,464 @@
+// The updater. The version order and the installer's name and address as tables; then whole checks against a
+// release server on 127.0.0.1: HTTPS with a certificate that openssl makes at run time and that the
+// updater trusts through its CA seam, the release location from the file KESTRO_INSTALLATION
+// names, the installer launcher and quit replaced. Each check runs asked-for and silent, and every
+// box it shows is recorded. KESTRO_SHOT_DIR=<folder> saves the ready prompt and the progress dialog.
+
+#include "app/base/installation.h"
+#include "app/base/modal.h"
+#include "app/base/theme.h"
+#include "support/testsupport.h"
+#include "updater/updater.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QJsonDocument>
+#include <QMessageBox>
+#include <QProcess>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSslKey>
+#include <QSslServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using updater::Outcome;
+
+namespace {
+
+struct Route
+{
+    QByteArray body;
+    int status = 200;
+    qsizetype stallAfter = -1; // announce the whole body, send this much of it, then go quiet
+};
+
+// One request per connection, canned answers by request target, every target recorded.
+class ReleaseServer final : public QObject
+{
+public:
+    bool start(const QSslCertificate &cert, const QSslKey &key)
+    {
+        QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
+        ssl.setLocalCertificate(cert);
+        ssl.setPrivateKey(key);
+        m_server.setSslConfiguration(ssl);
+        connect(&m_server, &QTcpServer::pendingConnectionAvailable, this, [this] {
+            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+                socket->setParent(this);
+                connect(socket, &QTcpSocket::readyRead, this, [this, socket] { answer(socket); });
+            }
+        });
+        return m_server.listen(QHostAddress::LocalHost, 0);
+    }
+    quint16 port() const { return m_server.serverPort(); }
+
+    QHash<QByteArray, Route> routes;
+    QByteArrayList seen;
+
+private:
+    void answer(QTcpSocket *socket)
+    {
+        if (!socket->canReadLine() || socket->property("answered").toBool())
+            return;
+        socket->setProperty("answered", true);
+        seen << socket->readLine().split(' ').value(1);
+        const Route route = routes.value(seen.last(), {"no such file", 404});
+        const bool stall = route.stallAfter >= 0;
+        socket->write("HTTP/1.1 " + QByteArray::number(route.status) +
+                      " Canned\r\nContent-Length: " + QByteArray::number(route.body.size()) +
+                      "\r\nConnection: close\r\n\r\n" + (stall ? route.body.left(route.stallAfter) : route.body));
+        if (!stall)
+            socket->disconnectFromHost();
+    }
+
+    QSslServer m_server;
+};
+
+constexpr auto kInstallerPath = "linux/kestro connect_8.10_amd64.deb";
+constexpr auto kInstallerTarget = "/rel/linux/kestro%20connect_8.10_amd64.deb";
+constexpr auto kManifestTarget = "/rel/latest.json";
+
+// latest.json with the app "kestro-connect" whose "files"."linux" entry has this version and
+// fingerprint. (Built as JSON objects: moc misreads raw string literals.)
+QByteArray manifest(const QString &appVersion, const QString &fileVersion, const QString &sha256,
+                    const QString &notes = u"Faster polls."_s,
+                    const QString &path = QString::fromLatin1(kInstallerPath))
+{
+    QJsonObject file{{u"path"_s, path}, {u"sha256"_s, sha256}};
+    if (!fileVersion.isEmpty())
+        file.insert(u"version"_s, fileVersion);
+    const QJsonObject app{
+        {u"version"_s, appVersion}, {u"notes"_s, notes}, {u"files"_s, QJsonObject{{u"linux"_s, file}}}};
+    return QJsonDocument(QJsonObject{{u"apps"_s, QJsonObject{{u"kestro-connect"_s, app}}}}).toJson();
+}
+
+QString installerFile()
+{
+    return updater::Updater::downloadFolder() + u'/' + QString::fromLatin1(kInstallerPath).section(u'/', -1);
+}
+
+QStringList downloadFolderEntries()
+{
+    return QDir(updater::Updater::downloadFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+void saveShot(QWidget *w, const char *name)
+{
+    if (const QString shots = qEnvironmentVariable("KESTRO_SHOT_DIR"); !shots.isEmpty())
+        w->grab().save(shots + u'/' + QLatin1StringView(name));
+}
+
+} // namespace
+
+class TestUpdater final : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    ReleaseServer m_server;
+    QSslCertificate m_cert;
+    QByteArray m_installer;
+    QString m_sha;
+
+    // What one check showed and asked the seams to do.
+    QStringList m_boxes; // "Title: text", and "|informative text" when there is one
+    QString m_click;     // on the ready prompt
+    bool m_launchOk = true;
+    QStringList m_launched;
+    int m_quits = 0;
+    int m_progressShown = 0;
+
+    void answerBoxes()
+    {
+        app::setNextAnswer([this](QDialog *dialog) {
+            auto *box = qobject_cast<QMessageBox *>(dialog);
+            m_boxes << (box ? box->windowTitle() + u": "_s + box->text() +
+                                  (box->informativeText().isEmpty() ? QString() : u'|' + box->informativeText())
+                            : u"not a message box"_s);
+            if (box && box->windowTitle() == "Update ready"_L1)
+                saveShot(box, "update-ready.png");
+            for (QAbstractButton *button : box ? box->buttons() : QList<QAbstractButton *>()) {
+                if (button->text() == m_click)
+                    button->click();
+            }
+            answerBoxes();
+        });
+    }
+
+    updater::Options options(bool trust = true)
+    {
+        updater::Options o;
+        if (trust)
+            o.extraCaCertificates = {m_cert};
+        o.launch = [this](const QString &path) {
+            m_launched << path;
+            return m_launchOk;
+        };
+        o.quit = [this] { ++m_quits; };
+        return o;
+    }
+
+    static Outcome run(updater::Updater &u, bool interactive)
+    {
+        QSignalSpy ended(&u, &updater::Updater::finished);
+        u.check(interactive);
+        if (!QTest::qWaitFor([&] { return !ended.isEmpty(); }, 20000))
+            qWarning("the check never ended");
+        return ended.isEmpty() ? Outcome(-1) : ended.first().first().value<Outcome>();
+    }
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show && qobject_cast<QProgressDialog *>(watched))
+            ++m_progressShown;
+        return false;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        testsupport::isolateConfig();
+        // The boxes in the program's own look, for the shots.
+        QApplication::setStyle(u"Fusion"_s);
+        QApplication::setFont(theme::uiFont(10));
+        qApp->setStyleSheet(theme::styleSheet());
+        qApp->installEventFilter(this);
+        // Downloads go below the system's temporary location: a private one.
+        qputenv("TMPDIR", m_dir.filePath(u"tmp"_s).toLocal8Bit());
+        QVERIFY(QDir().mkpath(m_dir.filePath(u"tmp"_s)) && QDir::tempPath().startsWith(m_dir.path()));
+
+        const QString cert = m_dir.filePath(u"release.pem"_s), key = m_dir.filePath(u"release.key"_s);
+        QProcess openssl;
+        openssl.start(u"openssl"_s,
+                      {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:prime256v1"_s,
+                       u"-nodes"_s, u"-days"_s, u"2"_s, u"-subj"_s, u"/CN=release-test"_s, u"-addext"_s,
+                       u"subjectAltName=IP:127.0.0.1"_s, u"-keyout"_s, key, u"-out"_s, cert});
+        QVERIFY2(openssl.waitForFinished(60000) && openssl.exitCode() == 0, "openssl could not make a certificate");
+        m_cert = QSslCertificate(readFile(cert), QSsl::Pem);
+        QVERIFY(m_server.start(m_cert, QSslKey(readFile(key), QSsl::Ec, QSsl::Pem)));
+
+        // The release location, where an installer would put it.
+        const QString installation = m_dir.filePath(u"installation.json"_s);
+        QFile file(installation);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QUrl base;
+        base.setScheme(u"https"_s);
+        base.setHost(u"127.0.0.1"_s);
+        base.setPort(m_server.port());
+        base.setPath(u"/rel/"_s);
+        file.write(QJsonDocument(QJsonObject{{u"releaseBase"_s, base.toString()}}).toJson());
+        file.close();
+        qputenv("KESTRO_INSTALLATION", installation.toLocal8Bit());
+        QCOMPARE(app::installation().releaseBase.port(), m_server.port());
+
+        m_installer.resize(3 << 20); // many pieces on the way
+        for (qsizetype i = 0; i < m_installer.size(); ++i)
+            m_installer[i] = char((i * 7919) >> 5);
+        m_sha = QString::fromLatin1(QCryptographicHash::hash(m_installer, QCryptographicHash::Sha256).toHex());
+    }
+
+    void init()
+    {
+        m_server.routes = {{kInstallerTarget, {m_installer}}};
+        m_server.seen.clear();
+        m_boxes.clear();
+        m_click = u"Restart to install"_s;
+        m_launchOk = true;
+        m_launched.clear();
+        m_quits = m_progressShown = 0;
+        QDir(updater::Updater::downloadFolder()).removeRecursively();
+        QFile::remove(updater::Updater::downloadFolder());
+        answerBoxes();
+    }
+    void cleanup() { app::setNextAnswer({}); }
+
+    void versionOrder_data()
+    {
+        QTest::addColumn<QString>("a");
+        QTest::addColumn<QString>("b");
+        QTest::addColumn<int>("order"); // of a against b
+        QTest::newRow("minor 10 after 9") << u"8.10"_s << u"8.9.13"_s << 1;
+        QTest::newRow("missing component is 0") << u"8.9.13.0"_s << u"8.9.13"_s << 0;
+        QTest::newRow("fourth component counts") << u"8.9.13.1"_s << u"8.9.13"_s << 1;
+        QTest::newRow("build suffix left out") << u"8.9.13"_s << u"8.9.13+cdcc16b"_s << 0;
+        QTest::newRow("suffixes never order") << u"8.9.14+0a1"_s << u"8.9.14+fff"_s << 0;
+        QTest::newRow("non-numeric is 0") << u"8.x.14"_s << u"8.0.13"_s << 1;
+        QTest::newRow("pre-release tag is non-numeric") << u"8.9.13-rc1"_s << u"8.9.13"_s << -1;
+        QTest::newRow("signs are not digits") << u"8.-1"_s << u"8.0"_s << 0;
+        QTest::newRow("beyond 32 bits") << u"8.99999999999"_s << u"8.4294967296"_s << 1;
+        QTest::newRow("empty is 0") << QString() << u"0.0"_s << 0;
+    }
+    void versionOrder()
+    {
+        QFETCH(QString, a);
+        QFETCH(QString, b);
+        QFETCH(int, order);
+        QCOMPARE(updater::compareVersions(a, b), order);
+        QCOMPARE(updater::compareVersions(b, a), -order);
+    }
+
+    void installerNames_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("name"); // empty: not a file name
+        QTest::addColumn<QString>("url");
+        QTest::newRow("segments encoded")
+            << u"8.10 beta/kc #2?.deb"_s << u"kc #2?.deb"_s << u"https://r.example/kc/8.10%20beta/kc%20%232%3F.deb"_s;
+        QTest::newRow("stays below the base")
+            << u"/linux//kc.deb"_s << u"kc.deb"_s << u"https://r.example/kc/linux/kc.deb"_s;
+        QTest::newRow("dot-dot") << u"linux/.."_s << QString() << u"https://r.example/kc/linux/.."_s;
+        QTest::newRow("backslash") << u"w\\kc.exe"_s << QString() << u"https://r.example/kc/w%5Ckc.exe"_s;
+    }
+    void installerNames()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, name);
+        QFETCH(QString, url);
+        QCOMPARE(updater::installerFileName(path), name);
+        QCOMPARE(QString::fromLatin1(updater::installerUrl(QUrl(u"https://r.example/kc/"_s), path).toEncoded()), url);
+    }
+
+    void check_data()
+    {
+        QTest::addColumn<QByteArray>("latest"); // "%SHA%" stands for the installer's fingerprint
+        QTest::addColumn<QString>("setup");     // untrusted, blocked folder, later, no launch, stall <target>
+        QTest::addColumn<Outcome>("outcome");
+        QTest::addColumn<QStringList>("boxes"); // when asked for; %PATH% is the installer's path, a
+                                                // trailing "*" the network layer's words
+        const QString ready =
+            u"Update ready: <b>Kestro Connect 8.10</b> is downloaded and ready - you have "
+            "8.9.13+cdcc16b.|Faster polls.\n\nInstalling closes the app and reopens the new version."_s;
+        const QStringList latest{u"Updates: You have the latest version (8.9.13+cdcc16b)."_s};
+        const QStringList unreachable{
+            u"Updates: Could not reach the update server - check the internet connection and try again."_s};
+        const QByteArray good = manifest(u"8.10"_s, u"8.10"_s, u"%SHA%"_s);
+        const QString sha = u"%SHA%"_s;
+
+        QTest::newRow("8.10 is newer than 8.9.13") << good << QString() << Outcome::Installing << QStringList{ready};
+        QTest::newRow("8.9.13.0 is not newer")
+            << manifest(u"8.10"_s, u"8.9.13.0"_s, sha) << QString() << Outcome::Latest << latest;
+        QTest::newRow("8.9.13 is not newer")
+            << manifest(u"8.9.13"_s, u"8.9.13"_s, sha) << QString() << Outcome::Latest << latest;
+        QTest::newRow("8.9.12 is older") << manifest(u"8.9"_s, u"8.9.12"_s, sha) << QString() << Outcome::Latest
+                                         << latest;
+        QTest::newRow("the app's version when the entry has none")
+            << manifest(u"8.10"_s, {}, sha, {}) << u"later"_s << Outcome::Postponed
+            << QStringList{ready.section(u'|', 0, 0) + u"|Installing closes the app and reopens the new version."_s};
+        QTest::newRow("the entry's version over the app's")
+            << manifest(u"8.10"_s, u"8.9.13"_s, sha) << QString() << Outcome::Latest << latest;
+        QTest::newRow("an empty sha256 installs")
+            << manifest(u"8.10"_s, u"8.10"_s, {}) << QString() << Outcome::Installing << QStringList{ready};
+        QTest::newRow("sha256 in capitals")
+            << manifest(u"8.10"_s, u"8.10"_s, u"%SHAUP%"_s) << QString() << Outcome::Installing << QStringList{ready};
+        QTest::newRow("a wrong sha256 is never saved")
+            << manifest(u"8.10"_s, u"8.10"_s, QString(64, u'a')) << QString() << Outcome::Mismatch
+            << QStringList{u"Update: The downloaded installer did not match its published fingerprint, so it was NOT "
+                           "installed. Try again later."_s};
+        QTest::newRow("installer missing on the server")
+            << manifest(u"8.10"_s, u"8.10"_s, {}, {}, u"linux/gone.deb"_s) << QString() << Outcome::DownloadFailed
+            << QStringList{u"Update: The download failed: *"_s};
+        QTest::newRow("installer stalls")
+            << good << u"stall /rel/linux/kestro%20connect_8.10_amd64.deb"_s << Outcome::DownloadFailed
+            << QStringList{u"Update: The download failed: no data arrived for 0.4 seconds"_s};
+        QTest::newRow("manifest stalls") << good << u"stall /rel/latest.json"_s << Outcome::Unreachable << unreachable;
+        QTest::newRow("manifest not JSON") << QByteArray("<html>") << QString() << Outcome::Unreachable << unreachable;
+        QTest::newRow("no entry for this app") << QByteArray("{\"apps\":{\"kestro-other\":{\"version\":\"9\"}}}")
+                                               << QString() << Outcome::Unreachable << unreachable;
+        QTest::newRow("newer, but nothing for this platform")
+            << QByteArray(
+                   "{\"apps\":{\"kestro-connect\":{\"version\":\"9\",\"files\":{\"windows\":{\"path\":\"k\"}}}}}")
+            << QString() << Outcome::Unreachable << unreachable;
+        QTest::newRow("untrusted certificate") << good << u"untrusted"_s << Outcome::Unreachable << unreachable;
+        QTest::newRow("download folder blocked") << good << u"blocked"_s << Outcome::SaveFailed
+                                                 << QStringList{u"Update: Could not save the installer to %PATH%"_s};
+        QTest::newRow("installer does not start")
+            << good << u"no launch"_s << Outcome::InstallFailed
+            << QStringList{ready, u"Update: Could not open the installer: %PATH%"_s};
+    }
+    void check()
+    {
+        QFETCH(QByteArray, latest);
+        QFETCH(QString, setup);
+        QFETCH(Outcome, outcome);
+        QFETCH(QStringList, boxes);
+        latest.replace("%SHAUP%", m_sha.toUpper().toLatin1()).replace("%SHA%", m_sha.toLatin1());
+        boxes.replaceInStrings(u"%PATH%"_s, installerFile());
+        const bool downloads =
+            outcome != Outcome::Latest && outcome != Outcome::Unreachable && outcome != Outcome::SaveFailed;
+        const bool saved =
+            outcome == Outcome::Installing || outcome == Outcome::Postponed || outcome == Outcome::InstallFailed;
+
+        for (const bool interactive : {true, false}) {
+            init();
+            m_server.routes[kManifestTarget] = {latest};
+            if (setup.startsWith("stall "_L1))
+                m_server.routes[setup.mid(6).toLatin1()].stallAfter = 10;
+            if (setup == "blocked"_L1)
+                QVERIFY(QFile(updater::Updater::downloadFolder()).open(QIODevice::WriteOnly));
+            if (setup == "later"_L1)
+                m_click = u"Later"_s;
+            m_launchOk = setup != "no launch"_L1;
+            updater::Options o = options(setup != "untrusted"_L1);
+            o.transferTimeoutMs = setup.startsWith("stall "_L1) ? 400 : 60000;
+            QWidget window;
+            updater::Updater u(&window, o);
+            QCOMPARE(run(u, interactive), outcome);
+
+            // Silent checks say nothing until an installer is ready.
+            QStringList expected = boxes;
+            while (!interactive && !expected.isEmpty() && !expected.first().startsWith("Update ready:"_L1))
+                expected.removeFirst();
+            QCOMPARE(m_boxes.size(), expected.size());
+            for (qsizetype i = 0; i < expected.size(); ++i) {
+                if (expected[i].endsWith(u'*'))
+                    QVERIFY2(m_boxes[i].startsWith(expected[i].chopped(1)) && m_boxes[i].size() > expected[i].size(),
+                             qPrintable(m_boxes[i]));
+                else
+                    QCOMPARE(m_boxes[i], expected[i]);
+            }
+
+            QCOMPARE(m_server.seen.count(kManifestTarget), setup == "untrusted"_L1 ? 0 : 1); // no handshake
+            QCOMPARE(m_server.seen.size() - m_server.seen.count(kManifestTarget), downloads ? 1 : 0);
+            QCOMPARE(m_progressShown, interactive && downloads ? 1 : 0);
+            if (saved)
+                QCOMPARE(readFile(installerFile()), m_installer);
+            else if (setup != "blocked"_L1)
+                QCOMPARE(downloadFolderEntries(), QStringList()); // not even a partial file
+            QCOMPARE(m_launched, saved && m_click != "Later"_L1 ? QStringList{installerFile()} : QStringList());
+            QCOMPARE(m_quits, outcome == Outcome::Installing ? 1 : 0);
+            // Kept when put off, and when it would not start (a later check offers it again).
+            QCOMPARE(u.readyInstaller(), saved && outcome != Outcome::Installing ? installerFile() : QString());
+            QVERIFY(!u.busy());
+        }
+    }
+
+    void reusesAnInstallerAlreadyHere_data()
+    {
+        QTest::addColumn<QByteArray>("present"); // in the download folder before the check; null: nothing
+        QTest::addColumn<bool>("published");     // the manifest gives a fingerprint
+        QTest::addColumn<int>("checks");         // each answered with "Later"
+        QTest::addColumn<int>("downloads");
+        QTest::newRow("matching fingerprint") << m_installer << true << 1 << 0;
+        QTest::newRow("other bytes") << QByteArray("half an installer") << true << 1 << 1;
+        QTest::newRow("no fingerprint to match") << m_installer << false << 1 << 1;
+        QTest::newRow("put off earlier in this run") << QByteArray() << false << 2 << 1;
+    }
+    void reusesAnInstallerAlreadyHere()
+    {
+        QFETCH(QByteArray, present);
+        QFETCH(bool, published);
+        QFETCH(int, checks);
+        QFETCH(int, downloads);
+        m_server.routes[kManifestTarget] = {manifest(u"8.10"_s, u"8.10"_s, published ? m_sha : QString())};
+        m_click = u"Later"_s;
+        if (!present.isNull()) {
+            QVERIFY(QDir().mkdir(updater::Updater::downloadFolder(),
+                                 QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+            QFile f(installerFile());
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(present) == present.size());
+        }
+        QWidget window;
+        updater::Updater u(&window, options());
+        for (int i = 0; i < checks; ++i)
+            QCOMPARE(run(u, true), Outcome::Postponed);
+        QCOMPARE(m_server.seen.count(kInstallerTarget), downloads);
+        QCOMPARE(m_boxes.filter(u"Update ready:"_s).size(), checks);
+        QCOMPARE(readFile(installerFile()), m_installer);
+    }
+
+    void cancelledDownloadSaysNothing()
+    {
+        m_server.routes[kManifestTarget] = {manifest(u"8.10"_s, u"8.10"_s, m_sha)};
+        m_server.routes[kInstallerTarget].stallAfter = 200000;
+        QWidget window;
+        updater::Updater u(&window, options());
+        QSignalSpy ended(&u, &updater::Updater::finished);
+        u.check(true);
+        QProgressDialog *progress = nullptr;
+        QTRY_VERIFY((progress = window.findChild<QProgressDialog *>()) && progress->isVisible());
+        QCOMPARE(progress->windowTitle(), u"Downloading Kestro Connect 8.10..."_s);
+        const QLocale locale;
+        QTRY_COMPARE(progress->labelText(),
+                     locale.formattedDataSize(200000) + u" of "_s + locale.formattedDataSize(m_installer.size()));
+        saveShot(progress, "update-progress.png");
+        auto *cancel = progress->findChild<QPushButton *>();
+        QCOMPARE(cancel->text(), u"Cancel"_s);
+        cancel->click();
+        QTRY_COMPARE(ended.size(), 1);
+        QCOMPARE(ended.first().first().value<Outcome>(), Outcome::Cancelled);
+        QCOMPARE(m_boxes, QStringList());
+        QTRY_COMPARE(downloadFolderEntries(), QStringList());
+    }
+};
+
+QTEST_MAIN(TestUpdater)
+#include "tst_updater.moc"
