@@ -24,7 +24,7 @@ struct UnitConfig
     int tokenTtlSec = 3600;
     int lockoutAfter = 5; // wrong passcodes in a row before the lock-out
     int lockoutSec = 60;
-    bool summaryNewline = false; // the day summary's "text" ends with a line feed
+    bool summaryNewline = false;  // the day summary's "text" ends with a line feed
     QList<QJsonObject> templates; // the site's own IO templates it starts with (built-in ones come anyway)
     bool ioTemplates = true;      // false: /api/iotemplates answers 404, as on older firmware
 };

@@ -15,8 +15,7 @@ namespace tools {
 namespace {
 
 // Boxes are built fresh, styled like the tool dialogs, and gone once answered.
-template<typename Box>
-int run(Box *box)
+template<typename Box> int run(Box *box)
 {
     box->setStyleSheet(theme::styleSheet());
     const int result = app::execModal(box);

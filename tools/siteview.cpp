@@ -92,11 +92,11 @@ void siteView(QWidget *parent, const QList<units::Unit> &units)
             stepsLeft = add32(stepsLeft, qint32(quint32(r.total) - quint32(r.completed)));
     }
     layout->addWidget(makeLabel(u"Site view"_s, 14, pal.ink, true));
-    layout->addWidget(makeLabel(u"%1 unit(s) answering - %2 commissioned, %3 step(s) left across the site."_s
-                                    .arg(answering)
-                                    .arg(commissioned)
-                                    .arg(stepsLeft),
-                                10, pal.muted));
+    layout->addWidget(
+        makeLabel(u"%1 unit(s) answering - %2 commissioned, %3 step(s) left across the site."_s.arg(answering)
+                      .arg(commissioned)
+                      .arg(stepsLeft),
+                  10, pal.muted));
 
     auto *scroll = new QScrollArea;
     scroll->setWidgetResizable(true);

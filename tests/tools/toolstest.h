@@ -8,8 +8,8 @@
 
 #include <QDialog>
 #include <QDir>
-#include <QFileInfo>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -32,8 +32,8 @@ inline void shot(QWidget *w, const QString &name)
     if (dir.isEmpty() || name.isEmpty() || !w)
         return;
     QDir().mkpath(dir);
-    w->grab().save(QDir(dir).filePath(name + (theme::palette().dark ? QStringLiteral("-dark.png")
-                                                                    : QStringLiteral("-light.png"))));
+    w->grab().save(QDir(dir).filePath(
+        name + (theme::palette().dark ? QStringLiteral("-dark.png") : QStringLiteral("-light.png"))));
 }
 
 // Every label's text, in the order the dialog holds them.
@@ -74,7 +74,8 @@ inline void answerInTurn(QList<app::Answer> answers)
 }
 
 // A message box answered with `which`, noting what it said.
-inline app::Answer clickBox(Seen *seen, QMessageBox::StandardButton which = QMessageBox::Ok, const QString &shotName = {})
+inline app::Answer clickBox(Seen *seen, QMessageBox::StandardButton which = QMessageBox::Ok,
+                            const QString &shotName = {})
 {
     return [seen, which, shotName](QDialog *d) {
         auto *box = qobject_cast<QMessageBox *>(d);
