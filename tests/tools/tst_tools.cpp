@@ -1,20 +1,23 @@
 // The tool dialogs that need no unit: the pieces they are built from, the site view and the stats
-// from unit records and a stats.json, and the technician's name and its prompt. Each dialog runs
-// for real and is answered through the modal hook.
+// from unit records and a stats.json, the technician's name and its prompt, and the day summary's
+// text line by line against canned answers. Each dialog runs for real and is answered through the
+// modal hook.
 
 #include "app/base/settings.h"
 #include "support/testsupport.h"
-#include "toolstest.h"
+#include "tools/daysummary.h"
 #include "tools/dialogs.h"
 #include "tools/siteview.h"
 #include "tools/technician.h"
+#include "toolstest.h"
 #include "units/store.h"
 
-#include <QFile>
 #include <QBoxLayout>
+#include <QFile>
 #include <QFrame>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
 
@@ -117,19 +120,23 @@ private slots:
         QTest::addColumn<QStringList>("texts");
 
         QTest::newRow("no unit") << QList<units::Unit>{}
-                                 << QStringList{u"Site view"_s,
-                                                u"0 unit(s) answering - 0 commissioned, 0 step(s) left across the site."_s};
+                                 << QStringList{
+                                        u"Site view"_s,
+                                        u"0 unit(s) answering - 0 commissioned, 0 step(s) left across the site."_s};
         QTest::newRow("every status")
-            << QList<units::Unit>{
-                   unit(u"aisle-1"_s, u"10.0.0.1"_s, 8090, u"shuttle"_s, "{}"),
-                   unit(QString(), u"10.0.0.2"_s, 8443, u"lift"_s, R"({"completed_count":2,"total_count":5})"),
-                   unit(u"aisle-3"_s, u"10.0.0.3"_s, 8090, u"shuttle"_s,
-                        R"({"commissioned":true,"completed_count":5,"total_count":5,"activity_detail":""})"),
-                   unit(u"aisle-4"_s, u"10.0.0.4"_s, 8090, u"shuttle"_s,
-                        R"({"commissioned":true,"total_count":5,"activity_detail":"Load test - 3 of 12"})"),
-                   unit(u"aisle-5"_s, u"10.0.0.5"_s, 8090, u"shuttle"_s, R"({"completed_count":7,"total_count":5})"),
-                   unit(u"aisle-6"_s, u"10.0.0.6"_s, 8090, QString(),
-                        R"({"commissioned":"yes","completed_count":"3","activity_detail":5})")}
+            << QList<units::
+                         Unit>{unit(u"aisle-1"_s, u"10.0.0.1"_s, 8090, u"shuttle"_s, "{}"),
+                               unit(QString(), u"10.0.0.2"_s, 8443, u"lift"_s,
+                                    R"({"completed_count":2,"total_count":5})"),
+                               unit(
+                                   u"aisle-3"_s, u"10.0.0.3"_s, 8090, u"shuttle"_s,
+                                   R"({"commissioned":true,"completed_count":5,"total_count":5,"activity_detail":""})"),
+                               unit(u"aisle-4"_s, u"10.0.0.4"_s, 8090, u"shuttle"_s,
+                                    R"({"commissioned":true,"total_count":5,"activity_detail":"Load test - 3 of 12"})"),
+                               unit(u"aisle-5"_s, u"10.0.0.5"_s, 8090, u"shuttle"_s,
+                                    R"({"completed_count":7,"total_count":5})"),
+                               unit(u"aisle-6"_s, u"10.0.0.6"_s, 8090, QString(),
+                                    R"({"commissioned":"yes","completed_count":"3","activity_detail":5})")}
             << QStringList{u"Site view"_s,
                            u"5 unit(s) answering - 2 commissioned, 1 step(s) left across the site."_s,
                            u"aisle-1"_s,
@@ -170,19 +177,18 @@ private slots:
         QFETCH(QStringList, texts);
         int cards = -1;
         QStringList wrongColour;
-        const QStringList shown = textsOf([&] { tools::siteView(nullptr, units); },
-                                          u"site-view-"_s + QString::fromLatin1(QTest::currentDataTag()).split(u' ')[0],
-                                          [&](QDialog *d) {
-                                              QCOMPARE(d->windowTitle(), u"Site view"_s);
-                                              cards = int(d->findChildren<QFrame *>(u"card"_s).size());
-                                              for (const QLabel *l : d->findChildren<QLabel *>()) {
-                                                  const bool word = l->text() == l->text().toUpper() &&
-                                                                    l->text().front().isLetter();
-                                                  if (word && l->palette().color(QPalette::WindowText) !=
-                                                                  theme::palette().accent)
-                                                      wrongColour << l->text();
-                                              }
-                                          });
+        const QStringList shown =
+            textsOf([&] { tools::siteView(nullptr, units); },
+                    u"site-view-"_s + QString::fromLatin1(QTest::currentDataTag()).split(u' ')[0],
+                    [&](QDialog *d) {
+                        QCOMPARE(d->windowTitle(), u"Site view"_s);
+                        cards = int(d->findChildren<QFrame *>(u"card"_s).size());
+                        for (const QLabel *l : d->findChildren<QLabel *>()) {
+                            const bool word = l->text() == l->text().toUpper() && l->text().front().isLetter();
+                            if (word && l->palette().color(QPalette::WindowText) != theme::palette().accent)
+                                wrongColour << l->text();
+                        }
+                    });
         QCOMPARE(shown, texts);
         QCOMPARE(cards, units.size());
         QCOMPARE(wrongColour, QStringList());
@@ -212,8 +218,7 @@ private slots:
             unit(u"a"_s, u"10.0.0.1"_s, 8090, u"s"_s, R"({"commissioned":true,"completed_count":5})"),
             unit(u"b"_s, u"10.0.0.2"_s, 8090, u"s"_s, R"({"completed_count":3})"),
             unit(u"c"_s, u"10.0.0.3"_s, 8090, u"s"_s, "{}")};
-        QTest::newRow("seven recorded")
-            << QByteArray(R"({"commissioned":[
+        QTest::newRow("seven recorded") << QByteArray(R"({"commissioned":[
                    {"product":"shuttle","host":"h1","steps":5,"at":"2026-11-01T08:00:00"},
                    {"product":"lift","host":"h2","steps":5,"at":"2026-11-02T08:00:00"},
                    {"product":"","host":"h3","steps":4,"at":"2026-11-03T08:00:00"},
@@ -221,27 +226,28 @@ private slots:
                    {"host":"h5","steps":5,"at":"2026-11-05T08:00:00"},
                    {"product":"lift","host":"h6","steps":6,"at":"2026-11-06T08:00:00"},
                    {"product":"shuttle","host":"h7","steps":5,"at":"2026-11-07T08:00:00"}]})")
-            << three
-            << head(7, 1, 1, 8) + QStringList{u"   shuttle"_s,
-                                              u"3"_s,
-                                              u"   lift"_s,
-                                              u"2"_s,
-                                              u"   (unnamed)"_s,
-                                              u"2"_s,
-                                              u"Recently finished"_s,
-                                              u"   h2  -  5 steps  -  2026-11-02T08:00:00"_s,
-                                              u"   h3  -  4 steps  -  2026-11-03T08:00:00"_s,
-                                              u"   h4  -  5 steps  -  2026-11-04T08:00:00"_s,
-                                              u"   h5  -  5 steps  -  2026-11-05T08:00:00"_s,
-                                              u"   h6  -  6 steps  -  2026-11-06T08:00:00"_s,
-                                              u"   h7  -  5 steps  -  2026-11-07T08:00:00"_s};
+                                        << three
+                                        << head(7, 1, 1, 8) +
+                                               QStringList{u"   shuttle"_s,
+                                                           u"3"_s,
+                                                           u"   lift"_s,
+                                                           u"2"_s,
+                                                           u"   (unnamed)"_s,
+                                                           u"2"_s,
+                                                           u"Recently finished"_s,
+                                                           u"   h2  -  5 steps  -  2026-11-02T08:00:00"_s,
+                                                           u"   h3  -  4 steps  -  2026-11-03T08:00:00"_s,
+                                                           u"   h4  -  5 steps  -  2026-11-04T08:00:00"_s,
+                                                           u"   h5  -  5 steps  -  2026-11-05T08:00:00"_s,
+                                                           u"   h6  -  6 steps  -  2026-11-06T08:00:00"_s,
+                                                           u"   h7  -  5 steps  -  2026-11-07T08:00:00"_s};
         QTest::newRow("two recorded, steps wrap")
             << QByteArray(R"({"commissioned":[{"product":"lift","host":"h1","steps":5,"at":"x"},
                                              {"product":"lift","host":"h2","steps":5,"at":"y"}]})")
             << QList<units::Unit>{unit(u"a"_s, u"10.0.0.1"_s, 8090, u"s"_s, R"({"completed_count":2147483647})"),
                                   unit(u"b"_s, u"10.0.0.2"_s, 8090, u"s"_s, R"({"completed_count":1})")}
             << head(2, 0, 2, -2147483647 - 1) + QStringList{u"   lift"_s, u"2"_s, u"Recently finished"_s,
-                                                             u"   h1  -  5 steps  -  x"_s, u"   h2  -  5 steps  -  y"_s};
+                                                            u"   h1  -  5 steps  -  x"_s, u"   h2  -  5 steps  -  y"_s};
         QTest::newRow("corrupt file") << QByteArray("{not json") << QList<units::Unit>{}
                                       << head(0, 0, 0, 0) + QStringList{u"   nothing recorded yet"_s,
                                                                         u"Recently finished"_s, u"   none yet"_s};
@@ -257,10 +263,9 @@ private slots:
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write(statsJson) == statsJson.size());
         }
         QString title;
-        const QStringList shown =
-            textsOf([&] { tools::showStats(nullptr, units); },
-                    u"stats-"_s + QString::fromLatin1(QTest::currentDataTag()).split(u' ')[0],
-                    [&](QDialog *d) { title = d->windowTitle(); });
+        const QStringList shown = textsOf([&] { tools::showStats(nullptr, units); },
+                                          u"stats-"_s + QString::fromLatin1(QTest::currentDataTag()).split(u' ')[0],
+                                          [&](QDialog *d) { title = d->windowTitle(); });
         QCOMPARE(title, u"Commissioning stats"_s);
         QCOMPARE(shown, texts);
     }
@@ -269,7 +274,7 @@ private slots:
     {
         QTest::addColumn<QString>("first"); // stored before
         QTest::addColumn<QString>("last");
-        QTest::addColumn<bool>("change");   // through "Your name..."
+        QTest::addColumn<bool>("change"); // through "Your name..."
         QTest::addColumn<bool>("ask");
         QTest::addColumn<bool>("prompted");
         QTest::addColumn<QString>("typed"); // null: the prompt is cancelled
@@ -281,10 +286,10 @@ private slots:
                                 << QStringList{u"Ana"_s, u"Lopez"_s};
         QTest::newRow("last only") << QString() << u"Lopez"_s << false << true << false << none << u"Lopez"_s
                                    << QStringList{QString(), u"Lopez"_s};
-        QTest::newRow("none, not asking") << none << none << false << false << false << none << QString()
-                                          << QStringList();
-        QTest::newRow("typed") << none << none << false << true << true << u"Ana Maria Lopez"_s
-                               << u"Ana Maria Lopez"_s << QStringList{u"Ana"_s, u"Maria Lopez"_s};
+        QTest::newRow("none, not asking")
+            << none << none << false << false << false << none << QString() << QStringList();
+        QTest::newRow("typed") << none << none << false << true << true << u"Ana Maria Lopez"_s << u"Ana Maria Lopez"_s
+                               << QStringList{u"Ana"_s, u"Maria Lopez"_s};
         QTest::newRow("one word") << none << none << false << true << true << u"Ana"_s << u"Ana"_s
                                   << QStringList{u"Ana"_s, QString()};
         QTest::newRow("blanks only") << none << none << false << true << true << u"   "_s << QString() << QStringList();
@@ -343,6 +348,75 @@ private slots:
         QCOMPARE(tools::technicianName(nullptr, true), QString());
         app::setNextAnswer({});
         QVERIFY(!asked);
+    }
+
+    void daySummaryText_data()
+    {
+        QTest::addColumn<QList<units::Unit>>("units");
+        QTest::addColumn<QStringList>("body"); // the lines between the header and the footer
+
+        QTest::newRow("none signed in")
+            << QList<units::Unit>{}
+            << QStringList{u"No unit recorded any work today."_s,
+                           u"Only units unlocked on this machine can be summarised - enter the site passcode and "
+                           u"open each one first."_s};
+        // A: steps today and yesterday, a summary text with blank lines and a trailing line feed.
+        // B, unnamed: no summary text, so its progress and notes. C: nothing answered.
+        QTest::newRow("three units") << QList<units::Unit>{unit(u"aisle-1"_s, u"10.0.0.1"_s, 8090, {}, "{}"),
+                                                           unit(QString(), u"10.0.0.2"_s, 8443, {}, "{}"),
+                                                           unit(u"aisle-3"_s, u"10.0.0.3"_s, 8090, {}, "{}")}
+                                     << QStringList{u"aisle-1  (10.0.0.1:8090)"_s,
+                                                    u"  Drive done"_s,
+                                                    u"  "_s,
+                                                    u"  IO done"_s,
+                                                    u"  "_s,
+                                                    QString(),
+                                                    u"10.0.0.2:8443  (10.0.0.2:8443)"_s,
+                                                    u"  Progress        1 of 5 steps"_s,
+                                                    u"  Notes on this unit"_s,
+                                                    u"Brake X4 loose"_s, // the notes as they are, line feed and all
+                                                    u"  re-seated"_s,
+                                                    QString(),
+                                                    u"aisle-3  (10.0.0.3:8090)"_s,
+                                                    u"  Progress        0 of 0 steps"_s,
+                                                    QString(),
+                                                    u"TOTALS"_s,
+                                                    u"  Units worked on today   3"_s,
+                                                    u"  Steps completed         3"_s,
+                                                    u"  Units now commissioned  1"_s};
+    }
+    void daySummaryText()
+    {
+        QFETCH(QList<units::Unit>, units);
+        QFETCH(QStringList, body);
+        const QHash<QString, QJsonObject> answers{
+            {u"10.0.0.1:8090 /api/state"_s, testsupport::json(R"({"commissioned":true,"stages":[
+                 {"completed_at":"2026-11-22T08:01:00"}, {"completed_at":"2026-11-21T17:00:00"},
+                 {"completed_at":"2026-11-22"}, {"completed_at":""}, {"completed_at":20261122}, {}]})")},
+            {u"10.0.0.1:8090 /api/day/summary"_s, testsupport::json(R"({"text":"Drive done\n\nIO done\n"})")},
+            {u"10.0.0.2:8443 /api/state"_s,
+             testsupport::json(R"({"completed_count":1,"total_count":5,"notes":"Brake X4 loose\n  re-seated",
+                                   "stages":[{"completed_at":"2026-11-22T09:30:00"}]})")},
+            {u"10.0.0.2:8443 /api/day/summary"_s, testsupport::json(R"({"text":""})")},
+        };
+        QStringList asked;
+        const tools::DayFetch fetch = [&](const units::Unit &u, const QString &path) {
+            asked << u.key() + u' ' + path;
+            return answers.value(u.key() + u' ' + path);
+        };
+        const QDateTime now(QDate(2026, 11, 22), QTime(9, 5, 7));
+        const QStringList lines = tools::daySummaryText(units, fetch, now, u"Ana Lopez"_s).split(u'\n');
+        QCOMPARE(lines.mid(0, 5), QStringList({u"KESTRO COMMISSIONING - DAY SUMMARY"_s,
+                                               u"Date     2026-11-22"_s,
+                                               u"Written  2026-11-22T09:05:07"_s,
+                                               u"Written by  Ana Lopez"_s,
+                                               {}}));
+        QCOMPARE(lines.mid(5, lines.size() - 7), body);
+        QCOMPARE(lines.mid(lines.size() - 2), QStringList({{}, u"Generated by Kestro Connect v8.9.13+cdcc16b"_s}));
+        QCOMPARE(asked.size(), 2 * units.size());
+        // The totals' values start in column 27.
+        for (const QString &line : lines.filter(u"  Units "_s) + lines.filter(u"  Steps "_s))
+            QCOMPARE(line.indexOf(QRegularExpression(u"\\d"_s)), 26);
     }
 };
 
