@@ -204,6 +204,22 @@ bool Flow::startAt(const QString &id)
     return false;
 }
 
+void Flow::backdate(int count)
+{
+    if (count <= 0)
+        return;
+    for (Step &s : m_steps) {
+        if (count == 0)
+            break;
+        if (!s.completed)
+            continue;
+        const QDateTime at = QDateTime::fromString(s.completedAt, Qt::ISODate);
+        s.completedAt = at.addDays(-1).toString(Qt::ISODate);
+        --count;
+    }
+    emit changed();
+}
+
 void Flow::tick()
 {
     if (!m_running)

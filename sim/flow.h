@@ -55,6 +55,9 @@ public:
     // Jumps straight to a step, with the earlier ones done (for demos and shots); "commissioned"
     // jumps past the last one. False when the id names no step.
     bool startAt(const QString &id);
+    // Moves the finish of the first `count` finished steps back by one day, as if they had been
+    // done yesterday (for the day summary's "today only").
+    void backdate(int count);
 
     // One tick of the running step; public so tests can step the script without waiting.
     void tick();

@@ -71,6 +71,7 @@ QString readValues(const QCommandLineParser &p, Options &o)
     o.tokenTtlSec = intOption(p, u"token-ttl"_s, o.tokenTtlSec, 1, 7 * 24 * 3600, error);
     o.lockoutAfter = intOption(p, u"lockout-after"_s, o.lockoutAfter, 1, 1000, error);
     o.lockoutSec = intOption(p, u"lockout-seconds"_s, o.lockoutSec, 1, 24 * 3600, error);
+    o.doneYesterday = intOption(p, u"done-yesterday"_s, o.doneYesterday, 0, 5, error);
     if (!error.isEmpty())
         return error;
     if (p.isSet(u"passcode"_s)) {
@@ -118,6 +119,7 @@ QString readValues(const QCommandLineParser &p, Options &o)
             return u"--fixed-passcode takes unit numbers from 1 to %1, not \"%2\""_s.arg(o.units).arg(n);
         o.fixedPasscode.append(unit);
     }
+    o.summaryNewline = p.isSet(u"summary-newline"_s);
     o.discovery = !p.isSet(u"no-discovery"_s);
     if (p.isSet(u"no-iotemplates"_s))
         o.quirks.insert(u"iotemplates"_s, false);
@@ -161,6 +163,9 @@ ParsedOptions parseOptions(const QStringList &arguments)
          u"Begin at this step, the earlier ones done (identity, drive, io, load, handover, commissioned); a "
          u"comma list is dealt out to the units in turn."_s,
          u"step"_s},
+        {u"done-yesterday"_s,
+         u"Of the steps that --start-at finishes, the first n were finished yesterday (0 to 5, default 0)."_s, u"n"_s},
+        {u"summary-newline"_s, u"End the text of the day summary with a line feed."_s},
         {u"token-ttl"_s, u"Lifetime of a sign-in token (default 3600)."_s, u"seconds"_s},
         {u"lockout-after"_s, u"Wrong passcodes in a row before a lock-out (default 5)."_s, u"n"_s},
         {u"lockout-seconds"_s, u"Length of a lock-out (default 60)."_s, u"seconds"_s},

@@ -25,7 +25,9 @@ struct Options
     int controlPort = 0; // 0: no control
     int paceMs = 700;
     bool autorun = false;
-    QStringList startAt; // a step per unit, dealt out in turn like the products
+    QStringList startAt;         // a step per unit, dealt out in turn like the products
+    int doneYesterday = 0;       // of the steps --start-at finishes, how many (from the first) finished yesterday
+    bool summaryNewline = false; // the day summary's "text" ends with a line feed
     int tokenTtlSec = 3600;
     int lockoutAfter = 5;
     int lockoutSec = 60;

@@ -34,11 +34,13 @@ void Site::build()
         c.lockoutAfter = m_options.lockoutAfter;
         c.lockoutSec = m_options.lockoutSec;
         c.fixedPasscode = m_options.fixedPasscode.contains(i + 1);
+        c.summaryNewline = m_options.summaryNewline;
         c.templates = siteTemplates(i);
         auto *unit = new Unit(c, this);
         unit->quirks().apply(m_options.quirks);
         if (!m_options.startAt.isEmpty())
             unit->flow().startAt(m_options.startAt[i % m_options.startAt.size()]);
+        unit->flow().backdate(m_options.doneYesterday);
         m_units.append(unit);
     }
 }

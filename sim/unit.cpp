@@ -433,7 +433,8 @@ Response Unit::daySummary() const
     lines << u"Progress %1 of %2 steps%3"_s.arg(m_flow.completedCount())
                  .arg(m_flow.steps().size())
                  .arg(m_flow.commissioned() ? u" - commissioned"_s : QString());
-    return Response::json(200, {{u"text"_s, lines.join(u'\n')}});
+    const QString text = lines.join(u'\n') + (m_config.summaryNewline ? u"\n"_s : QString());
+    return Response::json(200, {{u"text"_s, text}});
 }
 
 Response Unit::report(const Request &req) const

@@ -45,6 +45,7 @@ struct UnitConfig
     int lockoutAfter = 5; // wrong passcodes in a row before the lock-out
     int lockoutSec = 60;
     bool fixedPasscode = false;   // refuses every passcode change with 403
+    bool summaryNewline = false;  // the day summary's "text" ends with a line feed
     QList<QJsonObject> templates; // the site's own IO templates it starts with (built-in ones come anyway)
 };
 

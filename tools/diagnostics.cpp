@@ -2,7 +2,7 @@
 
 #include "app/base/version.h"
 #include "tools/desktop.h"
-#include "tools/infobox.h"
+#include "tools/prompts.h"
 #include "units/diaglog.h"
 
 #include <QClipboard>
@@ -98,9 +98,9 @@ bool openDiagnosticsFolder()
 
 void uninstallNote(QWidget *parent)
 {
-    showInformation(parent, u"Uninstall"_s,
-                    u"Remove the package the way it was installed, then delete this folder to drop the unit list "
-                    u"and settings:\n\n%1"_s.arg(QDir::toNativeSeparators(units::configDir())));
+    infoBox(parent, u"Uninstall"_s,
+            u"Remove the package the way it was installed, then delete this folder to drop the unit list "
+            u"and settings:\n\n%1"_s.arg(QDir::toNativeSeparators(units::configDir())));
 }
 
 } // namespace tools

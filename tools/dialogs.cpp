@@ -2,14 +2,21 @@
 
 #include "app/base/modal.h"
 #include "app/base/theme.h"
+#include "units/store.h"
 
 #include <QBoxLayout>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QLabel>
+#include <QPlainTextEdit>
 #include <QPushButton>
 
 namespace tools {
+
+QString unitLabel(const units::Unit &unit)
+{
+    return unit.name.isEmpty() ? unit.key() : unit.name;
+}
 
 QDialog *makeDialog(QWidget *parent, const QString &title, int width, int height)
 {
@@ -30,9 +37,9 @@ QLabel *makeLabel(const QString &text, int points, const QColor &color, bool bol
     QPalette pal = label->palette();
     pal.setBrush(QPalette::All, QPalette::WindowText, color);
     label->setPalette(pal);
-    // The dialog's style sheet gives every widget the text colour, and a style sheet wins over a
-    // palette: the label's own sheet keeps its colour.
-    label->setStyleSheet(QStringLiteral("color:%1;").arg(color.name()));
+    // The application style sheet gives every widget the text colour, and a style sheet outranks
+    // the palette: the label's own sheet keeps its colour.
+    label->setStyleSheet(QStringLiteral("color: %1;").arg(color.name()));
     label->setWordWrap(true);
     return label;
 }
@@ -53,6 +60,32 @@ void addCloseRow(QDialog *dialog, QBoxLayout *layout, const QString &buttonText)
     buttons->addButton(buttonText, QDialogButtonBox::AcceptRole);
     QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
     layout->addWidget(buttons);
+}
+
+QPlainTextEdit *addTextEditor(QBoxLayout *layout, const QString &text)
+{
+    auto *editor = new QPlainTextEdit;
+    editor->setFont(theme::monoFont(9));
+    editor->setPlainText(text);
+    layout->addWidget(editor, 1);
+    return editor;
+}
+
+QList<QPushButton *> addButtonRow(QBoxLayout *layout, const QStringList &texts)
+{
+    auto *row = new QHBoxLayout;
+    row->setContentsMargins(0, 0, 0, 0);
+    QList<QPushButton *> buttons;
+    for (const QString &text : texts) {
+        if (text.isEmpty()) {
+            row->addStretch(1);
+            continue;
+        }
+        buttons << new QPushButton(text);
+        row->addWidget(buttons.last());
+    }
+    layout->addLayout(row);
+    return buttons;
 }
 
 int runDialog(QDialog *dialog)

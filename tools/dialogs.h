@@ -6,12 +6,24 @@
 #include <QColor>
 #include <QString>
 
+#include <QList>
+#include <QStringList>
+
 class QBoxLayout;
 class QDialog;
 class QLabel;
+class QPlainTextEdit;
+class QPushButton;
 class QWidget;
 
+namespace units {
+struct Unit;
+}
+
 namespace tools {
+
+// How a dialog names a unit: its name, or "ip:port" when it has none.
+QString unitLabel(const units::Unit &unit);
 
 // A dialog owned by `parent`, titled, in the application style sheet, at least `width` wide and
 // resized to width x height when height is above 0.
@@ -25,6 +37,14 @@ void addStatRow(QBoxLayout *layout, const QString &label, const QString &value);
 
 // A button box with one accepting button of that text, which closes the dialog.
 void addCloseRow(QDialog *dialog, QBoxLayout *layout, const QString &buttonText);
+
+// The editable text of the handover dialogs: plain text in the fixed-pitch font at 9 pt, taking
+// the height that is left.
+QPlainTextEdit *addTextEditor(QBoxLayout *layout, const QString &text);
+
+// A row (zero margins) of buttons with these texts, in order; an empty text stands for a stretch.
+// Returns the buttons, in order.
+QList<QPushButton *> addButtonRow(QBoxLayout *layout, const QStringList &texts);
 
 // Runs the dialog modally and deletes it later; returns its result.
 int runDialog(QDialog *dialog);

@@ -4,7 +4,7 @@
 #include "prims/json.h"
 #include "prims/text.h"
 #include "tools/dialogs.h"
-#include "tools/infobox.h"
+#include "tools/prompts.h"
 #include "units/store.h"
 
 #include <QBoxLayout>
@@ -87,7 +87,7 @@ QString faultText(const units::Api::Reply &reply, const QString &query)
 void faultLookup(QWidget *parent, units::Api &api, const units::Unit *selected)
 {
     if (!selected) {
-        showInformation(parent, u"Fault lookup"_s, u"Select a unit first."_s);
+        infoBox(parent, u"Fault lookup"_s, u"Select a unit first."_s);
         return;
     }
     const theme::Palette &pal = theme::palette();

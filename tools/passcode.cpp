@@ -2,7 +2,7 @@
 
 #include "app/base/theme.h"
 #include "tools/dialogs.h"
-#include "tools/infobox.h"
+#include "tools/prompts.h"
 #include "units/api.h"
 #include "units/diaglog.h"
 
@@ -152,7 +152,7 @@ PasscodeChange changePasscode(QWidget *parent, units::Api &api, const QList<unit
     QString text = u"Passcode changed on %1 unit(s)."_s.arg(result.changed);
     if (!result.failed.isEmpty())
         text += u"\nFailed: "_s + result.failed.join(u", "_s);
-    showInformation(parent, u"Change site passcode"_s, text);
+    infoBox(parent, u"Change site passcode"_s, text);
     return result;
 }
 

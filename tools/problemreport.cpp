@@ -1,17 +1,13 @@
 #include "tools/problemreport.h"
 
 #include "app/base/installation.h"
-#include "app/base/modal.h"
 #include "app/base/version.h"
 #include "tools/desktop.h"
-#include "tools/infobox.h"
+#include "tools/prompts.h"
 #include "units/api.h"
 
 #include <QDateTime>
 #include <QFile>
-#include <QInputDialog>
-#include <QPointer>
-#include <QSaveFile>
 #include <QSysInfo>
 
 using namespace Qt::StringLiterals;
@@ -28,30 +24,6 @@ units::Api::Target targetOf(const units::Api &api, const QList<units::Unit> &lis
             return {u.ip, u.port, u.tls};
     }
     return api.target();
-}
-
-// Empty text when the prompt was cancelled.
-QString askWhatHappened(QWidget *parent)
-{
-    QPointer<QInputDialog> prompt = new QInputDialog(parent);
-    prompt->setWindowTitle(u"Report a problem"_s);
-    prompt->setLabelText(u"What happened? A sentence is enough - the app attaches the details itself."_s);
-    prompt->setInputMode(QInputDialog::TextInput);
-    prompt->setOption(QInputDialog::UsePlainTextEditForTextInput);
-    prompt->resize(520, 300);
-    const bool accepted = app::execModal(prompt) == QDialog::Accepted;
-    if (!prompt)
-        return {};
-    const QString text = accepted ? prompt->textValue() : QString();
-    prompt->deleteLater();
-    return text;
-}
-
-void saveText(const QString &path, const QString &text)
-{
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0)
-        file.commit();
 }
 
 } // namespace
@@ -104,7 +76,9 @@ QUrl problemMailUrl(const QString &address, const QString &from, const QString &
 
 bool problemReport(QWidget *parent, units::Api &api, const QList<units::Unit> &units, const QString &selectedKey)
 {
-    const QString what = askWhatHappened(parent);
+    const QString what = askLines(parent, u"Report a problem"_s,
+                                  u"What happened? A sentence is enough - the app attaches the details itself."_s)
+                             .value_or(QString());
     if (what.trimmed().isEmpty())
         return false;
 
@@ -119,9 +93,9 @@ bool problemReport(QWidget *parent, units::Api &api, const QList<units::Unit> &u
     const QString report =
         problemReportLines(what, units, selectedKey, unitReport, app::configPath(u"errors.log"_s)).join(u'\n');
     const QString path = app::configPath(u"problem-report.txt"_s);
-    saveText(path, report);
+    saveFile(path, report.toUtf8());
     openUrl(problemMailUrl(app::installation().supportEmail, QSysInfo::machineHostName(), report));
-    showInformation(parent, u"Report saved"_s, path);
+    infoBox(parent, u"Report saved"_s, path);
     return true;
 }
 

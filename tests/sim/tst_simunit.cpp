@@ -97,6 +97,7 @@ private slots:
     void options_data();
     void options();
     void siteDealsOutUnits();
+    void yesterdayAndTrailingLineFeed();
     void signIn_data();
     void signIn();
     void routes_data();
@@ -256,6 +257,8 @@ void TestSimUnit::options_data()
         << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"2"_s} << QString() << u"10.77.0.22"_s;
     QTest::newRow("fixed passcode past the units")
         << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"1,3"_s} << u"--fixed-passcode"_s << QString();
+    QTest::newRow("more done yesterday than steps")
+        << QStringList{u"--done-yesterday"_s, u"6"_s} << u"--done-yesterday"_s << QString();
     QTest::newRow("no templates") << QStringList{u"--no-iotemplates"_s} << QString() << u"10.77.0.21"_s;
 }
 
@@ -389,6 +392,29 @@ void TestSimUnit::siteDealsOutUnits()
         if (firstIds.isEmpty())
             firstIds = ids;
     }
+}
+
+void TestSimUnit::yesterdayAndTrailingLineFeed()
+{
+    const sim::ParsedOptions p =
+        sim::parseOptions({u"kestro-unit-sim"_s, u"--start-at"_s, u"load"_s, u"--done-yesterday"_s, u"1"_s,
+                           u"--summary-newline"_s, u"--passcode"_s, u"right-pass"_s});
+    QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+    sim::Site site(p.options);
+    site.build();
+    sim::Unit &unit = *site.units().first();
+    const QByteArray token = tokenFor(unit);
+    const QString today = QDate::currentDate().toString(Qt::ISODate);
+    const QString yesterday = QDate::currentDate().addDays(-1).toString(Qt::ISODate);
+    QStringList days;
+    for (const QJsonValue &stage :
+         bodyOf(unit.handle(request(u"GET"_s, u"/api/state"_s, {}, token))).value(u"stages"_s).toArray())
+        days << stage.toObject().value(u"completed_at"_s).toString().left(10);
+    QCOMPARE(days, QStringList({yesterday, today, today, QString(), QString()}));
+    const QString text =
+        bodyOf(unit.handle(request(u"GET"_s, u"/api/day/summary"_s, {}, token))).value(u"text"_s).toString();
+    QVERIFY2(text.startsWith(u"Drive calibration done at "_s) && text.endsWith(u" steps\n"_s), qPrintable(text));
+    QCOMPARE(text.count(u'\n'), 3);
 }
 
 void TestSimUnit::signIn_data()
