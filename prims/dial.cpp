@@ -45,7 +45,7 @@ void paintDial(QPainter &p, const QRect &r, const QJsonObject &el)
     const double faceRadius = faceDiameter / 2;
     const QPointF centre(r.x() + r.width() / 2.0, r.y() + r.height() / 2.0);
     const QRectF face(centre.x() - faceRadius, centre.y() - faceRadius, faceDiameter, faceDiameter);
-    const QColor tone = theme::toneColor(readText(el, "tone"_L1, u"accent"_s));
+    const QColor tone = theme::toneColor(readName(el, "tone"_L1, u"accent"_s));
 
     // The face sits on the bg colour with a thin bezel so it reads as a separate instrument on any
     // surface, dark or light.
@@ -64,7 +64,7 @@ void paintDial(QPainter &p, const QRect &r, const QJsonObject &el)
         const QJsonObject zone = entry.toObject();
         const double from = rangeFraction(readNumber(zone, "from"_L1, min), min, max);
         const double to = rangeFraction(readNumber(zone, "to"_L1, min), min, max);
-        p.setPen(QPen(theme::toneColor(readText(zone, "tone"_L1, u"idle"_s)), band, Qt::SolidLine, Qt::FlatCap));
+        p.setPen(QPen(theme::toneColor(readName(zone, "tone"_L1, u"idle"_s)), band, Qt::SolidLine, Qt::FlatCap));
         p.drawArc(zoneArc, sixteenths(kStart - from * kSpan), -sixteenths((to - from) * kSpan));
     }
 

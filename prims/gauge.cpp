@@ -32,7 +32,7 @@ void paintGauge(QPainter &p, const QRect &r, const QJsonObject &el)
 {
     const theme::Palette &pal = theme::palette();
     const GaugeGeometry g = gaugeGeometry(r);
-    const QColor tone = theme::toneColor(readText(el, "tone"_L1, u"accent"_s));
+    const QColor tone = theme::toneColor(readName(el, "tone"_L1, u"accent"_s));
 
     p.setBrush(Qt::NoBrush);
     p.setPen(QPen(pal.edge, g.thickness, Qt::SolidLine, Qt::FlatCap));

@@ -26,7 +26,7 @@ QString kpiValueText(const QJsonObject &el)
 
 QColor kpiDeltaColor(const QJsonObject &el)
 {
-    const QString explicitTone = readText(el, "delta_tone"_L1);
+    const QString explicitTone = readName(el, "delta_tone"_L1);
     if (!explicitTone.isEmpty())
         return theme::toneColor(explicitTone);
     const QString delta = readText(el, "delta"_L1);
@@ -47,7 +47,7 @@ QWidget *buildKpi(const QJsonObject &el, QWidget *parent)
     auto *row = new QHBoxLayout;
     row->setContentsMargins(0, 0, 0, 0);
     QLabel *value =
-        textLabel(kpiValueText(el), size, theme::toneColor(readText(el, "tone"_L1, u"body"_s)), true, false, tile);
+        textLabel(kpiValueText(el), size, theme::toneColor(readName(el, "tone"_L1, u"body"_s)), true, false, tile);
     value->setObjectName(u"kpiValue"_s);
     value->setWordWrap(false);
     row->addWidget(value, 0, Qt::AlignBaseline);

@@ -171,9 +171,9 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
 
     if (!readFlag(el, "scroll"_L1, false))
         return container;
-    if (el.contains("height"_L1)) {
+    if (const auto height = readOptionalInt(el, "height"_L1, 40, 4000)) {
         QScrollArea *area = plainScrollArea(container, parent);
-        area->setFixedHeight(readInt(el, "height"_L1, 200, 40, 4000));
+        area->setFixedHeight(*height);
         return area;
     }
     auto *area = new NaturalScroll(parent);

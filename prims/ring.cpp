@@ -44,7 +44,7 @@ void paintRing(QPainter &p, const QRect &r, const QJsonObject &el)
     p.drawEllipse(circle);
     const double fraction = valueFraction(el);
     if (fraction > 0) {
-        p.setPen(QPen(theme::toneColor(readText(el, "tone"_L1, u"accent"_s)), pen, Qt::SolidLine, Qt::RoundCap));
+        p.setPen(QPen(theme::toneColor(readName(el, "tone"_L1, u"accent"_s)), pen, Qt::SolidLine, Qt::RoundCap));
         p.drawArc(circle, 90 * 16, -sixteenths(fraction * 360.0));
     }
 

@@ -82,7 +82,7 @@ QWidget *buildAlert(const QJsonObject &el, const Callbacks &cb, int depth, QWidg
     const QString detail = readText(el, "detail"_L1);
     if (title.isEmpty() && detail.isEmpty())
         return nullptr;
-    const QString tone = readText(el, "tone"_L1, u"accent"_s);
+    const QString tone = readName(el, "tone"_L1, u"accent"_s);
     const QColor color = theme::toneColor(tone);
 
     QFrame *frame = surfaceFrame(raisedTint(tone, 0.10), 1, color, parent);
@@ -129,7 +129,7 @@ QWidget *buildDialog(const QJsonObject &el, const Callbacks &cb, int depth, QWid
     const QJsonArray actions = readArray(el, "actions"_L1, 16);
     if (title.isEmpty() && detail.isEmpty() && items.isEmpty() && actions.isEmpty())
         return nullptr;
-    const QString tone = readText(el, "tone"_L1, u"accent"_s);
+    const QString tone = readName(el, "tone"_L1, u"accent"_s);
     const QColor color = theme::toneColor(tone);
 
     QFrame *frame = surfaceFrame(raisedTint(tone, 0.08), isNeutralTone(tone) ? 1 : 2, color, parent);
@@ -268,7 +268,7 @@ QWidget *buildTooltip(const QJsonObject &el, const Callbacks &cb, int depth, QWi
     else
         row->addStretch(1);
 
-    QLabel *marker = roundMarker(u"?"_s, 16, 8, 1, theme::toneColor(readText(el, "tone"_L1, u"muted"_s)), holder);
+    QLabel *marker = roundMarker(u"?"_s, 16, 8, 1, theme::toneColor(readName(el, "tone"_L1, u"muted"_s)), holder);
     marker->setObjectName(u"tipMarker"_s);
     row->addWidget(marker, 0, Qt::AlignTop);
     if (!tip.isEmpty()) {

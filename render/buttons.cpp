@@ -195,8 +195,8 @@ QPushButton *actionButton(const QJsonObject &el, const Actions &actions, QWidget
         button->setIcon(iconNamed(icon));
     button->setProperty("kind", style.isEmpty() ? u"normal"_s : style);
     button->setProperty("pressSound", pressSoundFor(el));
-    if (el.contains("width"_L1))
-        button->setFixedWidth(prims::readInt(el, "width"_L1, 0, 0, 4000));
+    if (const auto width = prims::readOptionalInt(el, "width"_L1, 0, 4000))
+        button->setFixedWidth(*width);
     button->setCursor(Qt::PointingHandCursor);
     // A button keeps its own width instead of stretching across the section.
     button->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);

@@ -62,7 +62,7 @@ QWidget *section(const QJsonObject &sec, const Actions &actions, int depth, QWid
     headerBox->addWidget(title, 1);
     const QString badgeLabel = prims::readText(badge, "label"_L1);
     if (!badgeLabel.isEmpty()) {
-        const QColor tone = theme::toneColor(prims::readText(badge, "tone"_L1));
+        const QColor tone = theme::toneColor(prims::readName(badge, "tone"_L1));
         headerBox->addWidget(prims::pillLabel(badgeLabel, tone, 9, true, header), 0, Qt::AlignTop);
     }
     if (!label.isEmpty() || !badgeLabel.isEmpty())

@@ -15,7 +15,7 @@ namespace render {
 QWidget *heading(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
     const int size = prims::readInt(el, "size"_L1, 14, 8, 28);
-    return prims::textLabel(prims::readText(el, "text"_L1), size, theme::toneColor(prims::readText(el, "tone"_L1)),
+    return prims::textLabel(prims::readText(el, "text"_L1), size, theme::toneColor(prims::readName(el, "tone"_L1)),
                             true, false, parent);
 }
 
@@ -24,7 +24,7 @@ QWidget *text(const QJsonObject &el, const Actions &, int, QWidget *parent)
     const bool mono = prims::readFlag(el, "mono"_L1, false);
     const int size = prims::readInt(el, "size"_L1, 10, 7, mono ? 28 : 48);
     QLabel *label =
-        prims::textLabel(prims::readText(el, "text"_L1), size, theme::textTone(prims::readText(el, "tone"_L1)),
+        prims::textLabel(prims::readText(el, "text"_L1), size, theme::textTone(prims::readName(el, "tone"_L1)),
                          prims::readFlag(el, "bold"_L1, false), mono, parent);
     label->setWordWrap(prims::readFlag(el, "wrap"_L1, true));
     const QString align = prims::readText(el, "align"_L1);
@@ -32,8 +32,8 @@ QWidget *text(const QJsonObject &el, const Actions &, int, QWidget *parent)
         label->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
     else if (align == "right"_L1)
         label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    if (el.contains("width"_L1))
-        label->setFixedWidth(prims::readInt(el, "width"_L1, 0, 0, 4000));
+    if (const auto width = prims::readOptionalInt(el, "width"_L1, 0, 4000))
+        label->setFixedWidth(*width);
     return label;
 }
 
@@ -47,7 +47,7 @@ QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
     label->setFixedWidth(150);
     label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     box->addWidget(label, 0, Qt::AlignTop);
-    const QString tone = prims::readText(el, "tone"_L1, u"body"_s);
+    const QString tone = prims::readName(el, "tone"_L1, u"body"_s);
     box->addWidget(
         prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true, false, row), 1,
         Qt::AlignTop);
@@ -63,7 +63,7 @@ QWidget *chips(const QJsonObject &el, const Actions &, int, QWidget *parent)
         const QJsonObject chip = v.toObject();
         const QString text = prims::readText(chip, "text"_L1);
         if (!text.isEmpty())
-            list.append({prims::capped(text, 60), prims::readText(chip, "tone"_L1, u"idle"_s)});
+            list.append({prims::capped(text, 60), prims::readName(chip, "tone"_L1, u"idle"_s)});
     }
     return new ChipFlow(list, parent);
 }

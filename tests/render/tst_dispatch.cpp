@@ -88,10 +88,19 @@ private slots:
         QTest::addColumn<QString>("minClient");
         QTest::addColumn<bool>("placeholder");
         // This build is 8.9.13: numbers compare numerically, trailing text after them is ignored.
-        const QList<std::pair<const char *, bool>> rows = {
-            {"8.9.13", false},  {"8.9", false},         {"8.10", true},   {"9", true},       {"8.9.14", true},
-            {"8.9.13.1", true}, {"8.9.13-beta", false}, {"9.0rc1", true}, {"latest", false}, {"v9", false},
-            {"", false}};
+        const QList<std::pair<const char *, bool>> rows = {{"8.9.13", false},
+                                                           {"8.9", false},
+                                                           {"8.10", true},
+                                                           {"9", true},
+                                                           {"8.9.14", true},
+                                                           {"8.9.13.1", true},
+                                                           {"8.9.13-beta", false},
+                                                           {"9.0rc1", true},
+                                                           {"latest", false},
+                                                           {"v9", false},
+                                                           {"", false},
+                                                           {"99999999999999999999", true},
+                                                           {"8.99999999999999999999", true}};
         for (const auto &[version, newer] : rows)
             QTest::newRow(*version ? version : "empty") << QString::fromLatin1(version) << newer;
     }
@@ -315,6 +324,45 @@ private slots:
         QVERIFY(!labelTexts(root.get()).contains(u"hidden"_s));
         QVERIFY(labelTexts(root.get()).contains(u"visible"_s));
         QCOMPARE(root->findChildren<QFrame *>(u"card"_s).size(), 1);
+    }
+
+    // A key of the wrong type draws exactly as if it were missing, in the section that holds it.
+    void wrongTypeDrawsAsMissing_data()
+    {
+        QTest::addColumn<QString>("element");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QJsonValue>("wrong");
+        const QList<std::tuple<const char *, const char *, QJsonValue>> rows = {
+            {R"({"type":"action","label":"Run"})", "width", u"200px"_s},
+            {R"({"type":"text","text":"Serial number"})", "width", u"200px"_s},
+            {R"({"type":"led","state":"ok","label":"Lift ready"})", "tone", true},
+            {R"({"type":"kpi","value":5,"delta":"-3"})", "delta_tone", 7},
+            {R"({"type":"kpi","value":5,"delta":"+3"})", "delta_tone", true},
+            {R"({"type":"gauge","value":40})", "tone", false},
+            {R"({"type":"badge","text":"LIVE"})", "tone", true},
+            {R"({"type":"layout","scroll":true,"items":[{"type":"text","text":"a"}]})", "height", u"200px"_s},
+            {R"({"type":"shape","kind":"ellipse","size":20})", "fill", 5},
+            {R"({"type":"canvas","width":100,"height":20,"items":[{"kind":"rect","x":0,"y":0,"w":10,"h":10,"tone":"ok"}]})",
+             "fit", true},
+        };
+        for (const auto &[element, key, wrong] : rows)
+            QTest::addRow("%s %s", element, key) << QString::fromUtf8(element) << QString::fromLatin1(key) << wrong;
+    }
+    void wrongTypeDrawsAsMissing()
+    {
+        QFETCH(QString, element);
+        QFETCH(QString, key);
+        QFETCH(QJsonValue, wrong);
+        auto shot = [](const QJsonObject &el) {
+            std::unique_ptr<QWidget> card(
+                render::section(QJsonObject{{"elements"_L1, QJsonArray{el}}}, {}, 0, nullptr));
+            testsupport::layOut(card.get(), 420);
+            return card->grab().toImage();
+        };
+        QJsonObject el = json(element);
+        const QImage missing = shot(el);
+        el.insert(key, wrong);
+        QCOMPARE(shot(el), missing);
     }
 
     void scrollBody()
