@@ -3,7 +3,8 @@
 #include "app/base/logging.h"
 #include "app/base/theme.h"
 #include "app/pngwriter.h"
-#include "prims/text.h"
+#include "prims/json.h"
+#include "prims/textlabel.h"
 #include "render/screen.h"
 
 #include <QAbstractScrollArea>
@@ -13,7 +14,6 @@
 #include <QHBoxLayout>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QLabel>
 #include <QLayout>
 #include <QSaveFile>
 #include <QScrollArea>
@@ -51,10 +51,11 @@ QStringList coveredLabels(const QJsonObject &endpoints)
     return labels;
 }
 
-QLabel *styledLabel(const QString &text, const QFont &font, const QString &sheet, QWidget *parent)
+prims::TextLabel *styledLabel(const QString &text, const QFont &font, const QString &sheet, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    auto *label = new prims::TextLabel(text, parent);
     label->setFont(font);
+    label->setWordWrap(true);
     label->setStyleSheet(sheet);
     return label;
 }
@@ -149,23 +150,24 @@ QWidget *chromeShell(const QJsonObject &description, QWidget *screen)
     auto *header = new QWidget(column);
     auto *headerRow = new QHBoxLayout(header);
     headerRow->setContentsMargins(0, 0, 0, 0);
-    headerRow->addWidget(styledLabel(prims::capped(description.value("title"_L1).toString()), theme::uiFont(18, true),
-                                     QString(), header),
-                         1);
-    const QJsonObject badge = description.value("badge"_L1).toObject();
-    const QString tone = badge.value("tone"_L1).toString();
-    headerRow->addWidget(styledLabel(prims::capped(badge.value("label"_L1).toString(), 60), theme::uiFont(9, true),
-                                     u"color:%1; background:%2;border-radius:8px; padding:2px 8px;"_s.arg(
-                                         theme::toneColor(tone).name(), theme::toneSoft(tone).name()),
-                                     header));
+    headerRow->addWidget(
+        styledLabel(prims::readText(description, "title"_L1), theme::uiFont(18, true), QString(), header), 1);
+    const QJsonObject badge = prims::readObject(description, "badge"_L1);
+    const QString tone = prims::readName(badge, "tone"_L1);
+    prims::TextLabel *badgeLabel = styledLabel(prims::readText(badge, "label"_L1), theme::uiFont(9, true),
+                                               u"color:%1; background:%2;border-radius:8px; padding:2px 8px;"_s.arg(
+                                                   theme::toneColor(tone).name(), theme::toneSoft(tone).name()),
+                                               header);
+    // The badge asks for its text on one line, and breaks it only when the header is too narrow.
+    badgeLabel->setPrefersOneLine(true);
+    headerRow->addWidget(badgeLabel);
     box->addWidget(header);
 
-    QString subtitle = description.value("subtitle"_L1).toString();
-    const QString signedInAs = description.value("signed_in_as"_L1).toString();
+    QString subtitle = prims::readText(description, "subtitle"_L1);
+    const QString signedInAs = prims::readText(description, "signed_in_as"_L1);
     if (!signedInAs.isEmpty())
         subtitle += u"   |   signed in as "_s + signedInAs;
-    box->addWidget(styledLabel(prims::capped(subtitle, 200), theme::uiFont(10),
-                               u"color:%1;"_s.arg(theme::palette().muted.name()), column));
+    box->addWidget(styledLabel(subtitle, theme::uiFont(10), u"color:%1;"_s.arg(theme::palette().muted.name()), column));
     screen->setParent(column);
     box->addWidget(screen, 1);
     row->addWidget(column, 1);

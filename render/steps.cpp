@@ -93,14 +93,14 @@ StepCell *stepCell(const StepInfo &step, int position, bool shown, const Actions
     box->setContentsMargins(9, 5, 9, 5);
     box->setSpacing(1);
     const QString top = step.issue ? u"PROBLEM"_s : step.completed ? u"DONE"_s : u"STEP %1"_s.arg(position + 1);
-    QLabel *topLabel = prims::textLabel(top, 8, theme::toneColor(tone), true, false, cell);
+    prims::TextLabel *topLabel = prims::textLabel(top, 8, theme::toneColor(tone), true, false, cell);
     topLabel->setObjectName(u"stepTag"_s);
-    topLabel->setTextInteractionFlags(Qt::NoTextInteraction);
+    topLabel->setSelectable(false);
     box->addWidget(topLabel);
-    QLabel *name = prims::textLabel(step.label, 9, step.completed ? pal.muted : pal.ink, false, false, cell);
+    prims::TextLabel *name = prims::textLabel(step.label, 9, step.completed ? pal.muted : pal.ink, false, false, cell);
     name->setObjectName(u"stepLabel"_s);
     // Selectable text would swallow the release that views the step.
-    name->setTextInteractionFlags(Qt::NoTextInteraction);
+    name->setSelectable(false);
     box->addWidget(name);
     box->addStretch(1);
 

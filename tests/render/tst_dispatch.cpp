@@ -5,10 +5,13 @@
 #include "render/element.h"
 #include "render/screen.h"
 #include "render/section.h"
+#include "render/textual.h"
 #include "support/testsupport.h"
 
 #include <QAbstractScrollArea>
+#include <QClipboard>
 #include <QFrame>
+#include <QGuiApplication>
 #include <QJsonArray>
 #include <QLabel>
 #include <QLayout>
@@ -326,6 +329,58 @@ private slots:
         QCOMPARE(root->findChildren<QFrame *>(u"card"_s).size(), 1);
     }
 
+    // Unit text reaches a narrow screen as sent: no character inserted, nothing cut but where the
+    // design cuts (a pill at 40 characters, the placeholder's subject at 200), markup as typed, and
+    // a copy gives back the unit's own characters. A long run wraps instead of widening the screen.
+    void unitTextAsSent_data()
+    {
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<QString>("shown");
+        const QString serial = u"KS3-0142-88-"_s.repeated(6);
+        const QString fingerprint = u"3F:A9:"_s.repeated(16);
+        const QString markup = u"<b>Lift</b> & <i>drive</i>"_s;
+        const QString type = QString(300, u'x');
+        auto in = [](const QString &element) { return uR"({"label":"S","elements":[%1]})"_s.arg(element); };
+        QTest::newRow("serial in a text")
+            << in(uR"({"type":"text","text":"Serial %1"})"_s.arg(serial)) << u"Serial "_s + serial;
+        QTest::newRow("fingerprint as a fact value")
+            << in(uR"({"type":"fact","label":"Pin","value":"%1"})"_s.arg(fingerprint)) << fingerprint;
+        QTest::newRow("section title") << uR"({"label":"%1"})"_s.arg(serial) << serial;
+        QTest::newRow("markup in a heading") << in(uR"({"type":"heading","text":"%1"})"_s.arg(markup)) << markup;
+        QTest::newRow("markup in a kpi unit") << in(uR"({"type":"kpi","value":3,"unit":"%1"})"_s.arg(markup)) << markup;
+        QTest::newRow("long chip") << in(uR"({"type":"chips","items":[{"text":"%1"}]})"_s.arg(fingerprint))
+                                   << fingerprint;
+        QTest::newRow("pill cut at 40") << in(uR"({"type":"badge","text":"%1"})"_s.arg(serial))
+                                        << serial.left(39) + QChar(0x2026);
+        QTest::newRow("placeholder subject cut at 200")
+            << in(uR"({"type":"%1"})"_s.arg(type))
+            << u"The unit sent element '%1, which this app (v8.9.13+cdcc16b) cannot draw. Install the current "
+               "Kestro Connect to see it. Everything else on this screen is unaffected."_s.arg(type.left(190) +
+                                                                                               QChar(0x2026));
+    }
+    void unitTextAsSent()
+    {
+        QFETCH(QString, section);
+        QFETCH(QString, shown);
+        std::unique_ptr<QWidget> root(render::screen(json(uR"({"sections":[%1]})"_s.arg(section)), {}));
+        testsupport::layOut(root.get(), 320);
+        QVERIFY2(root->layout()->totalMinimumSize().width() <= 320, "the text widens the screen");
+        if (const auto *chips = root->findChild<render::ChipFlow *>()) {
+            QCOMPARE(chips->chips().value(0).text, shown);
+            QVERIFY(chips->heightForWidth(280) > chips->heightForWidth(4000)); // wrapped, not cut
+            return;
+        }
+        QLabel *label = nullptr;
+        for (QLabel *l : root->findChildren<QLabel *>())
+            label = l->text() == shown ? l : label;
+        QVERIFY2(label, qPrintable(labelTexts(root.get()).join(u'\n')));
+        QCOMPARE(label->textFormat(), Qt::PlainText);
+        QVERIFY(label->width() <= 320);
+        QTest::keyClick(label, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(label, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), shown);
+    }
+
     // A key of the wrong type draws exactly as if it were missing, in the section that holds it.
     void wrongTypeDrawsAsMissing_data()
     {
@@ -375,15 +430,24 @@ private slots:
         QVERIFY(labelTexts(root.get()).contains(u"a"_s));
     }
 
+    // The header shows the unit's words whole and as typed, however long.
     void chromeHeader()
     {
-        const QJsonObject description = json(uR"({"title":"Shuttle 7","badge":{"label":"LIVE","tone":"ok"},
-            "subtitle":"Aisle 2","signed_in_as":"Ana","sections":[]})"_s);
+        const QString title = u"Shuttle <b>7</b> & aisle 2 "_s.repeated(8);
+        const QString subtitle = u"KS-300 lift shuttle, firmware 4.2.1 "_s.repeated(8);
+        const QString badgeText = u"COMMISSIONING & <i>TEST</i> "_s.repeated(3);
+        QJsonObject description{{"title"_L1, title},
+                                {"badge"_L1, QJsonObject{{"label"_L1, badgeText}, {"tone"_L1, u"ok"_s}}},
+                                {"subtitle"_L1, subtitle},
+                                {"signed_in_as"_L1, u"Ana"_s},
+                                {"sections"_L1, QJsonArray()}};
         std::unique_ptr<QWidget> shell(app::chromeShell(description, render::screen(description, {})));
         const QStringList texts = labelTexts(shell.get());
-        QVERIFY(texts.contains(u"Shuttle 7"_s));
-        QVERIFY(texts.contains(u"Aisle 2   |   signed in as Ana"_s));
-        const QLabel *badge = findLabel(shell.get(), u"LIVE"_s);
+        QVERIFY(texts.contains(title));
+        QVERIFY(texts.contains(subtitle + u"   |   signed in as Ana"_s));
+        for (const QLabel *label : shell->findChildren<QLabel *>())
+            QCOMPARE(label->textFormat(), Qt::PlainText);
+        const QLabel *badge = findLabel(shell.get(), badgeText);
         QVERIFY(badge);
         QVERIFY(badge->styleSheet().contains(theme::toneColor(u"ok"_s).name()));
         QVERIFY(badge->styleSheet().contains(theme::toneSoft(u"ok"_s).name()));
