@@ -3,6 +3,7 @@
 #include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/reflowbox.h"
+#include "prims/text.h"
 #include "prims/wraprow.h"
 
 #include <QAbstractButton>
@@ -259,7 +260,7 @@ QWidget *buildTabs(const QJsonObject &el, const Callbacks &cb, int depth, QWidge
         const QJsonObject badge = readObject(entry, "badge"_L1);
         if (!badge.isEmpty())
             title += "  "_L1 + readText(badge, "text"_L1);
-        widget->addTab(page, title);
+        widget->addTab(page, buttonText(title));
     }
     if (widget->count() == 0) {
         delete widget;

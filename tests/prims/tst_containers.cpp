@@ -361,15 +361,17 @@ private slots:
         QVERIFY(split->styleSheet().contains(theme::palette().edge.name()));
     }
 
-    // Tabs that are no objects are skipped; "active" past the end is the last tab.
+    // Tabs that are no objects are skipped; "active" past the end is the last tab. A tab shows
+    // "&" itself (Qt would take a single one as a shortcut mark).
     void tabs()
     {
-        auto w = build(uR"({"type":"tabs","active":7,"tabs":[{"label":"Drive","items":[{"type":"block"}]}, "skip me",
+        auto w =
+            build(uR"({"type":"tabs","active":7,"tabs":[{"label":"Drive & brake","items":[{"type":"block"}]}, "skip me",
                             {"label":"Lift","badge":{"text":"2","tone":"warn"}}, {"items":[]}]})"_s);
         auto *tabs = qobject_cast<QTabWidget *>(w.get());
         QVERIFY(tabs);
         QCOMPARE(tabs->count(), 3);
-        QCOMPARE(tabs->tabText(0), u"Drive"_s);
+        QCOMPARE(tabs->tabText(0), u"Drive && brake"_s);
         QCOMPARE(tabs->tabText(1), u"Lift  2"_s);
         QCOMPARE(tabs->tabText(2), u"-"_s);
         QCOMPARE(tabs->currentIndex(), 2);
