@@ -77,6 +77,12 @@ Qt::Alignment crossAlignment(const QString &align, bool row)
 
 } // namespace
 
+void setGrows(QWidget *child, bool grows)
+{
+    const QSizePolicy::Policy keep = child->hasHeightForWidth() ? QSizePolicy::Preferred : QSizePolicy::Maximum;
+    child->setSizePolicy(child->sizePolicy().horizontalPolicy(), grows ? QSizePolicy::Expanding : keep);
+}
+
 int childWeight(const QJsonArray &weights, qsizetype index, int defaultWeight)
 {
     if (index < 0 || index >= weights.size())
@@ -127,8 +133,7 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
     const bool anyGrows = std::any_of(children.cbegin(), children.cend(), [](const Child &c) { return c.grows; });
     if (anyGrows) {
         for (Child &c : children) {
-            c.widget->setSizePolicy(c.widget->sizePolicy().horizontalPolicy(),
-                                    c.grows ? QSizePolicy::Expanding : QSizePolicy::Maximum);
+            setGrows(c.widget, c.grows);
             c.weight = c.grows ? std::max(1, c.weight) : 0;
         }
     }
@@ -144,7 +149,8 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
             c.widget->setMinimumWidth(0);
             wrap->addWidget(c.widget);
         }
-        container->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        // Its height comes from its width (the lines it needs), never from its one-line hint.
+        container->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     } else {
         QBoxLayout *box = nullptr;
         if (row && minItemWidth > 0)

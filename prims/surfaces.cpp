@@ -151,8 +151,7 @@ QWidget *buildDialog(const QJsonObject &el, const Callbacks &cb, int depth, QWid
         if (!child)
             continue;
         const bool grows = byIndex ? i == growIndex : items.at(i).toObject().value("grow"_L1) == QJsonValue(true);
-        child->setSizePolicy(child->sizePolicy().horizontalPolicy(),
-                             grows ? QSizePolicy::Expanding : QSizePolicy::Maximum);
+        setGrows(child, grows);
         box->addWidget(child, grows ? 1 : 0);
         grew = grew || grows;
     }

@@ -1,6 +1,7 @@
 #include "render/textual.h"
 
 #include "app/base/theme.h"
+#include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/text.h"
 #include "prims/textlabel.h"
@@ -52,8 +53,9 @@ QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
     box->addWidget(
         prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true, false, row), 1,
         Qt::AlignTop);
-    // Extra height from a growing parent goes below the pair, never between label and value.
-    row->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    // Extra height from a growing parent goes below the pair (both sit at the top), never between
+    // label and value; a wrapped value keeps every line.
+    prims::setGrows(row, false);
     return row;
 }
 

@@ -1,0 +1,113 @@
+// Layouts where screens put them: wrapping rows and reflowing rows in a section, a group, a
+// dialog, a tab page and beside a growing item, at widths a narrow window gives them.
+
+#include "render/screen.h"
+#include "support/testsupport.h"
+
+#include <QPushButton>
+#include <QLabel>
+#include <QLayout>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QJsonObject json(const QString &text)
+{
+    return testsupport::json(text.toUtf8().constData());
+}
+
+// A screen of one section whose elements are `elements`, laid out `width` wide.
+std::unique_ptr<QWidget> screen(const QString &elements, int width)
+{
+    std::unique_ptr<QWidget> root(
+        render::screen(json(uR"({"sections":[{"label":"Section","elements":[%1]}]})"_s.arg(elements)), {}));
+    testsupport::layOut(root.get(), width);
+    return root;
+}
+
+QRect inRoot(const QWidget *w, const QWidget *root)
+{
+    return QRect(w->mapTo(root, QPoint()), w->size());
+}
+
+// The parents a screen puts things in, each holding `%1` (and `%2` after it, where there is one).
+const QList<std::pair<const char *, QString>> &parents()
+{
+    static const QList<std::pair<const char *, QString>> list = {
+        {"section", u"%1,%2"_s},
+        {"group", uR"({"type":"group","title":"Group","items":[%1,%2]})"_s},
+        {"dialog", uR"({"type":"dialog","title":"Dialog","items":[%1,%2]})"_s},
+        {"tab page", uR"({"type":"tabs","tabs":[{"label":"Page","items":[%1,%2]}]})"_s},
+        {"filled row", uR"({"type":"layout","flow":"row","items":[%1,%2]})"_s},
+    };
+    return list;
+}
+
+} // namespace
+
+class TestLayout final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { testsupport::isolateConfig(); }
+
+    // Every line of the row is shown inside the row, nothing overlaps, and what follows the row
+    // comes after its last line.
+    void rowsShowAllTheirLines_data()
+    {
+        QTest::addColumn<QString>("parent");
+        QTest::addColumn<QString>("row");
+        const QString buttons =
+            uR"({"type":"layout","flow":"row","items":[{"type":"action","label":"Start drive check"},
+                {"type":"action","label":"Home carriage"},{"type":"action","label":"Jog left"},
+                {"type":"action","label":"Jog right"},{"type":"action","label":"Park and lock"}]})"_s;
+        const QString reflow = uR"({"type":"layout","flow":"row","min_item_width":200,"items":[
+                {"type":"text","text":"Left rail end measured"},{"type":"text","text":"Right rail end measured"},
+                {"type":"text","text":"Encoder counts checked"}]})"_s;
+        const QString after = uR"({"type":"text","text":"after"})"_s;
+        QList<std::pair<const char *, QString>> holders = parents().mid(0, 4);
+        holders.append({"beside a growing item",
+                         uR"({"type":"layout","items":[%1,{"type":"text","text":"after","grow":true}]})"_s});
+        for (const auto &[name, parent] : holders) {
+            const QString filled = parent.contains("%2"_L1) ? parent.arg(u"ROW"_s, after) : parent.arg(u"ROW"_s);
+            QTest::addRow("buttons in %s", name) << filled << buttons;
+            QTest::addRow("reflow in %s", name) << filled << reflow;
+        }
+    }
+    void rowsShowAllTheirLines()
+    {
+        QFETCH(QString, parent);
+        QFETCH(QString, row);
+        std::unique_ptr<QWidget> root = screen(QString(parent).replace("ROW"_L1, row), 330);
+        QList<QWidget *> items;
+        for (QPushButton *b : root->findChildren<QPushButton *>())
+            items << b;
+        for (QLabel *l : root->findChildren<QLabel *>()) {
+            if (l->text().endsWith("measured"_L1) || l->text().endsWith("checked"_L1))
+                items << l;
+        }
+        QCOMPARE(items.size(), row.contains("action"_L1) ? 5 : 3);
+        const QWidget *holder = items.first()->parentWidget();
+        const QLabel *afterLabel = nullptr;
+        for (QLabel *l : root->findChildren<QLabel *>())
+            afterLabel = l->text() == "after"_L1 ? l : afterLabel;
+        QVERIFY(afterLabel);
+        for (qsizetype i = 0; i < items.size(); ++i) {
+            const QWidget *item = items.at(i);
+            QVERIFY(item->isVisible() && !item->size().isEmpty());
+            QVERIFY2(holder->rect().contains(item->geometry()), "an item lies outside its row");
+            QVERIFY2(inRoot(item, root.get()).bottom() < inRoot(afterLabel, root.get()).top(),
+                     "an item runs into what follows the row");
+            for (qsizetype j = i + 1; j < items.size(); ++j)
+                QVERIFY(!item->geometry().intersects(items.at(j)->geometry()));
+        }
+    }
+};
+
+QTEST_MAIN(TestLayout)
+#include "tst_layout.moc"
