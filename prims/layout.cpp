@@ -119,7 +119,8 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
                 child->setMinimumWidth(child->sizeHint().width());
             } else {
                 child->setSizePolicy(QSizePolicy::Ignored, child->sizePolicy().verticalPolicy());
-                child->setMinimumWidth(240);
+                // An instrument wider than that keeps the width its size asks for.
+                child->setMinimumWidth(std::max(240, child->minimumWidth()));
             }
         }
         const bool grows = !row && items.at(i).toObject().value("grow"_L1) == QJsonValue(true);

@@ -1,6 +1,7 @@
 // Layouts where screens put them: wrapping rows and reflowing rows in a section, a group, a
 // dialog, a tab page and beside a growing item, at widths a narrow window gives them.
 
+#include "prims/painted.h"
 #include "render/screen.h"
 #include "support/testsupport.h"
 
@@ -106,6 +107,39 @@ private slots:
             for (qsizetype j = i + 1; j < items.size(); ++j)
                 QVERIFY(!item->geometry().intersects(items.at(j)->geometry()));
         }
+    }
+
+    // A dial or ring as wide as its size asks, whole inside everything that holds it, its
+    // caption centred under it.
+    void instrumentsKeepTheirWidth_data()
+    {
+        QTest::addColumn<QString>("elements");
+        QTest::addColumn<int>("size");
+        const QString beside = uR"({"type":"text","text":"beside"})"_s;
+        for (const auto &[name, parent] : parents()) {
+            QTest::addRow("dial in %s", name)
+                << parent.arg(uR"({"type":"dial","size":300,"label":"Carriage speed"})"_s, beside) << 300;
+            QTest::addRow("ring in %s", name)
+                << parent.arg(uR"({"type":"ring","size":280,"caption":"Battery"})"_s, beside) << 280;
+        }
+    }
+    void instrumentsKeepTheirWidth()
+    {
+        QFETCH(QString, elements);
+        QFETCH(int, size);
+        std::unique_ptr<QWidget> root = screen(elements, 620);
+        const auto *painted = root->findChild<prims::Painted *>();
+        QVERIFY(painted);
+        QVERIFY2(painted->width() >= size, qPrintable(QString::number(painted->width())));
+        for (const QWidget *holder = painted->parentWidget(); holder; holder = holder->parentWidget())
+            QVERIFY2(holder->rect().contains(QRect(painted->mapTo(holder, QPoint()), painted->size())),
+                     qPrintable(u"cut by %1"_s.arg(QLatin1String(holder->metaObject()->className()))));
+        const QLabel *caption = nullptr;
+        for (const QLabel *label : painted->parentWidget()->findChildren<QLabel *>())
+            caption = label->text() == "Carriage speed"_L1 || label->text() == "Battery"_L1 ? label : caption;
+        QVERIFY(caption);
+        QCOMPARE(caption->alignment() & Qt::AlignHorizontal_Mask, Qt::AlignHCenter);
+        QVERIFY(caption->geometry().top() >= painted->geometry().bottom());
     }
 };
 
