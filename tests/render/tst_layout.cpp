@@ -2,12 +2,13 @@
 // dialog, a tab page and beside a growing item, at widths a narrow window gives them.
 
 #include "prims/painted.h"
+#include "prims/textlabel.h"
 #include "render/screen.h"
 #include "support/testsupport.h"
 
-#include <QPushButton>
 #include <QLabel>
 #include <QLayout>
+#include <QPushButton>
 #include <QTest>
 
 #include <memory>
@@ -73,7 +74,7 @@ private slots:
         const QString after = uR"({"type":"text","text":"after"})"_s;
         QList<std::pair<const char *, QString>> holders = parents().mid(0, 4);
         holders.append({"beside a growing item",
-                         uR"({"type":"layout","items":[%1,{"type":"text","text":"after","grow":true}]})"_s});
+                        uR"({"type":"layout","items":[%1,{"type":"text","text":"after","grow":true}]})"_s});
         for (const auto &[name, parent] : holders) {
             const QString filled = parent.contains("%2"_L1) ? parent.arg(u"ROW"_s, after) : parent.arg(u"ROW"_s);
             QTest::addRow("buttons in %s", name) << filled << buttons;
@@ -140,6 +141,47 @@ private slots:
         QVERIFY(caption);
         QCOMPARE(caption->alignment() & Qt::AlignHorizontal_Mask, Qt::AlignHCenter);
         QVERIFY(caption->geometry().top() >= painted->geometry().bottom());
+    }
+
+    // At a narrow width a figure's unit and change, a badge pill and the step cells keep their
+    // words whole, show them on one line when the screen has room for that line, and are no
+    // taller than their text.
+    void narrowTextsKeepTheirWords_data()
+    {
+        QTest::addColumn<QString>("description");
+        QTest::addColumn<QStringList>("texts");
+        QTest::newRow("kpi") << uR"({"sections":[{"label":"Figures","elements":[{"type":"kpi","value":1204,
+            "unit":"cycles per shift","delta":"+38 since yesterday","label":"Lift cycles today"}]}]})"_s
+                             << QStringList{u"cycles per shift"_s, u"+38 since yesterday"_s};
+        QTest::newRow("badges beside taller items")
+            << uR"({"sections":[{"label":"Status","elements":[{"type":"layout","flow":"row","items":[
+                {"type":"layout","items":[{"type":"badge","text":"COMMISSIONING"},{"type":"badge","text":"FIRMWARE"}]},
+                {"type":"layout","items":[{"type":"led","label":"Lift ready"},{"type":"led","label":"Curtain"},
+                 {"type":"led","label":"Emergency stop"},{"type":"led","label":"Spare input"}]}]}]}]})"_s
+            << QStringList{u"COMMISSIONING"_s, u"FIRMWARE"_s};
+        QTest::newRow("step strip") << uR"({"steps":[{"id":"a","label":"Power and safety","completed":true},
+            {"id":"b","label":"IO wiring","issue":true},{"id":"c","label":"Drive check","current":true},
+            {"id":"d","label":"Lift check"},{"id":"e","label":"Handover"},{"id":"f","label":"Sign-off"}]})"_s
+                                    << QStringList{u"Power and safety"_s, u"PROBLEM"_s, u"STEP 3"_s,
+                                                   u"Drive check"_s,      u"STEP 6"_s,  u"Sign-off"_s};
+    }
+    void narrowTextsKeepTheirWords()
+    {
+        QFETCH(QString, description);
+        QFETCH(QStringList, texts);
+        std::unique_ptr<QWidget> root(render::screen(json(description), {}));
+        testsupport::layOut(root.get(), 320);
+        for (const QString &text : texts) {
+            prims::TextLabel *label = nullptr;
+            for (prims::TextLabel *l : root->findChildren<prims::TextLabel *>())
+                label = l->text() == text ? l : label;
+            QVERIFY2(label, qPrintable(text));
+            const int room = label->width() - label->contentsMargins().left() - label->contentsMargins().right();
+            for (const QString &word : text.split(u' '))
+                QVERIFY2(QFontMetrics(label->font()).horizontalAdvance(word) <= room, qPrintable(word + u" broken"_s));
+            QVERIFY2(label->width() >= label->sizeHint().width(), qPrintable(text + u" wraps though it fits"_s));
+            QVERIFY2(label->height() <= label->sizeHint().height(), qPrintable(text + u" stretched tall"_s));
+        }
     }
 };
 
