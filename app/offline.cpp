@@ -41,12 +41,14 @@ QStringList coveredLabels(const QJsonObject &endpoints)
     QStringList keys = endpoints.keys();
     keys.sort();
     for (const QString &key : keys) {
-        const QJsonValue covers = endpoints.value(key).toObject().value("covers"_L1);
-        if (covers.isString())
-            labels << covers.toString();
-        else
-            for (const QJsonValue &v : covers.toArray())
+        // "covers" is one name or a list of names; anything else names nothing.
+        const QJsonObject endpoint = endpoints.value(key).toObject();
+        if (const QString one = prims::readName(endpoint, "covers"_L1); !one.isEmpty())
+            labels << one;
+        for (const QJsonValue &v : prims::readArray(endpoint, "covers"_L1, 4000)) {
+            if (v.isString())
                 labels << v.toString();
+        }
     }
     return labels;
 }
@@ -189,7 +191,7 @@ int renderOnce(const QString &file, const QString &out, QSize size, bool chrome)
     }
     const QJsonObject top = doc.object();
     const QJsonObject description = top.contains("screen"_L1) ? top.value("screen"_L1).toObject() : top;
-    const render::Actions actions = bundleActions(top.value("endpoints"_L1).toObject());
+    const render::Actions actions = bundleActions(prims::readObject(top, "endpoints"_L1));
 
     QWidget *screen = render::screen(description, actions, nullptr);
     std::unique_ptr<QWidget> page(chrome ? chromeShell(description, screen) : screen);

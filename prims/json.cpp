@@ -54,6 +54,11 @@ QString readName(const QJsonObject &o, QLatin1StringView key, const QString &def
     return v.isString() ? v.toString() : def;
 }
 
+bool readTrue(const QJsonObject &o, QLatin1StringView key)
+{
+    return o.value(key) == QJsonValue(true);
+}
+
 bool readFlag(const QJsonObject &o, QLatin1StringView key, bool def)
 {
     const QJsonValue v = o.value(key);

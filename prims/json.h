@@ -23,6 +23,8 @@ QString readText(const QJsonObject &o, QLatin1StringView key, const QString &def
 // A string as it is; anything else gives the default. For names (tones, types) that a bool's
 // word would only turn into a name that means nothing.
 QString readName(const QJsonObject &o, QLatin1StringView key, const QString &def = {});
+// Whether the value is JSON true itself; anything else, even a word for it, is not.
+bool readTrue(const QJsonObject &o, QLatin1StringView key);
 // A bool, a number (non-zero), or "true"/"yes"/"1" and "false"/"no"/"0" in any case.
 bool readFlag(const QJsonObject &o, QLatin1StringView key, bool def);
 // The array cut from the end to at most `cap` elements; anything else gives an empty array.

@@ -123,7 +123,7 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
                 child->setMinimumWidth(std::max(240, child->minimumWidth()));
             }
         }
-        const bool grows = !row && items.at(i).toObject().value("grow"_L1) == QJsonValue(true);
+        const bool grows = !row && readTrue(items.at(i).toObject(), "grow"_L1);
         children.append({child, weight, grows});
     }
     if (children.isEmpty()) {

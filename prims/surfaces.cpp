@@ -7,6 +7,7 @@
 #include <QBoxLayout>
 #include <QFrame>
 #include <QLabel>
+#include <QTextDocument>
 
 #include <algorithm>
 #include <array>
@@ -142,15 +143,13 @@ QWidget *buildDialog(const QJsonObject &el, const Callbacks &cb, int depth, QWid
         box->addWidget(textLabel(detail, 10, theme::palette().ink, false, false, frame));
 
     // "grow" on the dialog names one item by position; otherwise items say it themselves.
-    const QJsonValue growKey = el.value("grow"_L1);
-    const bool byIndex = el.contains("grow"_L1) && !growKey.isBool();
-    const int growIndex = byIndex ? clampToInt(readNumber(growKey, -1), -1, 4000) : -1;
+    const std::optional<int> growIndex = readOptionalInt(el, "grow"_L1, -1, 4000);
     bool grew = false;
     for (qsizetype i = 0; i < items.size(); ++i) {
         QWidget *child = buildChild(items.at(i), cb, depth, frame);
         if (!child)
             continue;
-        const bool grows = byIndex ? i == growIndex : items.at(i).toObject().value("grow"_L1) == QJsonValue(true);
+        const bool grows = growIndex ? i == *growIndex : readTrue(items.at(i).toObject(), "grow"_L1);
         setGrows(child, grows);
         box->addWidget(child, grows ? 1 : 0);
         grew = grew || grows;
@@ -271,10 +270,12 @@ QWidget *buildTooltip(const QJsonObject &el, const Callbacks &cb, int depth, QWi
     marker->setObjectName(u"tipMarker"_s);
     row->addWidget(marker, 0, Qt::AlignTop);
     if (!tip.isEmpty()) {
-        holder->setToolTip(tip);
-        marker->setToolTip(tip);
+        // A tool tip that looks like markup is drawn as markup: this one shows the tip as typed.
+        const QString shown = Qt::convertFromPlainText(tip, Qt::WhiteSpaceNormal);
+        holder->setToolTip(shown);
+        marker->setToolTip(shown);
         if (item)
-            item->setToolTip(tip);
+            item->setToolTip(shown);
     }
     return holder;
 }
