@@ -20,15 +20,42 @@ namespace {
 // when the label gets less, so that a narrow window never has to grow for it.
 constexpr int kUnbrokenChars = 12;
 
-// Puts the next line under the previous ones as QPainter does for a label's text: a leading
-// between lines, each line on a whole pixel, the text's height its lines' exact heights.
-void stackLine(QTextLine &line, qreal lineWidth, qreal leading, qreal &height, qreal &widest)
+// Breaks the shaped text into lines `width` wide (without limit when not wrapping) and stacks
+// them as QPainter does for a label's text: a leading between lines, each line on a whole pixel,
+// the text's height its lines' exact heights. Stops once the lines reach `stopAt`; returns the
+// height and the widest line's natural width.
+std::pair<qreal, qreal> stackLines(QTextLayout &layout, qreal width, qreal stopAt = 1e9)
 {
-    line.setLineWidth(lineWidth);
-    height = std::ceil(height + leading);
-    line.setPosition(QPointF(0, height));
-    height += line.ascent() + line.descent();
-    widest = std::max(widest, line.naturalTextWidth());
+    const bool wrap = layout.textOption().wrapMode() != QTextOption::NoWrap;
+    const qreal lineWidth = wrap ? std::max<qreal>(0, width) : qreal(0x01000000);
+    const qreal leading = QFontMetricsF(layout.font()).leading();
+    qreal height = -leading;
+    qreal widest = 0;
+    layout.beginLayout();
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(lineWidth);
+        height = std::ceil(height + leading);
+        line.setPosition(QPointF(0, height));
+        height += line.ascent() + line.descent();
+        widest = std::max(widest, line.naturalTextWidth());
+        if (height >= stopAt)
+            break;
+    }
+    layout.endLayout();
+    return {height, widest};
+}
+
+void setWrap(QTextLayout &layout, QTextOption::WrapMode mode, Qt::LayoutDirection direction)
+{
+    QTextOption option = layout.textOption();
+    option.setWrapMode(mode);
+    option.setTextDirection(direction);
+    layout.setTextOption(option);
+}
+
+Qt::LayoutDirection directionOf(const QString &text)
+{
+    return text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight;
 }
 
 // The same characters, one for one, so that positions in the layout are positions in the text.
@@ -44,25 +71,13 @@ QString shownText(const QString &text)
     return shown;
 }
 
-QSize measureText(const QFont &font, const QString &text, int width, QTextOption::WrapMode mode)
+// The bounding size of the lines: what a QLabel measures for its text.
+QSize boundingSize(QTextLayout &layout, int width, QTextOption::WrapMode mode)
 {
-    const QString shown = shownText(text);
-    const QFontMetricsF fm(font);
-    if (shown.isEmpty())
-        return QRectF(0, 0, 0, fm.height()).toAlignedRect().size();
-    QTextLayout layout(shown, font);
-    QTextOption option;
-    option.setWrapMode(mode);
-    option.setTextDirection(Qt::LeftToRight);
-    layout.setTextOption(option);
-    const qreal lineWidth = mode == QTextOption::NoWrap ? qreal(0x01000000) : std::max<qreal>(0, width);
-    const qreal leading = fm.leading();
-    qreal height = -leading;
-    qreal widest = 0;
-    layout.beginLayout();
-    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine())
-        stackLine(line, lineWidth, leading, height, widest);
-    layout.endLayout();
+    if (layout.text().isEmpty())
+        return QRectF(0, 0, 0, QFontMetricsF(layout.font()).height()).toAlignedRect().size();
+    setWrap(layout, mode, directionOf(layout.text()));
+    const auto [height, widest] = stackLines(layout, width);
     return QRectF(0, 0, widest, height).toAlignedRect().size();
 }
 
@@ -70,7 +85,8 @@ QSize measureText(const QFont &font, const QString &text, int width, QTextOption
 
 QSize textSize(const QFont &font, const QString &text, int width)
 {
-    return measureText(font, text, width, width < 0 ? QTextOption::NoWrap : QTextOption::WrapAtWordBoundaryOrAnywhere);
+    QTextLayout layout(shownText(text), font);
+    return boundingSize(layout, width, width < 0 ? QTextOption::NoWrap : QTextOption::WrapAtWordBoundaryOrAnywhere);
 }
 
 TextLabel::TextLabel(const QString &text, QWidget *parent)
@@ -127,7 +143,9 @@ bool TextLabel::copySelection() const
 
 QSize TextLabel::measure(int width, QTextOption::WrapMode mode) const
 {
-    return measureText(font(), text(), width, mode);
+    // A layout of its own: Qt shapes the text again for every layout in any case.
+    QTextLayout layout(shownText(text()), font());
+    return boundingSize(layout, width, mode);
 }
 
 QSize TextLabel::extras() const
@@ -270,28 +288,14 @@ QPointF TextLabel::layOutForPaint()
 
     // Placed as QPainter places a label's text in its rectangle: aligned as a whole vertically,
     // line by line horizontally, clipped only when it does not fit.
-    const Qt::LayoutDirection direction = text().isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight;
+    const Qt::LayoutDirection direction = directionOf(text());
     const Qt::Alignment align = QStyle::visualAlignment(direction, alignment());
-    const bool wrap = wordWrap();
-    QTextOption option;
-    option.setWrapMode(wrap ? QTextOption::WrapAtWordBoundaryOrAnywhere : QTextOption::NoWrap);
-    option.setTextDirection(direction);
     m_layout.setText(shownText(text()));
     m_layout.setFont(font());
-    m_layout.setTextOption(option);
     m_layout.setCacheEnabled(true);
-    const QFontMetricsF fm(font());
-    const qreal lineWidth = wrap ? std::max<qreal>(0, r.width()) : qreal(0x01000000);
-    const qreal leading = fm.leading();
-    qreal height = -leading;
-    qreal widest = 0;
-    m_layout.beginLayout();
-    for (QTextLine line = m_layout.createLine(); line.isValid(); line = m_layout.createLine()) {
-        stackLine(line, lineWidth, leading, height, widest);
-        if (height >= r.height())
-            break; // the rest would be clipped away
-    }
-    m_layout.endLayout();
+    setWrap(m_layout, wordWrap() ? QTextOption::WrapAtWordBoundaryOrAnywhere : QTextOption::NoWrap, direction);
+    // Lines past the bottom would be clipped away: they are not laid out.
+    const auto [height, widest] = stackLines(m_layout, r.width(), r.height());
     for (int i = 0; i < m_layout.lineCount(); ++i) {
         QTextLine line = m_layout.lineAt(i);
         qreal x = 0;

@@ -80,6 +80,7 @@ private:
     int m_anchor = 0;
     int m_cursor = 0;
     mutable Hints m_hints;
+    // The lines as painted, for the size and text they were laid out for.
     QTextLayout m_layout;
     QSize m_layoutSize;
     QString m_layoutText;
