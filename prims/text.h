@@ -13,7 +13,8 @@ class QWidget;
 
 namespace prims {
 
-// At most `most` characters, an ellipsis marking the cut: only where the design cuts a text.
+// At most `most` characters, an ellipsis marking the cut: for the two texts that are cut on
+// purpose (a pill at 40 characters, the placeholder's subject at 200), never for any other.
 QString capped(const QString &text, int most);
 
 // Word-wrapping label whose text the mouse can select in the interface (or monospace) font.

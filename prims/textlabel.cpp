@@ -123,6 +123,7 @@ void TextLabel::setPrefersOneLine(bool oneLine)
 void TextLabel::select(int start, int length)
 {
     const int size = int(text().size());
+    m_selected = text();
     m_anchor = std::clamp(start, 0, size);
     m_cursor = std::clamp(start + length, 0, size);
     update();
@@ -130,7 +131,7 @@ void TextLabel::select(int start, int length)
 
 QString TextLabel::selection() const
 {
-    return text().mid(std::min(m_anchor, m_cursor), std::abs(m_cursor - m_anchor));
+    return hasSelection() ? text().mid(std::min(m_anchor, m_cursor), std::abs(m_cursor - m_anchor)) : QString();
 }
 
 bool TextLabel::copySelection() const
@@ -363,6 +364,7 @@ void TextLabel::mousePressEvent(QMouseEvent *event)
         return;
     }
     m_anchor = m_cursor = positionAt(event->position().toPoint());
+    m_selected = text();
     m_selecting = true;
     update();
 }

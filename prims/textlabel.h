@@ -72,13 +72,15 @@ private:
     // Lays the text out for painting at the current size; returns where the lines start.
     QPointF layOutForPaint();
     int positionAt(const QPoint &point);
-    bool hasSelection() const { return m_anchor != m_cursor; }
+    // A selection holds only for the text it was made in.
+    bool hasSelection() const { return m_anchor != m_cursor && m_selected == text(); }
 
     bool m_selectable = true;
     bool m_oneLine = false;
     bool m_selecting = false;
     int m_anchor = 0;
     int m_cursor = 0;
+    QString m_selected;
     mutable Hints m_hints;
     // The lines as painted, for the size and text they were laid out for.
     QTextLayout m_layout;

@@ -329,9 +329,9 @@ private slots:
         QCOMPARE(root->findChildren<QFrame *>(u"card"_s).size(), 1);
     }
 
-    // Unit text reaches a narrow screen as sent: no character inserted, nothing cut but where the
-    // design cuts (a pill at 40 characters, the placeholder's subject at 200), markup as typed, and
-    // a copy gives back the unit's own characters. A long run wraps instead of widening the screen.
+    // Unit text reaches a narrow screen as sent: no character inserted, nothing cut but a pill at
+    // 40 characters and the placeholder's subject at 200, markup as typed, and a copy gives back
+    // the unit's own characters. A long run wraps instead of widening the screen.
     void unitTextAsSent_data()
     {
         QTest::addColumn<QString>("section");
@@ -377,6 +377,14 @@ private slots:
         QCOMPARE(label->textFormat(), Qt::PlainText);
         QVERIFY(label->width() <= 320);
         QTest::keyClick(label, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(label, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), shown);
+        // Dragged over with the mouse from its first character to past its last, alike.
+        QGuiApplication::clipboard()->clear();
+        const QPoint end(label->width() - 1, label->height() - 2);
+        QTest::mousePress(label, Qt::LeftButton, {}, QPoint(1, 2));
+        QTest::mouseMove(label, end);
+        QTest::mouseRelease(label, Qt::LeftButton, {}, end);
         QTest::keyClick(label, Qt::Key_C, Qt::ControlModifier);
         QCOMPARE(QGuiApplication::clipboard()->text(), shown);
     }
