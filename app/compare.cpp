@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QTextStream>
 
+#include <cmath>
 #include <cstdlib>
 
 namespace app {
@@ -22,6 +23,15 @@ std::optional<QString> earlyScan(const QStringList &args, const QString &name)
             return arg.mid(withValue.size());
     }
     return std::nullopt;
+}
+
+double toleranceFrom(const std::optional<QString> &text)
+{
+    if (!text)
+        return 0.2;
+    bool ok = false;
+    const double value = text->toDouble(&ok);
+    return ok && std::isfinite(value) ? value : 0.0;
 }
 
 double differingPercent(const QImage &a, const QImage &b)

@@ -16,6 +16,10 @@ namespace app {
 // match wins. "--name" as the last argument counts as absent.
 std::optional<QString> earlyScan(const QStringList &args, const QString &name);
 
+// The tolerance in percent from the "--tolerance" text: 0.2 when absent, 0 for text that is not
+// a finite number.
+double toleranceFrom(const std::optional<QString> &text);
+
 // Compares "a.png,b.png"; prints the differing-pixel percentage on `out`. Returns the exit code:
 // 0 within tolerance, 1 past it or of different sizes, 2 for bad names or unreadable images.
 int compareImages(const QString &pair, double tolerancePercent, QTextStream &out, QTextStream &err);

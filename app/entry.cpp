@@ -132,8 +132,7 @@ int run(int argc, char **argv)
 {
     const QStringList args = rawArguments(argc, argv);
     if (const auto pair = earlyScan(args, u"compare"_s)) {
-        const auto tolerance = earlyScan(args, u"tolerance"_s);
-        const double percent = tolerance ? tolerance->toDouble() : 0.2;
+        const double percent = toleranceFrom(earlyScan(args, u"tolerance"_s));
         QTextStream out(stdout);
         QTextStream err(stderr);
         return compareImages(*pair, percent, out, err);

@@ -3,7 +3,8 @@
 #include "app/base/logging.h"
 #include "app/base/theme.h"
 #include "app/pngwriter.h"
-#include "prims/text.h"
+#include "prims/json.h"
+#include "prims/textlabel.h"
 #include "render/screen.h"
 #include "window/sidebar.h"
 
@@ -14,7 +15,6 @@
 #include <QHBoxLayout>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QLabel>
 #include <QLayout>
 #include <QSaveFile>
 #include <QScrollArea>
@@ -42,20 +42,23 @@ QStringList coveredLabels(const QJsonObject &endpoints)
     QStringList keys = endpoints.keys();
     keys.sort();
     for (const QString &key : keys) {
-        const QJsonValue covers = endpoints.value(key).toObject().value("covers"_L1);
-        if (covers.isString())
-            labels << covers.toString();
-        else
-            for (const QJsonValue &v : covers.toArray())
+        // "covers" is one name or a list of names; anything else names nothing.
+        const QJsonObject endpoint = endpoints.value(key).toObject();
+        if (const QString one = prims::readName(endpoint, "covers"_L1); !one.isEmpty())
+            labels << one;
+        for (const QJsonValue &v : prims::readArray(endpoint, "covers"_L1, 4000)) {
+            if (v.isString())
                 labels << v.toString();
+        }
     }
     return labels;
 }
 
-QLabel *styledLabel(const QString &text, const QFont &font, const QString &sheet, QWidget *parent)
+prims::TextLabel *styledLabel(const QString &text, const QFont &font, const QString &sheet, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    auto *label = new prims::TextLabel(text, parent);
     label->setFont(font);
+    label->setWordWrap(true);
     label->setStyleSheet(sheet);
     return label;
 }
@@ -171,23 +174,24 @@ QWidget *chromeShell(const QJsonObject &description, QWidget *screen, const QJso
     auto *header = new QWidget(column);
     auto *headerRow = new QHBoxLayout(header);
     headerRow->setContentsMargins(0, 0, 0, 0);
-    headerRow->addWidget(styledLabel(prims::capped(description.value("title"_L1).toString()), theme::uiFont(18, true),
-                                     QString(), header),
-                         1);
-    const QJsonObject badge = description.value("badge"_L1).toObject();
-    const QString tone = badge.value("tone"_L1).toString();
-    headerRow->addWidget(styledLabel(prims::capped(badge.value("label"_L1).toString(), 60), theme::uiFont(9, true),
-                                     u"color:%1; background:%2;border-radius:8px; padding:2px 8px;"_s.arg(
-                                         theme::toneColor(tone).name(), theme::toneSoft(tone).name()),
-                                     header));
+    headerRow->addWidget(
+        styledLabel(prims::readText(description, "title"_L1), theme::uiFont(18, true), QString(), header), 1);
+    const QJsonObject badge = prims::readObject(description, "badge"_L1);
+    const QString tone = prims::readName(badge, "tone"_L1);
+    prims::TextLabel *badgeLabel = styledLabel(prims::readText(badge, "label"_L1), theme::uiFont(9, true),
+                                               u"color:%1; background:%2;border-radius:8px; padding:2px 8px;"_s.arg(
+                                                   theme::toneColor(tone).name(), theme::toneSoft(tone).name()),
+                                               header);
+    // The badge asks for its text on one line, and breaks it only when the header is too narrow.
+    badgeLabel->setPrefersOneLine(true);
+    headerRow->addWidget(badgeLabel);
     box->addWidget(header);
 
-    QString subtitle = description.value("subtitle"_L1).toString();
-    const QString signedInAs = description.value("signed_in_as"_L1).toString();
+    QString subtitle = prims::readText(description, "subtitle"_L1);
+    const QString signedInAs = prims::readText(description, "signed_in_as"_L1);
     if (!signedInAs.isEmpty())
         subtitle += u"   |   signed in as "_s + signedInAs;
-    box->addWidget(styledLabel(prims::capped(subtitle, 200), theme::uiFont(10),
-                               u"color:%1;"_s.arg(theme::palette().muted.name()), column));
+    box->addWidget(styledLabel(subtitle, theme::uiFont(10), u"color:%1;"_s.arg(theme::palette().muted.name()), column));
     screen->setParent(column);
     box->addWidget(screen, 1);
     row->addWidget(column, 1);
@@ -209,7 +213,7 @@ int renderOnce(const QString &file, const QString &out, QSize size, bool chrome)
     }
     const QJsonObject top = doc.object();
     const QJsonObject description = top.contains("screen"_L1) ? top.value("screen"_L1).toObject() : top;
-    const render::Actions actions = bundleActions(top.value("endpoints"_L1).toObject());
+    const render::Actions actions = bundleActions(prims::readObject(top, "endpoints"_L1));
 
     QWidget *screen = render::screen(description, actions, nullptr);
     std::unique_ptr<QWidget> page(chrome ? chromeShell(description, screen, top.value("units"_L1).toArray()) : screen);

@@ -20,9 +20,10 @@ QWidget *buildBadge(const QJsonObject &el, QWidget *parent)
     auto *box = new QHBoxLayout(row);
     box->setContentsMargins(0, 0, 0, 0);
     box->setSpacing(0);
-    box->addWidget(pillLabel(text, theme::toneColor(readText(el, "tone"_L1, u"accent"_s)),
-                             readInt(el, "size"_L1, 9, -2000000000, 2000000000), readFlag(el, "outline"_L1, true),
-                             row));
+    // The pill keeps its own height in a row a column stretches: a pill, never a tall box.
+    box->addWidget(pillLabel(text, theme::toneColor(readName(el, "tone"_L1, u"accent"_s)),
+                             readInt(el, "size"_L1, 9, -2000000000, 2000000000), readFlag(el, "outline"_L1, true), row),
+                   0, Qt::AlignVCenter);
     box->addStretch(1);
     return row;
 }

@@ -33,6 +33,12 @@ bool isNeutralTone(const QString &tone);
 // The raised grey, or for a coloured tone that grey moved `fraction` of the way to the tone.
 QColor raisedTint(const QString &tone, double fraction);
 
+// Whether `child` takes the spare height of the column it sits in. A growing child expands. Any
+// other keeps its own height: its size hint's, or its height for its width when it has one (a
+// wrapped row or text), which a non-growing size policy would cap at the size hint's one line.
+// A child that does not grow still stays its height only beside a stretch or a growing sibling.
+void setGrows(QWidget *child, bool grows);
+
 // Fill-mode weight of child `index`: weights[index] as a number, truncated to 0..1000, or the
 // default weight past the end.
 int childWeight(const QJsonArray &weights, qsizetype index, int defaultWeight);

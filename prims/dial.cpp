@@ -45,7 +45,7 @@ void paintDial(QPainter &p, const QRect &r, const QJsonObject &el)
     const double faceRadius = faceDiameter / 2;
     const QPointF centre(r.x() + r.width() / 2.0, r.y() + r.height() / 2.0);
     const QRectF face(centre.x() - faceRadius, centre.y() - faceRadius, faceDiameter, faceDiameter);
-    const QColor tone = theme::toneColor(readText(el, "tone"_L1, u"accent"_s));
+    const QColor tone = theme::toneColor(readName(el, "tone"_L1, u"accent"_s));
 
     // The face sits on the bg colour with a thin bezel so it reads as a separate instrument on any
     // surface, dark or light.
@@ -64,7 +64,7 @@ void paintDial(QPainter &p, const QRect &r, const QJsonObject &el)
         const QJsonObject zone = entry.toObject();
         const double from = rangeFraction(readNumber(zone, "from"_L1, min), min, max);
         const double to = rangeFraction(readNumber(zone, "to"_L1, min), min, max);
-        p.setPen(QPen(theme::toneColor(readText(zone, "tone"_L1, u"idle"_s)), band, Qt::SolidLine, Qt::FlatCap));
+        p.setPen(QPen(theme::toneColor(readName(zone, "tone"_L1, u"idle"_s)), band, Qt::SolidLine, Qt::FlatCap));
         p.drawArc(zoneArc, sixteenths(kStart - from * kSpan), -sixteenths((to - from) * kSpan));
     }
 
@@ -88,17 +88,36 @@ void paintDial(QPainter &p, const QRect &r, const QJsonObject &el)
     p.setBrush(pal.bg);
     p.drawEllipse(centre, hub * 0.4, hub * 0.4);
 
+    // The value stays on the face, clear of the ticks and zones: inside them, or in the open
+    // quarter at the bottom of the scale.
+    const double clear = faceRadius - band - 9;
+    auto onFace = [centre, clear, faceRadius](const QRectF &ink) {
+        // The ink's outline, point by point along its four sides.
+        for (int i = 0; i <= 8; ++i) {
+            const double x = ink.left() + ink.width() * i / 8;
+            const double y = ink.top() + ink.height() * i / 8;
+            for (const QPointF &at :
+                 {QPointF(ink.left(), y), QPointF(ink.right(), y), QPointF(x, ink.top()), QPointF(x, ink.bottom())}) {
+                const QPointF d = at - centre;
+                const double distance = std::hypot(d.x(), d.y());
+                const bool openQuarter = d.y() > 0 && std::abs(d.x()) < d.y() - 3;
+                if (distance > faceRadius - 4 || (distance > clear && !openQuarter))
+                    return false;
+            }
+        }
+        return true;
+    };
     const int points = std::max(8, size / 11);
     p.setPen(pal.ink);
-    p.setFont(theme::uiFont(points, true));
     const double top = centre.y() + hub + faceRadius * 0.22;
-    p.drawText(QRectF(face.left(), top, face.width(), face.bottom() - top), Qt::AlignHCenter | Qt::AlignTop,
-               valueWithUnit(el));
+    drawFitted(p, QRectF(face.left(), top, face.width(), face.bottom() - top), Qt::AlignHCenter | Qt::AlignTop,
+               valueWithUnit(el), theme::uiFont(points, true), onFace);
 }
 
 QWidget *buildDial(const QJsonObject &el, QWidget *parent)
 {
     auto *painted = new Painted(el, &paintDial, dialSize(el), parent);
+    painted->setMinimumWidth(dialSize(el));
     return captioned(painted, readText(el, "label"_L1), parent);
 }
 

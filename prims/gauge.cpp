@@ -7,11 +7,18 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <cmath>
 #include <numbers>
 
 using namespace Qt::StringLiterals;
 
 namespace prims {
+
+namespace {
+
+constexpr int kGaugeMinWidth = 120;
+
+} // namespace
 
 GaugeGeometry gaugeGeometry(const QRect &r)
 {
@@ -32,7 +39,7 @@ void paintGauge(QPainter &p, const QRect &r, const QJsonObject &el)
 {
     const theme::Palette &pal = theme::palette();
     const GaugeGeometry g = gaugeGeometry(r);
-    const QColor tone = theme::toneColor(readText(el, "tone"_L1, u"accent"_s));
+    const QColor tone = theme::toneColor(readName(el, "tone"_L1, u"accent"_s));
 
     p.setBrush(Qt::NoBrush);
     p.setPen(QPen(pal.edge, g.thickness, Qt::SolidLine, Qt::FlatCap));
@@ -55,22 +62,33 @@ void paintGauge(QPainter &p, const QRect &r, const QJsonObject &el)
         }
     }
 
-    const double cy = g.arc.center().y();
+    // The value stands inside the arc: above the base line within its inner edge, below it
+    // between its feet; the label goes under the base line, within the widget.
+    const QPointF c = g.arc.center();
+    const double inner = g.arc.width() / 2 - g.thickness / 2.0 - 1;
+    const QRectF within = QRectF(r).adjusted(1, 0, -1, 0);
+    auto insideArc = [c, inner, within](const QRectF &ink) {
+        const double half = std::max(std::abs(ink.left() - c.x()), std::abs(ink.right() - c.x()));
+        const double rise = std::max(0.0, c.y() - ink.top());
+        return half * half + rise * rise <= inner * inner && within.contains(ink);
+    };
     p.setPen(tone);
-    p.setFont(theme::uiFont(15, true));
-    p.drawText(QRectF(r.x(), cy - 22, r.width(), 24), Qt::AlignHCenter | Qt::AlignBottom, valueWithUnit(el));
+    drawFitted(p, QRectF(r.x(), c.y() - 22, r.width(), 24), Qt::AlignHCenter | Qt::AlignBottom, valueWithUnit(el),
+               theme::uiFont(15, true), insideArc);
 
     const QString label = readText(el, "label"_L1);
     if (!label.isEmpty()) {
         p.setPen(pal.muted);
-        p.setFont(theme::uiFont(9));
-        p.drawText(QRectF(r.x(), cy, r.width(), 16), Qt::AlignHCenter | Qt::AlignTop, label);
+        drawFitted(p, QRectF(r.x(), c.y(), r.width(), 16), Qt::AlignHCenter | Qt::AlignTop, label, theme::uiFont(9),
+                   [within](const QRectF &ink) { return within.contains(ink); });
     }
 }
 
 QWidget *buildGauge(const QJsonObject &el, QWidget *parent)
 {
     auto *painted = new Painted(el, &paintGauge, 104, parent);
+    // Narrower, the scale would leave its value no room.
+    painted->setMinimumWidth(kGaugeMinWidth);
     return captioned(painted, readText(el, "caption"_L1), parent);
 }
 

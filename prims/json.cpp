@@ -20,6 +20,14 @@ int readInt(const QJsonObject &o, QLatin1StringView key, int def, int lo, int hi
     return clampToInt(readNumber(o.value(key), def), lo, hi);
 }
 
+std::optional<int> readOptionalInt(const QJsonObject &o, QLatin1StringView key, int lo, int hi)
+{
+    const QJsonValue v = o.value(key);
+    if (!v.isDouble())
+        return std::nullopt;
+    return clampToInt(v.toDouble(), lo, hi);
+}
+
 double readNumber(const QJsonValue &v, double def)
 {
     return v.isDouble() ? v.toDouble() : def;
@@ -38,6 +46,17 @@ QString readText(const QJsonObject &o, QLatin1StringView key, const QString &def
     if (v.isBool())
         return v.toBool() ? QStringLiteral("true") : QStringLiteral("false");
     return def;
+}
+
+QString readName(const QJsonObject &o, QLatin1StringView key, const QString &def)
+{
+    const QJsonValue v = o.value(key);
+    return v.isString() ? v.toString() : def;
+}
+
+bool readTrue(const QJsonObject &o, QLatin1StringView key)
+{
+    return o.value(key) == QJsonValue(true);
 }
 
 bool readFlag(const QJsonObject &o, QLatin1StringView key, bool def)

@@ -35,7 +35,7 @@ QWidget *buildKeyValue(const QJsonObject &el, QWidget *parent)
         label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         grid->addWidget(label, row, 2 * pair, Qt::AlignLeft | Qt::AlignTop);
         QLabel *value = textLabel(valueText(item, "value"_L1), 10,
-                                  theme::toneColor(readText(item, "tone"_L1, u"body"_s)), true, false, box);
+                                  theme::toneColor(readName(item, "tone"_L1, u"body"_s)), true, false, box);
         grid->addWidget(value, row, 2 * pair + 1);
     }
     for (int pair = 0; pair < columns; ++pair)

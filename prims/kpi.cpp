@@ -3,8 +3,8 @@
 #include "app/base/theme.h"
 #include "prims/json.h"
 #include "prims/text.h"
+#include "prims/wraprow.h"
 
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -26,7 +26,7 @@ QString kpiValueText(const QJsonObject &el)
 
 QColor kpiDeltaColor(const QJsonObject &el)
 {
-    const QString explicitTone = readText(el, "delta_tone"_L1);
+    const QString explicitTone = readName(el, "delta_tone"_L1);
     if (!explicitTone.isEmpty())
         return theme::toneColor(explicitTone);
     const QString delta = readText(el, "delta"_L1);
@@ -44,30 +44,32 @@ QWidget *buildKpi(const QJsonObject &el, QWidget *parent)
     auto *column = new QVBoxLayout(tile);
     column->setContentsMargins(0, 0, 0, 0);
 
-    auto *row = new QHBoxLayout;
-    row->setContentsMargins(0, 0, 0, 0);
+    // The figure, its unit and its change side by side, centred on one line; when narrow, the
+    // unit and the change move whole onto the next line rather than break into a tall column.
+    auto *row = new WrapRow(nullptr, 0, 0, WrapRow::Fill::Pack);
+    column->addLayout(row);
+    row->setSpacing(std::max(0, column->spacing()));
     QLabel *value =
-        textLabel(kpiValueText(el), size, theme::toneColor(readText(el, "tone"_L1, u"body"_s)), true, false, tile);
+        textLabel(kpiValueText(el), size, theme::toneColor(readName(el, "tone"_L1, u"body"_s)), true, false, tile);
     value->setObjectName(u"kpiValue"_s);
     value->setWordWrap(false);
-    row->addWidget(value, 0, Qt::AlignBaseline);
+    row->addWidget(value);
 
     const QString unit = readText(el, "unit"_L1);
     if (!unit.isEmpty()) {
         const int unitSize = size / 2 < 9 ? 8 : size / 2;
-        QLabel *unitLabel = textLabel(unit, unitSize, theme::toneColor(u"muted"_s), false, false, tile);
+        TextLabel *unitLabel = textLabel(unit, unitSize, theme::toneColor(u"muted"_s), false, false, tile);
         unitLabel->setObjectName(u"kpiUnit"_s);
-        row->addWidget(unitLabel, 0, Qt::AlignBaseline);
+        unitLabel->setPrefersOneLine(true);
+        row->addWidget(unitLabel);
     }
 
     const QString delta = readText(el, "delta"_L1);
     if (!delta.isEmpty()) {
         QLabel *pill = pillLabel(delta, kpiDeltaColor(el), std::max(7, size / 2 - 1), true, tile);
         pill->setObjectName(u"kpiDelta"_s);
-        row->addWidget(pill, 0, Qt::AlignVCenter);
+        row->addWidget(pill);
     }
-    row->addStretch(1);
-    column->addLayout(row);
 
     const QString label = readText(el, "label"_L1);
     if (!label.isEmpty())

@@ -3,6 +3,7 @@
 #include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/reflowbox.h"
+#include "prims/text.h"
 #include "prims/wraprow.h"
 
 #include <QAbstractButton>
@@ -76,6 +77,12 @@ Qt::Alignment crossAlignment(const QString &align, bool row)
 
 } // namespace
 
+void setGrows(QWidget *child, bool grows)
+{
+    const QSizePolicy::Policy keep = child->hasHeightForWidth() ? QSizePolicy::Preferred : QSizePolicy::Maximum;
+    child->setSizePolicy(child->sizePolicy().horizontalPolicy(), grows ? QSizePolicy::Expanding : keep);
+}
+
 int childWeight(const QJsonArray &weights, qsizetype index, int defaultWeight)
 {
     if (index < 0 || index >= weights.size())
@@ -112,10 +119,11 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
                 child->setMinimumWidth(child->sizeHint().width());
             } else {
                 child->setSizePolicy(QSizePolicy::Ignored, child->sizePolicy().verticalPolicy());
-                child->setMinimumWidth(240);
+                // An instrument wider than that keeps the width its size asks for.
+                child->setMinimumWidth(std::max(240, child->minimumWidth()));
             }
         }
-        const bool grows = !row && items.at(i).toObject().value("grow"_L1) == QJsonValue(true);
+        const bool grows = !row && readTrue(items.at(i).toObject(), "grow"_L1);
         children.append({child, weight, grows});
     }
     if (children.isEmpty()) {
@@ -126,8 +134,7 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
     const bool anyGrows = std::any_of(children.cbegin(), children.cend(), [](const Child &c) { return c.grows; });
     if (anyGrows) {
         for (Child &c : children) {
-            c.widget->setSizePolicy(c.widget->sizePolicy().horizontalPolicy(),
-                                    c.grows ? QSizePolicy::Expanding : QSizePolicy::Maximum);
+            setGrows(c.widget, c.grows);
             c.weight = c.grows ? std::max(1, c.weight) : 0;
         }
     }
@@ -143,7 +150,8 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
             c.widget->setMinimumWidth(0);
             wrap->addWidget(c.widget);
         }
-        container->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        // Its height comes from its width (the lines it needs), never from its one-line hint.
+        container->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     } else {
         QBoxLayout *box = nullptr;
         if (row && minItemWidth > 0)
@@ -171,9 +179,9 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
 
     if (!readFlag(el, "scroll"_L1, false))
         return container;
-    if (el.contains("height"_L1)) {
+    if (const auto height = readOptionalInt(el, "height"_L1, 40, 4000)) {
         QScrollArea *area = plainScrollArea(container, parent);
-        area->setFixedHeight(readInt(el, "height"_L1, 200, 40, 4000));
+        area->setFixedHeight(*height);
         return area;
     }
     auto *area = new NaturalScroll(parent);
@@ -259,7 +267,7 @@ QWidget *buildTabs(const QJsonObject &el, const Callbacks &cb, int depth, QWidge
         const QJsonObject badge = readObject(entry, "badge"_L1);
         if (!badge.isEmpty())
             title += "  "_L1 + readText(badge, "text"_L1);
-        widget->addTab(page, title);
+        widget->addTab(page, buttonText(title));
     }
     if (widget->count() == 0) {
         delete widget;

@@ -25,7 +25,7 @@ int ledSize(const QJsonObject &el)
 
 QColor ledColor(const QJsonObject &el)
 {
-    const QString tone = readText(el, "tone"_L1);
+    const QString tone = readName(el, "tone"_L1);
     if (!tone.isEmpty())
         return theme::toneColor(tone);
     return theme::toneColor(readText(el, "state"_L1, u"idle"_s));

@@ -24,7 +24,7 @@ QString logHtml(const QJsonArray &lines, bool wrap)
         if (line.isObject()) {
             const QJsonObject o = line.toObject();
             text = readText(o, "text"_L1);
-            color = theme::toneColor(readText(o, "tone"_L1, u"body"_s));
+            color = theme::toneColor(readName(o, "tone"_L1, u"body"_s));
         } else {
             // Strings as they are; a stray number or flag is still shown rather than dropped.
             text = valueText(line);

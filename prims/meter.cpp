@@ -43,7 +43,7 @@ std::optional<double> meterTarget(const QJsonObject &el)
 void paintMeter(QPainter &p, const QRect &r, const QJsonObject &el)
 {
     const theme::Palette &pal = theme::palette();
-    const QColor tone = theme::toneColor(readText(el, "tone"_L1, u"accent"_s));
+    const QColor tone = theme::toneColor(readName(el, "tone"_L1, u"accent"_s));
     QRectF area = r;
 
     if (hasHeader(el)) {
@@ -77,7 +77,7 @@ void paintMeter(QPainter &p, const QRect &r, const QJsonObject &el)
         const QJsonObject seg = entry.toObject();
         const double from = rangeFraction(readNumber(seg, "from"_L1, min), min, max);
         const double to = rangeFraction(readNumber(seg, "to"_L1, min), min, max);
-        QColor c = theme::toneColor(readText(seg, "tone"_L1, u"idle"_s));
+        QColor c = theme::toneColor(readName(seg, "tone"_L1, u"idle"_s));
         c.setAlpha(90);
         p.fillRect(QRectF(bar.x() + from * bar.width(), bar.y(), (to - from) * bar.width(), bar.height()), c);
     }

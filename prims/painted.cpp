@@ -45,12 +45,57 @@ QWidget *captioned(QWidget *widget, const QString &caption, QWidget *parent)
     if (caption.isEmpty() || !widget)
         return widget;
     auto *box = new QWidget(parent);
+    // A container that sizes its children leaves this one its own width.
+    box->setMinimumWidth(widget->minimumWidth());
     auto *column = new QVBoxLayout(box);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(2);
     column->addWidget(widget);
-    column->addWidget(textLabel(caption, 9, theme::toneColor(u"muted"_s), false, false, box));
+    QLabel *label = textLabel(caption, 9, theme::toneColor(u"muted"_s), false, false, box);
+    label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+    column->addWidget(label);
     return box;
+}
+
+QRectF inkRect(const QFontMetricsF &fm, const QRectF &box, int flags, const QString &text)
+{
+    const qreal advance = fm.horizontalAdvance(text);
+    qreal x = box.left();
+    if (flags & Qt::AlignHCenter)
+        x = box.center().x() - advance / 2;
+    else if (flags & Qt::AlignRight)
+        x = box.right() - advance;
+    qreal baseline = box.top() + (box.height() - fm.height()) / 2 + fm.ascent();
+    if (flags & Qt::AlignTop)
+        baseline = box.top() + fm.ascent();
+    else if (flags & Qt::AlignBottom)
+        baseline = box.bottom() - fm.descent();
+    return fm.tightBoundingRect(text).translated(x, baseline);
+}
+
+void drawFitted(QPainter &p, const QRectF &box, int flags, const QString &text, QFont font,
+                const std::function<bool(const QRectF &ink)> &fits)
+{
+    constexpr qreal kSmallest = 6;
+    QString shown = text;
+    for (;;) {
+        const QFontMetricsF fm(font, p.device());
+        if (fits(inkRect(fm, box, flags, shown)))
+            break;
+        if (font.pointSizeF() > kSmallest) {
+            font.setPointSizeF(std::max(kSmallest, font.pointSizeF() - 1));
+            continue;
+        }
+        // At the smallest size, the longest start of the text that fits, marked as cut.
+        qreal width = fm.horizontalAdvance(shown);
+        while (width > 0 && !fits(inkRect(fm, box, flags, shown))) {
+            width -= std::max<qreal>(1, width / 16);
+            shown = fm.elidedText(text, Qt::ElideRight, width);
+        }
+        break;
+    }
+    p.setFont(font);
+    p.drawText(box, flags, shown);
 }
 
 double rangeFraction(double value, double min, double max)

@@ -8,6 +8,8 @@
 
 #include <functional>
 
+class QFont;
+class QFontMetricsF;
 class QPainter;
 
 namespace prims {
@@ -33,8 +35,18 @@ private:
     Painter m_painter;
 };
 
-// `widget` itself when the caption is empty; otherwise a column of the widget and the caption.
+// `widget` itself when the caption is empty; otherwise a column of the widget and the caption
+// centred under it, at least as wide as the widget must be.
 QWidget *captioned(QWidget *widget, const QString &caption, QWidget *parent);
+
+// Where the ink of one line of `text` falls when drawn in `box` with `flags`.
+QRectF inkRect(const QFontMetricsF &metrics, const QRectF &box, int flags, const QString &text);
+
+// Draws one line of `text` in `box` as QPainter::drawText does, in `font` when its ink `fits`, else
+// in the largest smaller size (down to 6 points) that fits; only a text that fits at no size is cut,
+// with an ellipsis. So an instrument's words never run over its scale or out of its widget.
+void drawFitted(QPainter &painter, const QRectF &box, int flags, const QString &text, QFont font,
+                const std::function<bool(const QRectF &ink)> &fits);
 
 // (value - min) / (max - min) clamped to 0..1; 0 when max is not above min.
 double rangeFraction(double value, double min, double max);

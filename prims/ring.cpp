@@ -44,19 +44,27 @@ void paintRing(QPainter &p, const QRect &r, const QJsonObject &el)
     p.drawEllipse(circle);
     const double fraction = valueFraction(el);
     if (fraction > 0) {
-        p.setPen(QPen(theme::toneColor(readText(el, "tone"_L1, u"accent"_s)), pen, Qt::SolidLine, Qt::RoundCap));
+        p.setPen(QPen(theme::toneColor(readName(el, "tone"_L1, u"accent"_s)), pen, Qt::SolidLine, Qt::RoundCap));
         p.drawArc(circle, 90 * 16, -sixteenths(fraction * 360.0));
     }
 
+    // The text stays inside the ring.
+    const QPointF c = circle.center();
+    const double inner = diameter / 2 - pen / 2.0 - 1;
+    auto insideRing = [c, inner](const QRectF &ink) {
+        const double dx = std::max(std::abs(ink.left() - c.x()), std::abs(ink.right() - c.x()));
+        const double dy = std::max(std::abs(ink.top() - c.y()), std::abs(ink.bottom() - c.y()));
+        return dx * dx + dy * dy <= inner * inner;
+    };
     const int points = size / 7 < 9 ? 8 : size / 7;
     p.setPen(pal.ink);
-    p.setFont(theme::uiFont(points, true));
-    p.drawText(circle, Qt::AlignCenter, ringText(el));
+    drawFitted(p, circle, Qt::AlignCenter, ringText(el), theme::uiFont(points, true), insideRing);
 }
 
 QWidget *buildRing(const QJsonObject &el, QWidget *parent)
 {
     auto *painted = new Painted(el, &paintRing, ringSize(el), parent);
+    painted->setMinimumWidth(ringSize(el));
     return captioned(painted, readText(el, "caption"_L1), parent);
 }
 

@@ -7,6 +7,7 @@
 #include <QBoxLayout>
 #include <QFrame>
 #include <QLabel>
+#include <QTextDocument>
 
 #include <algorithm>
 #include <array>
@@ -82,7 +83,7 @@ QWidget *buildAlert(const QJsonObject &el, const Callbacks &cb, int depth, QWidg
     const QString detail = readText(el, "detail"_L1);
     if (title.isEmpty() && detail.isEmpty())
         return nullptr;
-    const QString tone = readText(el, "tone"_L1, u"accent"_s);
+    const QString tone = readName(el, "tone"_L1, u"accent"_s);
     const QColor color = theme::toneColor(tone);
 
     QFrame *frame = surfaceFrame(raisedTint(tone, 0.10), 1, color, parent);
@@ -129,7 +130,7 @@ QWidget *buildDialog(const QJsonObject &el, const Callbacks &cb, int depth, QWid
     const QJsonArray actions = readArray(el, "actions"_L1, 16);
     if (title.isEmpty() && detail.isEmpty() && items.isEmpty() && actions.isEmpty())
         return nullptr;
-    const QString tone = readText(el, "tone"_L1, u"accent"_s);
+    const QString tone = readName(el, "tone"_L1, u"accent"_s);
     const QColor color = theme::toneColor(tone);
 
     QFrame *frame = surfaceFrame(raisedTint(tone, 0.08), isNeutralTone(tone) ? 1 : 2, color, parent);
@@ -142,17 +143,14 @@ QWidget *buildDialog(const QJsonObject &el, const Callbacks &cb, int depth, QWid
         box->addWidget(textLabel(detail, 10, theme::palette().ink, false, false, frame));
 
     // "grow" on the dialog names one item by position; otherwise items say it themselves.
-    const QJsonValue growKey = el.value("grow"_L1);
-    const bool byIndex = el.contains("grow"_L1) && !growKey.isBool();
-    const int growIndex = byIndex ? clampToInt(readNumber(growKey, -1), -1, 4000) : -1;
+    const std::optional<int> growIndex = readOptionalInt(el, "grow"_L1, -1, 4000);
     bool grew = false;
     for (qsizetype i = 0; i < items.size(); ++i) {
         QWidget *child = buildChild(items.at(i), cb, depth, frame);
         if (!child)
             continue;
-        const bool grows = byIndex ? i == growIndex : items.at(i).toObject().value("grow"_L1) == QJsonValue(true);
-        child->setSizePolicy(child->sizePolicy().horizontalPolicy(),
-                             grows ? QSizePolicy::Expanding : QSizePolicy::Maximum);
+        const bool grows = growIndex ? i == *growIndex : readTrue(items.at(i).toObject(), "grow"_L1);
+        setGrows(child, grows);
         box->addWidget(child, grows ? 1 : 0);
         grew = grew || grows;
     }
@@ -268,14 +266,16 @@ QWidget *buildTooltip(const QJsonObject &el, const Callbacks &cb, int depth, QWi
     else
         row->addStretch(1);
 
-    QLabel *marker = roundMarker(u"?"_s, 16, 8, 1, theme::toneColor(readText(el, "tone"_L1, u"muted"_s)), holder);
+    QLabel *marker = roundMarker(u"?"_s, 16, 8, 1, theme::toneColor(readName(el, "tone"_L1, u"muted"_s)), holder);
     marker->setObjectName(u"tipMarker"_s);
     row->addWidget(marker, 0, Qt::AlignTop);
     if (!tip.isEmpty()) {
-        holder->setToolTip(tip);
-        marker->setToolTip(tip);
+        // A tool tip that looks like markup is drawn as markup: this one shows the tip as typed.
+        const QString shown = Qt::convertFromPlainText(tip, Qt::WhiteSpaceNormal);
+        holder->setToolTip(shown);
+        marker->setToolTip(shown);
         if (item)
-            item->setToolTip(tip);
+            item->setToolTip(shown);
     }
     return holder;
 }

@@ -2,61 +2,19 @@
 
 #include "app/base/theme.h"
 
-#include <QEnterEvent>
-#include <QLabel>
-
 #include <algorithm>
 #include <cmath>
 
 namespace prims {
-
-QString breakable(const QString &text)
-{
-    constexpr int run = 24;
-    QString out;
-    int sinceSpace = 0;
-    for (const QChar c : text) {
-        if (c.isSpace()) {
-            sinceSpace = 0;
-        } else if (++sinceSpace > run) {
-            out += QChar(0x200B);
-            sinceSpace = 1;
-        }
-        out += c;
-    }
-    return out;
-}
 
 QString capped(const QString &text, int most)
 {
     return text.size() <= most ? text : text.left(std::max(0, most - 1)) + QChar(0x2026);
 }
 
-namespace {
-
-// A label whose text becomes selectable when the pointer first comes over it. A selectable label
-// lays its text out through a whole text document, several times slower than a plain one; a
-// screen holds hundreds of labels and the technician selects text in few of them.
-class TextLabel final : public QLabel
+TextLabel *textLabel(const QString &text, int points, const QColor &color, bool bold, bool mono, QWidget *parent)
 {
-public:
-    using QLabel::QLabel;
-
-protected:
-    void enterEvent(QEnterEvent *event) override
-    {
-        if (textInteractionFlags() == Qt::NoTextInteraction)
-            setTextInteractionFlags(Qt::TextSelectableByMouse);
-        QLabel::enterEvent(event);
-    }
-};
-
-} // namespace
-
-QLabel *textLabel(const QString &text, int points, const QColor &color, bool bold, bool mono, QWidget *parent)
-{
-    auto *label = new TextLabel(breakable(text), parent);
-    label->setTextFormat(Qt::PlainText);
+    auto *label = new TextLabel(text, parent);
     QFont font = mono ? theme::monoFont(points) : theme::uiFont(points, bold);
     if (mono)
         font.setWeight(bold ? QFont::Bold : QFont::Normal);
@@ -69,15 +27,22 @@ QLabel *textLabel(const QString &text, int points, const QColor &color, bool bol
     return label;
 }
 
-QLabel *pillLabel(const QString &text, const QColor &color, int points, bool outlined, QWidget *parent)
+TextLabel *pillLabel(const QString &text, const QColor &color, int points, bool outlined, QWidget *parent)
 {
-    auto *label = new QLabel(capped(text, 40), parent);
-    label->setTextFormat(Qt::PlainText);
+    auto *label = new TextLabel(capped(text, 40), parent);
     label->setFont(theme::uiFont(std::clamp(points, 6, 24), true));
+    label->setWordWrap(true);
+    label->setPrefersOneLine(true);
     const QString border = outlined ? QStringLiteral("1px solid ") + color.name() : QStringLiteral("none");
     label->setStyleSheet(QStringLiteral("color:%1; background:%2; border:%3;border-radius:%4px; padding:1px 9px;")
                              .arg(color.name(), theme::palette().grey.name(), border, QString::number(9)));
     return label;
+}
+
+QString buttonText(const QString &text)
+{
+    QString shown = text;
+    return shown.replace(u'&', QStringLiteral("&&"));
 }
 
 QString valueText(const QJsonValue &value)

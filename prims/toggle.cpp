@@ -126,7 +126,7 @@ QJsonObject toggleBody(const QJsonObject &el, bool on)
 QWidget *buildToggle(const QJsonObject &el, const Callbacks &cb, QWidget *parent)
 {
     auto *sw = new Switch(readText(el, "on_text"_L1, u"On"_s), readText(el, "off_text"_L1, u"Off"_s),
-                          theme::toneColor(readText(el, "tone"_L1, u"accent"_s)), parent);
+                          theme::toneColor(readName(el, "tone"_L1, u"accent"_s)), parent);
     sw->setChecked(readFlag(el, "value"_L1, false));
     setFieldId(sw, readText(el, "id"_L1));
 

@@ -1,6 +1,6 @@
 #pragma once
-// A layout that flows its items into lines, each line justified to the full width; it has a
-// height for every width, so rows of buttons or cards never clip or overlap when narrow.
+// A layout that flows its items into lines; it has a height for every width, so rows of buttons,
+// cards, steps or a figure with its unit never clip, overlap or squeeze a word when narrow.
 
 #include <QLayout>
 #include <QList>
@@ -12,8 +12,20 @@ class WrapRow final : public QLayout
     Q_OBJECT
 
 public:
+    // How the items of a line share its width.
+    enum class Fill {
+        // Preferred widths, the spare shared out, the line's last item ending on the right edge.
+        Justify,
+        // One width for all, as many to a line as the widest item's preferred width allows: the
+        // lines form columns.
+        Grid,
+        // Preferred widths (at most the line's), packed to the left, each item at its own height
+        // centred in its line.
+        Pack,
+    };
+
     // `spacing` is used both between items and between lines.
-    explicit WrapRow(QWidget *parent = nullptr, int margin = 0, int spacing = 6);
+    explicit WrapRow(QWidget *parent = nullptr, int margin = 0, int spacing = 6, Fill fill = Fill::Justify);
     ~WrapRow() override;
 
     void addItem(QLayoutItem *item) override;
@@ -32,8 +44,10 @@ private:
     // Lays the items out in `rect` (placing them only when `place`); returns the height used.
     int flow(const QRect &rect, bool place) const;
     int gap() const;
+    QList<QLayoutItem *> visibleItems() const;
 
     QList<QLayoutItem *> m_items;
+    Fill m_fill = Fill::Justify;
 
     Q_DISABLE_COPY_MOVE(WrapRow)
 };

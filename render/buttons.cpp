@@ -3,13 +3,13 @@
 #include "app/base/modal.h"
 #include "app/base/theme.h"
 #include "prims/json.h"
+#include "prims/text.h"
 
 #include <QApplication>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QIcon>
 #include <QJsonArray>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -77,8 +77,9 @@ bool questionBox(const QString &title, const QString &detail, const QString &kin
     QMessageBox box(parent);
     box.setIcon(QMessageBox::Question);
     box.setWindowTitle(title);
+    box.setTextFormat(Qt::PlainText);
     box.setText(detail);
-    QPushButton *confirm = box.addButton(confirmText, QMessageBox::AcceptRole);
+    QPushButton *confirm = box.addButton(prims::buttonText(confirmText), QMessageBox::AcceptRole);
     confirm->setObjectName(u"confirmButton"_s);
     confirm->setProperty("kind", kind);
     QPushButton *cancel = box.addButton(QMessageBox::Cancel);
@@ -135,16 +136,17 @@ QDialog *typedWordDialog(const QString &title, const QString &detail, const QStr
     dialog->setMinimumWidth(460);
     auto *box = new QVBoxLayout(dialog);
 
-    auto *heading = new QLabel(title, dialog);
+    auto *heading = new prims::TextLabel(title, dialog);
     heading->setFont(theme::uiFont(11, true));
     heading->setWordWrap(true);
     box->addWidget(heading);
-    auto *detailLabel = new QLabel(detail, dialog);
+    auto *detailLabel = new prims::TextLabel(detail, dialog);
     detailLabel->setFont(theme::uiFont(10));
     detailLabel->setWordWrap(true);
     box->addWidget(detailLabel);
-    auto *prompt = new QLabel(u"Type %1 to continue."_s.arg(word), dialog);
+    auto *prompt = new prims::TextLabel(u"Type %1 to continue."_s.arg(word), dialog);
     prompt->setFont(theme::uiFont(10));
+    prompt->setWordWrap(true);
     box->addWidget(prompt);
 
     auto *edit = new QLineEdit(dialog);
@@ -153,7 +155,7 @@ QDialog *typedWordDialog(const QString &title, const QString &detail, const QStr
 
     auto *buttons = new QDialogButtonBox(dialog);
     buttons->addButton(QDialogButtonBox::Cancel);
-    QPushButton *confirm = buttons->addButton(confirmText, QDialogButtonBox::AcceptRole);
+    QPushButton *confirm = buttons->addButton(prims::buttonText(confirmText), QDialogButtonBox::AcceptRole);
     confirm->setObjectName(u"confirmButton"_s);
     confirm->setProperty("kind", kind);
     confirm->setEnabled(false);
@@ -190,13 +192,13 @@ QPushButton *actionButton(const QJsonObject &el, const Actions &actions, QWidget
 {
     const QString label = prims::readText(el, "label"_L1);
     const QString style = prims::readText(el, "style"_L1);
-    auto *button = new QPushButton(label, parent);
+    auto *button = new QPushButton(prims::buttonText(label), parent);
     if (const QString icon = prims::readText(el, "icon"_L1); !icon.isEmpty())
         button->setIcon(iconNamed(icon));
     button->setProperty("kind", style.isEmpty() ? u"normal"_s : style);
     button->setProperty("pressSound", pressSoundFor(el));
-    if (el.contains("width"_L1))
-        button->setFixedWidth(prims::readInt(el, "width"_L1, 0, 0, 4000));
+    if (const auto width = prims::readOptionalInt(el, "width"_L1, 0, 4000))
+        button->setFixedWidth(*width);
     button->setCursor(Qt::PointingHandCursor);
     // A button keeps its own width instead of stretching across the section.
     button->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);

@@ -27,7 +27,7 @@ constexpr int kCardMinWidth = 180; // narrow enough for four across a laptop scr
 QFrame *cardCell(const QJsonObject &card, const Actions &actions, QWidget *parent)
 {
     const theme::Palette &pal = theme::palette();
-    const QString tone = prims::readText(card, "tone"_L1, u"idle"_s);
+    const QString tone = prims::readName(card, "tone"_L1, u"idle"_s);
     const QColor accent = tone == "idle"_L1 ? pal.dim : theme::toneColor(tone);
 
     auto *cell = new QFrame(parent);

@@ -95,11 +95,20 @@ QWidget *box(const QJsonObject &el, const Actions &actions, int depth, QWidget *
     return area;
 }
 
+// Whether a shape element gives its own paint: a tone, or a fill or stroke as a tone or an object.
+bool namesPaint(const QJsonObject &el)
+{
+    auto given = [&el](QLatin1StringView key) {
+        return !prims::readName(el, key).isEmpty() || !prims::readObject(el, key).isEmpty();
+    };
+    return given("tone"_L1) || given("fill"_L1) || given("stroke"_L1);
+}
+
 } // namespace
 
 QWidget *divider(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
-    const QColor color = theme::toneColor(prims::readText(el, "tone"_L1, u"edge"_s));
+    const QColor color = theme::toneColor(prims::readName(el, "tone"_L1, u"edge"_s));
     const QString label = prims::readText(el, "label"_L1);
     auto line = [&color](QWidget *owner) {
         auto *frame = new QFrame(owner);
@@ -159,7 +168,7 @@ QWidget *canvas(const QJsonObject &el, const Actions &actions, int, QWidget *par
 {
     QJsonObject spec = el;
     // A drawing fills the width it gets unless it names its own fit.
-    if (!el.contains("fit"_L1))
+    if (prims::readName(el, "fit"_L1).isEmpty())
         spec.insert("fit"_L1, u"width"_s);
     const QJsonArray viewbox = prims::readArray(el, "viewbox"_L1, 4);
     QPointF origin;
@@ -205,7 +214,7 @@ QWidget *shape(const QJsonObject &el, const Actions &actions, int, QWidget *pare
         item.insert("y"_L1, 1);
         item.insert("w"_L1, size - 2);
         item.insert("h"_L1, size - 2);
-        if (!el.contains("fill"_L1) && !el.contains("tone"_L1) && !el.contains("stroke"_L1))
+        if (!namesPaint(el))
             item.insert("tone"_L1, u"accent"_s);
     }
     QJsonObject spec{{"width"_L1, size}, {"height"_L1, size}, {"items"_L1, QJsonArray{item}}};
@@ -221,7 +230,7 @@ QWidget *shape(const QJsonObject &el, const Actions &actions, int, QWidget *pare
     layout->addWidget(drawing, 0, Qt::AlignVCenter);
     const QString label = prims::readText(el, "label"_L1);
     if (!label.isEmpty()) {
-        const QColor color = theme::textTone(prims::readText(el, "label_tone"_L1, u"body"_s));
+        const QColor color = theme::textTone(prims::readName(el, "label_tone"_L1, u"body"_s));
         layout->addWidget(prims::textLabel(label, 10, color, false, false, holder), 1, Qt::AlignVCenter);
     } else {
         layout->addStretch(1);

@@ -92,8 +92,7 @@ QWidget *element(const QJsonObject &el, const Actions &actions, int depth, QWidg
     if (depth > prims::kMaxDepth)
         return prims::tooDeepNote(parent);
 
-    const QJsonValue typeValue = el.value(QLatin1StringView("type"));
-    const QString type = typeValue.isString() ? typeValue.toString() : QString();
+    const QString type = prims::readName(el, QLatin1StringView("type"));
 
     // A type with a builder draws what its builder gives, possibly nothing (an empty container
     // takes no space). Only types without a builder reach the fallbacks below.

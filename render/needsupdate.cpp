@@ -5,7 +5,6 @@
 #include "prims/text.h"
 
 #include <QFrame>
-#include <QLabel>
 #include <QVBoxLayout>
 
 namespace render {
@@ -21,17 +20,17 @@ QFrame *needsUpdate(const QString &subject, QWidget *parent)
     box->setContentsMargins(10, 6, 10, 6);
     box->setSpacing(2);
 
-    auto *heading = new QLabel(QStringLiteral("This part of the screen needs a newer Kestro Connect"), frame);
+    auto *heading = new prims::TextLabel(QStringLiteral("This part of the screen needs a newer Kestro Connect"), frame);
     heading->setFont(theme::uiFont(10, true));
     heading->setWordWrap(true);
     heading->setStyleSheet(QStringLiteral("color:%1;").arg(theme::toneColor(warn).name()));
     box->addWidget(heading);
 
-    auto *text = new QLabel(QStringLiteral("The unit sent %1, which this app (v%2) cannot draw. Install the current "
-                                           "Kestro Connect to see it. Everything else on this screen is unaffected.")
-                                .arg(prims::breakable(prims::capped(subject, 200)), QLatin1String(app::kVersion)),
-                            frame);
-    text->setTextFormat(Qt::PlainText);
+    auto *text =
+        new prims::TextLabel(QStringLiteral("The unit sent %1, which this app (v%2) cannot draw. Install the current "
+                                            "Kestro Connect to see it. Everything else on this screen is unaffected.")
+                                 .arg(prims::capped(subject, 200), QLatin1String(app::kVersion)),
+                             frame);
     text->setFont(theme::uiFont(9));
     text->setWordWrap(true);
     box->addWidget(text);

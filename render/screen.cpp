@@ -26,8 +26,13 @@ QList<int> versionParts(const QString &text)
     const QRegularExpressionMatch m = leading.match(text);
     if (!m.hasMatch())
         return parts;
-    for (const QString &piece : m.captured(1).split(u'.'))
-        parts << int(std::min(piece.toLongLong(), qlonglong(1) << 30));
+    // A part too long for any integer is still a very large number, never 0.
+    constexpr qlonglong kMost = qlonglong(1) << 30;
+    for (const QString &piece : m.captured(1).split(u'.')) {
+        bool ok = false;
+        const qlonglong n = piece.toLongLong(&ok);
+        parts << int(ok ? std::min(n, kMost) : kMost);
+    }
     return parts;
 }
 

@@ -8,7 +8,6 @@
 
 #include <QFrame>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -53,8 +52,7 @@ QWidget *section(const QJsonObject &sec, const Actions &actions, int depth, QWid
     auto *header = new QWidget(frame);
     auto *headerBox = new QHBoxLayout(header);
     headerBox->setContentsMargins(0, 0, 0, 2);
-    auto *title = new QLabel(prims::breakable(label), header);
-    title->setTextFormat(Qt::PlainText);
+    auto *title = new prims::TextLabel(label, header);
     title->setObjectName(u"sectionTitle"_s);
     title->setFont(theme::uiFont(nested ? 11 : 13, true));
     title->setStyleSheet(u"color:%1;"_s.arg(theme::palette().ink.name()));
@@ -62,7 +60,7 @@ QWidget *section(const QJsonObject &sec, const Actions &actions, int depth, QWid
     headerBox->addWidget(title, 1);
     const QString badgeLabel = prims::readText(badge, "label"_L1);
     if (!badgeLabel.isEmpty()) {
-        const QColor tone = theme::toneColor(prims::readText(badge, "tone"_L1));
+        const QColor tone = theme::toneColor(prims::readName(badge, "tone"_L1));
         headerBox->addWidget(prims::pillLabel(badgeLabel, tone, 9, true, header), 0, Qt::AlignTop);
     }
     if (!label.isEmpty() || !badgeLabel.isEmpty())

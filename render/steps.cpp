@@ -3,6 +3,7 @@
 #include "app/base/theme.h"
 #include "prims/json.h"
 #include "prims/text.h"
+#include "prims/wraprow.h"
 #include "render/section.h"
 
 #include <QHBoxLayout>
@@ -93,14 +94,14 @@ StepCell *stepCell(const StepInfo &step, int position, bool shown, const Actions
     box->setContentsMargins(9, 5, 9, 5);
     box->setSpacing(1);
     const QString top = step.issue ? u"PROBLEM"_s : step.completed ? u"DONE"_s : u"STEP %1"_s.arg(position + 1);
-    QLabel *topLabel = prims::textLabel(top, 8, theme::toneColor(tone), true, false, cell);
+    prims::TextLabel *topLabel = prims::textLabel(top, 8, theme::toneColor(tone), true, false, cell);
     topLabel->setObjectName(u"stepTag"_s);
-    topLabel->setTextInteractionFlags(Qt::NoTextInteraction);
+    topLabel->setSelectable(false);
     box->addWidget(topLabel);
-    QLabel *name = prims::textLabel(step.label, 9, step.completed ? pal.muted : pal.ink, false, false, cell);
+    prims::TextLabel *name = prims::textLabel(step.label, 9, step.completed ? pal.muted : pal.ink, false, false, cell);
     name->setObjectName(u"stepLabel"_s);
     // Selectable text would swallow the release that views the step.
-    name->setTextInteractionFlags(Qt::NoTextInteraction);
+    name->setSelectable(false);
     box->addWidget(name);
     box->addStretch(1);
 
@@ -191,14 +192,14 @@ QWidget *steps(const QJsonArray &steps, const Actions &actions, QWidget *parent)
     box->setContentsMargins(0, 0, 0, 0);
     box->setSpacing(8);
 
+    // Cells of one width side by side; when they no longer fit, they go on in more lines of
+    // the same columns instead of squeezing their words.
     auto *strip = new QWidget(block);
     strip->setObjectName(u"stepStrip"_s);
-    auto *stripBox = new QHBoxLayout(strip);
-    stripBox->setContentsMargins(0, 0, 0, 0);
-    stripBox->setSpacing(6);
+    auto *stripBox = new prims::WrapRow(strip, 0, 6, prims::WrapRow::Fill::Grid);
     for (qsizetype i = 0; i < steps.size(); ++i) {
         const StepInfo step = readStep(steps.at(i).toObject());
-        stripBox->addWidget(stepCell(step, int(i), i == shown, actions, strip), 1);
+        stripBox->addWidget(stepCell(step, int(i), i == shown, actions, strip));
     }
     box->addWidget(strip);
 

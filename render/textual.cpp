@@ -1,8 +1,10 @@
 #include "render/textual.h"
 
 #include "app/base/theme.h"
+#include "prims/containers.h"
 #include "prims/json.h"
 #include "prims/text.h"
+#include "prims/textlabel.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -15,7 +17,7 @@ namespace render {
 QWidget *heading(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
     const int size = prims::readInt(el, "size"_L1, 14, 8, 28);
-    return prims::textLabel(prims::readText(el, "text"_L1), size, theme::toneColor(prims::readText(el, "tone"_L1)),
+    return prims::textLabel(prims::readText(el, "text"_L1), size, theme::toneColor(prims::readName(el, "tone"_L1)),
                             true, false, parent);
 }
 
@@ -24,7 +26,7 @@ QWidget *text(const QJsonObject &el, const Actions &, int, QWidget *parent)
     const bool mono = prims::readFlag(el, "mono"_L1, false);
     const int size = prims::readInt(el, "size"_L1, 10, 7, mono ? 28 : 48);
     QLabel *label =
-        prims::textLabel(prims::readText(el, "text"_L1), size, theme::textTone(prims::readText(el, "tone"_L1)),
+        prims::textLabel(prims::readText(el, "text"_L1), size, theme::textTone(prims::readName(el, "tone"_L1)),
                          prims::readFlag(el, "bold"_L1, false), mono, parent);
     label->setWordWrap(prims::readFlag(el, "wrap"_L1, true));
     const QString align = prims::readText(el, "align"_L1);
@@ -32,8 +34,8 @@ QWidget *text(const QJsonObject &el, const Actions &, int, QWidget *parent)
         label->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
     else if (align == "right"_L1)
         label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    if (el.contains("width"_L1))
-        label->setFixedWidth(prims::readInt(el, "width"_L1, 0, 0, 4000));
+    if (const auto width = prims::readOptionalInt(el, "width"_L1, 0, 4000))
+        label->setFixedWidth(*width);
     return label;
 }
 
@@ -47,12 +49,13 @@ QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
     label->setFixedWidth(150);
     label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     box->addWidget(label, 0, Qt::AlignTop);
-    const QString tone = prims::readText(el, "tone"_L1, u"body"_s);
+    const QString tone = prims::readName(el, "tone"_L1, u"body"_s);
     box->addWidget(
         prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true, false, row), 1,
         Qt::AlignTop);
-    // Extra height from a growing parent goes below the pair, never between label and value.
-    row->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    // Extra height from a growing parent goes below the pair (both sit at the top), never between
+    // label and value; a wrapped value keeps every line.
+    prims::setGrows(row, false);
     return row;
 }
 
@@ -63,7 +66,7 @@ QWidget *chips(const QJsonObject &el, const Actions &, int, QWidget *parent)
         const QJsonObject chip = v.toObject();
         const QString text = prims::readText(chip, "text"_L1);
         if (!text.isEmpty())
-            list.append({prims::capped(text, 60), prims::readText(chip, "tone"_L1, u"idle"_s)});
+            list.append({text, prims::readName(chip, "tone"_L1, u"idle"_s)});
     }
     return new ChipFlow(list, parent);
 }
@@ -80,26 +83,40 @@ ChipFlow::ChipFlow(const QList<Chip> &chips, QWidget *parent)
 
 QList<QRect> ChipFlow::placeChips(int width) const
 {
+    // A chip wider than the whole row takes the row's width and wraps its text onto more lines.
     const QFontMetrics fm(font());
-    const int h = fm.height() + 2 * kPadV;
+    const int oneLine = fm.height() + 2 * kPadV;
+    const int row = std::max(width, 1);
     QList<QRect> rects;
-    int x = 0, y = 0;
+    int x = 0, y = 0, lineHeight = 0;
     for (const Chip &chip : m_chips) {
-        const int w = std::min(fm.horizontalAdvance(chip.text) + 2 * kPadH + 1, std::max(width, 1));
+        const int natural = fm.horizontalAdvance(chip.text) + 2 * kPadH + 1;
+        const int w = std::min(natural, row);
+        const int h = natural <= row ? oneLine : prims::textSize(font(), chip.text, w - 2 * kPadH).height() + 2 * kPadV;
         if (x > 0 && x + w > width) {
             x = 0;
-            y += h + kGap;
+            y += lineHeight + kGap;
+            lineHeight = 0;
         }
         rects.append(QRect(x, y, w, h));
         x += w + kGap;
+        lineHeight = std::max(lineHeight, h);
     }
     return rects;
+}
+
+int ChipFlow::bottom(const QList<QRect> &rects)
+{
+    int most = 0;
+    for (const QRect &r : rects)
+        most = std::max(most, r.bottom() + 1);
+    return most;
 }
 
 QSize ChipFlow::sizeHint() const
 {
     const QList<QRect> rects = placeChips(QWIDGETSIZE_MAX);
-    return rects.isEmpty() ? QSize(0, 0) : QSize(rects.last().right() + 1, rects.last().bottom() + 1);
+    return rects.isEmpty() ? QSize(0, 0) : QSize(rects.last().right() + 1, bottom(rects));
 }
 
 QSize ChipFlow::minimumSizeHint() const
@@ -112,8 +129,7 @@ QSize ChipFlow::minimumSizeHint() const
 
 int ChipFlow::heightForWidth(int width) const
 {
-    const QList<QRect> rects = placeChips(width);
-    return rects.isEmpty() ? 0 : rects.last().bottom() + 1;
+    return bottom(placeChips(width));
 }
 
 void ChipFlow::paintEvent(QPaintEvent *)
@@ -121,18 +137,19 @@ void ChipFlow::paintEvent(QPaintEvent *)
     QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing);
     const QList<QRect> rects = placeChips(width());
+    const double round = (fontMetrics().height() + 2 * kPadV - 1) / 2.0;
+    QTextOption wrapped(Qt::AlignCenter);
+    wrapped.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     for (qsizetype i = 0; i < rects.size(); ++i) {
         const QRectF r = QRectF(rects[i]).adjusted(0.5, 0.5, -0.5, -0.5);
         p.setPen(Qt::NoPen);
         p.setBrush(theme::toneSoft(m_chips[i].tone));
-        p.drawRoundedRect(r, r.height() / 2, r.height() / 2);
+        p.drawRoundedRect(r, std::min(round, r.height() / 2), std::min(round, r.height() / 2));
         p.setPen(theme::toneColor(m_chips[i].tone));
-        // Only a chip wider than the whole row is cut; rounding must not elide a chip that fits.
-        const QString &full = m_chips[i].text;
-        const int room = rects[i].width() - 2 * kPadH;
-        const QString text =
-            fontMetrics().horizontalAdvance(full) <= room ? full : fontMetrics().elidedText(full, Qt::ElideRight, room);
-        p.drawText(rects[i], Qt::AlignCenter, text);
+        if (rects[i].height() <= fontMetrics().height() + 2 * kPadV)
+            p.drawText(rects[i], Qt::AlignCenter, m_chips[i].text);
+        else
+            p.drawText(QRectF(rects[i]).adjusted(kPadH, kPadV, -kPadH, -kPadV), m_chips[i].text, wrapped);
     }
 }
 

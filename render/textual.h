@@ -41,6 +41,8 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    static int bottom(const QList<QRect> &rects);
+
     static constexpr int kPadH = 8;
     static constexpr int kPadV = 2;
     static constexpr int kGap = 6;

@@ -1,9 +1,9 @@
 #include "render/toast.h"
 
 #include "app/base/theme.h"
+#include "prims/textlabel.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QMouseEvent>
 #include <QTimer>
 
@@ -19,7 +19,7 @@ ToastStrip::ToastStrip(QWidget *parent)
     setAttribute(Qt::WA_StyledBackground);
     auto *box = new QHBoxLayout(this);
     box->setContentsMargins(12, 6, 12, 6);
-    m_label = new QLabel(this);
+    m_label = new prims::TextLabel(QString(), this);
     m_label->setWordWrap(true);
     m_label->setFont(theme::uiFont(10));
     box->addWidget(m_label, 1);

@@ -204,6 +204,8 @@ private slots:
             << QStringList{"--compare", "@A,@A", "--tolerance", "lots"} << 0 << "0.000\n";
         QTest::newRow("tolerance not a number fails on any pixel")
             << QStringList{"--tolerance=lots", "--compare=@A,@B"} << 1 << "25.000\n";
+        QTest::newRow("tolerance nan is 0") << QStringList{"--compare=@A,@B", "--tolerance=nan"} << 1 << "25.000\n";
+        QTest::newRow("tolerance inf is 0") << QStringList{"--compare=@A,@B", "--tolerance=inf"} << 1 << "25.000\n";
         QTest::newRow("different sizes, tolerance 100")
             << QStringList{"--compare=@A,@C", "--tolerance=100"} << 1 << "100.000\n";
     }

@@ -15,6 +15,7 @@
 #include <QSplitter>
 #include <QTabWidget>
 #include <QTest>
+#include <QTextDocument>
 
 #include <algorithm>
 #include <memory>
@@ -361,15 +362,17 @@ private slots:
         QVERIFY(split->styleSheet().contains(theme::palette().edge.name()));
     }
 
-    // Tabs that are no objects are skipped; "active" past the end is the last tab.
+    // Tabs that are no objects are skipped; "active" past the end is the last tab. A tab shows
+    // "&" itself (Qt would take a single one as a shortcut mark).
     void tabs()
     {
-        auto w = build(uR"({"type":"tabs","active":7,"tabs":[{"label":"Drive","items":[{"type":"block"}]}, "skip me",
+        auto w =
+            build(uR"({"type":"tabs","active":7,"tabs":[{"label":"Drive & brake","items":[{"type":"block"}]}, "skip me",
                             {"label":"Lift","badge":{"text":"2","tone":"warn"}}, {"items":[]}]})"_s);
         auto *tabs = qobject_cast<QTabWidget *>(w.get());
         QVERIFY(tabs);
         QCOMPARE(tabs->count(), 3);
-        QCOMPARE(tabs->tabText(0), u"Drive"_s);
+        QCOMPARE(tabs->tabText(0), u"Drive && brake"_s);
         QCOMPARE(tabs->tabText(1), u"Lift  2"_s);
         QCOMPARE(tabs->tabText(2), u"-"_s);
         QCOMPARE(tabs->currentIndex(), 2);
@@ -413,6 +416,7 @@ private slots:
         QTest::newRow("by index") << QJsonValue(1) << 1;
         QTest::newRow("index out of range") << QJsonValue(9) << -1;
         QTest::newRow("true is no index") << QJsonValue(true) << 2;
+        QTest::newRow("text is no index") << QJsonValue(u"1"_s) << 2;
         QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << 2;
     }
     void dialogGrow()
@@ -450,11 +454,14 @@ private slots:
         QCOMPARE(w->findChildren<Block *>().size(), 1);
     }
 
+    // The tip reaches the tool tip as typed, markup and all.
     void tooltipCarriesTip()
     {
-        auto w = build(uR"({"type":"tooltip","tip":"Measured at the rail end","item":{"type":"block"}})"_s);
+        auto w = build(uR"({"type":"tooltip","tip":"Measured at the <b>rail</b> end","item":{"type":"block"}})"_s);
         QVERIFY(w);
-        QCOMPARE(w->toolTip(), u"Measured at the rail end"_s);
+        QTextDocument shown;
+        shown.setHtml(w->toolTip());
+        QCOMPARE(shown.toPlainText(), u"Measured at the <b>rail</b> end"_s);
         auto *marker = w->findChild<QLabel *>(u"tipMarker"_s);
         QVERIFY(marker);
         QCOMPARE(marker->text(), u"?"_s);

@@ -16,6 +16,7 @@
 #include <QTest>
 
 #include <cmath>
+#include <functional>
 #include <numbers>
 
 using namespace Qt::StringLiterals;
@@ -206,6 +207,92 @@ private slots:
         QCOMPARE(near(c, Qt::magenta), toned);
         if (painter != "dial"_L1)
             QCOMPARE(near(c, painter == "meter"_L1 ? theme::palette().grey : theme::palette().edge), !toned);
+    }
+
+    // The value and label texts stay inside the scale and inside the widget at any size: no ink of
+    // them on the arc, the ticks or the zones, or past the rectangle the instrument was given.
+    void textsStayInside_data()
+    {
+        QTest::addColumn<QString>("painter");
+        QTest::addColumn<QString>("element");
+        QTest::addColumn<QSize>("size");
+        QTest::newRow("gauge, long unit, narrow")
+            << u"gauge"_s << uR"({"unit":" revolutions per minute","label":"Lift motor load, both sides"})"_s
+            << QSize(120, 104);
+        QTest::newRow("gauge, wide") << u"gauge"_s << uR"({"unit":" %","label":"Load"})"_s << QSize(260, 104);
+        QTest::newRow("dial 150") << u"dial"_s << uR"({"value":1.35,"max":2,"decimals":2,"unit":" m/s","size":150})"_s
+                                  << QSize(150, 150);
+        QTest::newRow("dial 60") << u"dial"_s << uR"({"value":12,"unit":" bar","size":60})"_s << QSize(60, 60);
+        QTest::newRow("ring 40, long label")
+            << u"ring"_s << uR"({"label":"Commissioning","size":40})"_s << QSize(40, 40);
+        QTest::newRow("ring 104") << u"ring"_s << uR"({"label":"7 / 12","size":104,"thickness":11})"_s
+                                  << QSize(104, 104);
+    }
+    void textsStayInside()
+    {
+        QFETCH(QString, painter);
+        QFETCH(QString, element);
+        QFETCH(QSize, size);
+        QJsonObject el = parse(element);
+        el.insert(u"tone"_s, u"#FF00FF"_s); // the scale's value part and the gauge's value text
+        // The instrument's rectangle inside a larger image, so that ink past it shows.
+        const QRect rect(QPoint(30, 30), size);
+        QImage image(size + QSize(60, 60), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        {
+            QPainter p(&image);
+            p.setRenderHint(QPainter::Antialiasing);
+            if (painter == "gauge"_L1)
+                prims::paintGauge(p, rect, el);
+            else if (painter == "dial"_L1)
+                prims::paintDial(p, rect, el);
+            else
+                prims::paintRing(p, rect, el);
+        }
+        // Where text may be, for pixels of the text's colour.
+        std::function<bool(QPointF)> allowed;
+        auto textColoured = [&](const QColor &c) {
+            if (c.alpha() < 200)
+                return false;
+            if (painter == "gauge"_L1) // the value in the tone (no value arc at 0), the label muted
+                return near(c, Qt::magenta) || near(c, theme::palette().muted);
+            return c.red() > 200 && c.green() > 200 && c.blue() > 200; // ink
+        };
+        if (painter == "gauge"_L1) {
+            const prims::GaugeGeometry g = prims::gaugeGeometry(rect);
+            const QPointF c = g.arc.center();
+            const double inner = g.arc.width() / 2 - g.thickness / 2.0 + 0.5;
+            allowed = [=](QPointF at) {
+                const QPointF d = at - c;
+                const bool inArc = d.y() >= 0 ? std::abs(d.x()) <= inner : std::hypot(d.x(), d.y()) <= inner;
+                return QRectF(rect).contains(at) && (inArc || d.y() >= 1);
+            };
+        } else if (painter == "dial"_L1) {
+            const int s = el.value("size"_L1).toInt();
+            const double face = (s - 14) / 2.0;
+            const double clear = face - std::max(5, s / 16) - 8 + 0.5;
+            allowed = [=](QPointF at) {
+                const QPointF d = at - QRectF(rect).center();
+                const double r = std::hypot(d.x(), d.y());
+                return r <= face && (r <= clear || std::abs(d.x()) < d.y());
+            };
+        } else {
+            const int pen = std::max(2, std::min(size.height() / 2, el.value("thickness"_L1).toInt(10)));
+            const double inner = (size.height() - pen - 4) / 2.0 - pen / 2.0 + 0.5;
+            allowed = [=](QPointF at) {
+                return std::hypot(at.x() - rect.center().x(), at.y() - rect.center().y()) <= inner;
+            };
+        }
+        int inked = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (!textColoured(image.pixelColor(x, y)))
+                    continue;
+                ++inked;
+                QVERIFY2(allowed(QPointF(x + 0.5, y + 0.5)), qPrintable(u"text ink at %1,%2"_s.arg(x).arg(y)));
+            }
+        }
+        QVERIFY(inked > 0); // something was written
     }
 
     void gaugeTicks_data()

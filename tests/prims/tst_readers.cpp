@@ -69,21 +69,25 @@ private slots:
         QCOMPARE(prims::clampToInt(100.0, 4000, 40), 100);
     }
 
+    // Text turns a bool into its word; a name (a tone, a type) takes only strings.
     void readText_data()
     {
         QTest::addColumn<QJsonValue>("value");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("string") << QJsonValue(u"row"_s) << u"row"_s;
-        QTest::newRow("empty string stays empty") << QJsonValue(u""_s) << QString();
-        QTest::newRow("true") << QJsonValue(true) << u"true"_s;
-        QTest::newRow("number takes default") << QJsonValue(3) << u"dflt"_s;
-        QTest::newRow("missing takes default") << QJsonValue(QJsonValue::Undefined) << u"dflt"_s;
+        QTest::addColumn<QString>("name");
+        QTest::newRow("string") << QJsonValue(u"row"_s) << u"row"_s << u"row"_s;
+        QTest::newRow("empty string stays empty") << QJsonValue(u""_s) << QString() << QString();
+        QTest::newRow("true") << QJsonValue(true) << u"true"_s << u"dflt"_s;
+        QTest::newRow("number takes default") << QJsonValue(3) << u"dflt"_s << u"dflt"_s;
+        QTest::newRow("missing takes default") << QJsonValue(QJsonValue::Undefined) << u"dflt"_s << u"dflt"_s;
     }
     void readText()
     {
         QFETCH(QJsonValue, value);
         QFETCH(QString, expected);
+        QFETCH(QString, name);
         QCOMPARE(prims::readText(withK(value), "k"_L1, u"dflt"_s), expected);
+        QCOMPARE(prims::readName(withK(value), "k"_L1, u"dflt"_s), name);
     }
 
     void readFlag_data()

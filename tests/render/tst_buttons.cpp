@@ -189,6 +189,12 @@ private slots:
                                                << ""
                                                << "confirm" << true << "Yes"
                                                << "danger";
+        // A button shows "&" itself (doubled, or Qt would take it as a shortcut mark) and markup
+        // as typed; the press keeps the label as sent.
+        QTest::newRow("ampersand and markup") << ""
+                                              << "Park & <b>lock</b>"
+                                              << "confirm" << true << "Park && <b>lock</b>"
+                                              << "primary";
     }
     void questionBox()
     {
@@ -199,14 +205,15 @@ private slots:
         QFETCH(QString, confirmText);
         QFETCH(QString, confirmKind);
         Recorder rec;
-        QJsonObject el =
-            parse(R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage moves."}})");
+        QJsonObject el = parse(
+            R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage <b>moves</b>."}})");
         el.insert("style"_L1, style);
         el.insert("label"_L1, label);
         QString seen;
         app::setNextAnswer([&](QDialog *dialog) {
             auto *box = qobject_cast<QMessageBox *>(dialog);
             QVERIFY(box);
+            QCOMPARE(box->textFormat(), Qt::PlainText);
             auto *confirm = box->findChild<QPushButton *>(u"confirmButton"_s);
             QVERIFY(confirm);
             QAbstractButton *cancel = box->button(QMessageBox::Cancel);
@@ -222,9 +229,13 @@ private slots:
             else
                 confirm->click();
         });
-        rec.button(el)->click();
-        QCOMPARE(seen, u"Start the drive?|The carriage moves.|%1|%2"_s.arg(confirmText, confirmKind));
+        std::unique_ptr<QPushButton> button = rec.button(el);
+        QCOMPARE(button->text(), label.isEmpty() ? label : confirmText);
+        button->click();
+        QCOMPARE(seen, u"Start the drive?|The carriage <b>moves</b>.|%1|%2"_s.arg(confirmText, confirmKind));
         QCOMPARE(rec.presses.size(), sent ? 1 : 0);
+        if (sent)
+            QCOMPARE(rec.presses.at(0).label, label);
         QCOMPARE(rec.logLines.size(), sent ? 0 : 1);
     }
 
@@ -272,18 +283,23 @@ private slots:
         QFETCH(bool, sent);
         Recorder rec;
         QString prompt, kind;
+        QStringList texts;
         app::setNextAnswer([&](QDialog *dialog) {
-            for (QLabel *l : dialog->findChildren<QLabel *>())
+            for (QLabel *l : dialog->findChildren<QLabel *>()) {
                 prompt = l->text().startsWith("Type "_L1) ? l->text() : prompt;
+                if (l->textFormat() == Qt::PlainText)
+                    texts << l->text();
+            }
             auto *confirm = dialog->findChild<QPushButton *>(u"confirmButton"_s);
             kind = confirm->property("kind").toString();
             QTest::keyClicks(dialog->findChild<QLineEdit *>(u"confirmWord"_s), typed);
             QTest::mouseClick(confirm, Qt::LeftButton); // a disabled button ignores the click
         });
         rec.button(parse(R"({"label":"Erase map","style":"danger","path":"/api/erase",
-            "confirm":{"title":"Erase the map","detail":"All taught positions go.","word":"ERASE"}})"))
+            "confirm":{"title":"Erase <b>the</b> map","detail":"All taught positions & <i>marks</i> go.","word":"ERASE"}})"))
             ->click();
         QCOMPARE(prompt, u"Type ERASE to continue."_s);
+        QCOMPARE(texts, (QStringList{u"Erase <b>the</b> map"_s, u"All taught positions & <i>marks</i> go."_s, prompt}));
         QCOMPARE(kind, u"danger"_s);
         QCOMPARE(rec.presses.size(), sent ? 1 : 0);
     }

@@ -5,10 +5,13 @@
 #include "render/element.h"
 #include "render/screen.h"
 #include "render/section.h"
+#include "render/textual.h"
 #include "support/testsupport.h"
 
 #include <QAbstractScrollArea>
+#include <QClipboard>
 #include <QFrame>
+#include <QGuiApplication>
 #include <QJsonArray>
 #include <QLabel>
 #include <QLayout>
@@ -88,10 +91,19 @@ private slots:
         QTest::addColumn<QString>("minClient");
         QTest::addColumn<bool>("placeholder");
         // This build is 8.9.13: numbers compare numerically, trailing text after them is ignored.
-        const QList<std::pair<const char *, bool>> rows = {
-            {"8.9.13", false},  {"8.9", false},         {"8.10", true},   {"9", true},       {"8.9.14", true},
-            {"8.9.13.1", true}, {"8.9.13-beta", false}, {"9.0rc1", true}, {"latest", false}, {"v9", false},
-            {"", false}};
+        const QList<std::pair<const char *, bool>> rows = {{"8.9.13", false},
+                                                           {"8.9", false},
+                                                           {"8.10", true},
+                                                           {"9", true},
+                                                           {"8.9.14", true},
+                                                           {"8.9.13.1", true},
+                                                           {"8.9.13-beta", false},
+                                                           {"9.0rc1", true},
+                                                           {"latest", false},
+                                                           {"v9", false},
+                                                           {"", false},
+                                                           {"99999999999999999999", true},
+                                                           {"8.99999999999999999999", true}};
         for (const auto &[version, newer] : rows)
             QTest::newRow(*version ? version : "empty") << QString::fromLatin1(version) << newer;
     }
@@ -317,6 +329,105 @@ private slots:
         QCOMPARE(root->findChildren<QFrame *>(u"card"_s).size(), 1);
     }
 
+    // Unit text reaches a narrow screen as sent: no character inserted, nothing cut but a pill at
+    // 40 characters and the placeholder's subject at 200, markup as typed, and a copy gives back
+    // the unit's own characters. A long run wraps instead of widening the screen.
+    void unitTextAsSent_data()
+    {
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<QString>("shown");
+        const QString serial = u"KS3-0142-88-"_s.repeated(6);
+        const QString fingerprint = u"3F:A9:"_s.repeated(16);
+        const QString markup = u"<b>Lift</b> & <i>drive</i>"_s;
+        const QString type = QString(300, u'x');
+        auto in = [](const QString &element) { return uR"({"label":"S","elements":[%1]})"_s.arg(element); };
+        QTest::newRow("serial in a text")
+            << in(uR"({"type":"text","text":"Serial %1"})"_s.arg(serial)) << u"Serial "_s + serial;
+        QTest::newRow("fingerprint as a fact value")
+            << in(uR"({"type":"fact","label":"Pin","value":"%1"})"_s.arg(fingerprint)) << fingerprint;
+        QTest::newRow("section title") << uR"({"label":"%1"})"_s.arg(serial) << serial;
+        QTest::newRow("markup in a heading") << in(uR"({"type":"heading","text":"%1"})"_s.arg(markup)) << markup;
+        QTest::newRow("markup in a kpi unit") << in(uR"({"type":"kpi","value":3,"unit":"%1"})"_s.arg(markup)) << markup;
+        QTest::newRow("long chip") << in(uR"({"type":"chips","items":[{"text":"%1"}]})"_s.arg(fingerprint))
+                                   << fingerprint;
+        QTest::newRow("pill cut at 40") << in(uR"({"type":"badge","text":"%1"})"_s.arg(serial))
+                                        << serial.left(39) + QChar(0x2026);
+        QTest::newRow("placeholder subject cut at 200")
+            << in(uR"({"type":"%1"})"_s.arg(type))
+            << u"The unit sent element '%1, which this app (v8.9.13+cdcc16b) cannot draw. Install the current "
+               "Kestro Connect to see it. Everything else on this screen is unaffected."_s.arg(type.left(190) +
+                                                                                               QChar(0x2026));
+    }
+    void unitTextAsSent()
+    {
+        QFETCH(QString, section);
+        QFETCH(QString, shown);
+        std::unique_ptr<QWidget> root(render::screen(json(uR"({"sections":[%1]})"_s.arg(section)), {}));
+        testsupport::layOut(root.get(), 320);
+        QVERIFY2(root->layout()->totalMinimumSize().width() <= 320, "the text widens the screen");
+        if (const auto *chips = root->findChild<render::ChipFlow *>()) {
+            QCOMPARE(chips->chips().value(0).text, shown);
+            QVERIFY(chips->heightForWidth(280) > chips->heightForWidth(4000)); // wrapped, not cut
+            return;
+        }
+        QLabel *label = nullptr;
+        for (QLabel *l : root->findChildren<QLabel *>())
+            label = l->text() == shown ? l : label;
+        QVERIFY2(label, qPrintable(labelTexts(root.get()).join(u'\n')));
+        QCOMPARE(label->textFormat(), Qt::PlainText);
+        QVERIFY(label->width() <= 320);
+        QTest::keyClick(label, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(label, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), shown);
+        // Dragged over with the mouse from its first character to past its last, alike.
+        QGuiApplication::clipboard()->clear();
+        const QPoint end(label->width() - 1, label->height() - 2);
+        QTest::mousePress(label, Qt::LeftButton, {}, QPoint(1, 2));
+        QTest::mouseMove(label, end);
+        QTest::mouseRelease(label, Qt::LeftButton, {}, end);
+        QTest::keyClick(label, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), shown);
+    }
+
+    // A key of the wrong type draws exactly as if it were missing, in the section that holds it.
+    void wrongTypeDrawsAsMissing_data()
+    {
+        QTest::addColumn<QString>("element");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QJsonValue>("wrong");
+        const QList<std::tuple<const char *, const char *, QJsonValue>> rows = {
+            {R"({"type":"action","label":"Run"})", "width", u"200px"_s},
+            {R"({"type":"text","text":"Serial number"})", "width", u"200px"_s},
+            {R"({"type":"led","state":"ok","label":"Lift ready"})", "tone", true},
+            {R"({"type":"kpi","value":5,"delta":"-3"})", "delta_tone", 7},
+            {R"({"type":"kpi","value":5,"delta":"+3"})", "delta_tone", true},
+            {R"({"type":"gauge","value":40})", "tone", false},
+            {R"({"type":"badge","text":"LIVE"})", "tone", true},
+            {R"({"type":"layout","scroll":true,"items":[{"type":"text","text":"a"}]})", "height", u"200px"_s},
+            {R"({"type":"shape","kind":"ellipse","size":20})", "fill", 5},
+            {R"({"type":"canvas","width":100,"height":20,"items":[{"kind":"rect","x":0,"y":0,"w":10,"h":10,"tone":"ok"}]})",
+             "fit", true},
+        };
+        for (const auto &[element, key, wrong] : rows)
+            QTest::addRow("%s %s", element, key) << QString::fromUtf8(element) << QString::fromLatin1(key) << wrong;
+    }
+    void wrongTypeDrawsAsMissing()
+    {
+        QFETCH(QString, element);
+        QFETCH(QString, key);
+        QFETCH(QJsonValue, wrong);
+        auto shot = [](const QJsonObject &el) {
+            std::unique_ptr<QWidget> card(
+                render::section(QJsonObject{{"elements"_L1, QJsonArray{el}}}, {}, 0, nullptr));
+            testsupport::layOut(card.get(), 420);
+            return card->grab().toImage();
+        };
+        QJsonObject el = json(element);
+        const QImage missing = shot(el);
+        el.insert(key, wrong);
+        QCOMPARE(shot(el), missing);
+    }
+
     void scrollBody()
     {
         std::unique_ptr<QWidget> root(render::screen(
@@ -327,15 +438,24 @@ private slots:
         QVERIFY(labelTexts(root.get()).contains(u"a"_s));
     }
 
+    // The header shows the unit's words whole and as typed, however long.
     void chromeHeader()
     {
-        const QJsonObject description = json(uR"({"title":"Shuttle 7","badge":{"label":"LIVE","tone":"ok"},
-            "subtitle":"Aisle 2","signed_in_as":"Ana","sections":[]})"_s);
+        const QString title = u"Shuttle <b>7</b> & aisle 2 "_s.repeated(8);
+        const QString subtitle = u"KS-300 lift shuttle, firmware 4.2.1 "_s.repeated(8);
+        const QString badgeText = u"COMMISSIONING & <i>TEST</i> "_s.repeated(3);
+        QJsonObject description{{"title"_L1, title},
+                                {"badge"_L1, QJsonObject{{"label"_L1, badgeText}, {"tone"_L1, u"ok"_s}}},
+                                {"subtitle"_L1, subtitle},
+                                {"signed_in_as"_L1, u"Ana"_s},
+                                {"sections"_L1, QJsonArray()}};
         std::unique_ptr<QWidget> shell(app::chromeShell(description, render::screen(description, {})));
         const QStringList texts = labelTexts(shell.get());
-        QVERIFY(texts.contains(u"Shuttle 7"_s));
-        QVERIFY(texts.contains(u"Aisle 2   |   signed in as Ana"_s));
-        const QLabel *badge = findLabel(shell.get(), u"LIVE"_s);
+        QVERIFY(texts.contains(title));
+        QVERIFY(texts.contains(subtitle + u"   |   signed in as Ana"_s));
+        for (const QLabel *label : shell->findChildren<QLabel *>())
+            QCOMPARE(label->textFormat(), Qt::PlainText);
+        const QLabel *badge = findLabel(shell.get(), badgeText);
         QVERIFY(badge);
         QVERIFY(badge->styleSheet().contains(theme::toneColor(u"ok"_s).name()));
         QVERIFY(badge->styleSheet().contains(theme::toneSoft(u"ok"_s).name()));

@@ -40,6 +40,10 @@ private slots:
                                                    << "Odd"
                                                    << "Odd"
                                                    << "bad";
+        QTest::newRow("markup as typed") << "ok"
+                                         << "<b>Saved</b> & stored"
+                                         << "<b>Saved</b> & stored"
+                                         << "ok";
     }
     void showsTextAndTone()
     {
@@ -53,6 +57,7 @@ private slots:
         QVERIFY(!strip.isHidden());
         QCOMPARE(strip.objectName(), u"toastStrip"_s); // the style sheet's selector
         QCOMPARE(strip.text(), shown);
+        QCOMPARE(strip.findChild<QLabel *>()->textFormat(), Qt::PlainText);
         QVERIFY(strip.styleSheet().contains(theme::toneColor(colourTone).name()));
         QVERIFY(strip.styleSheet().contains(theme::toneSoft(colourTone).name()));
         QCOMPARE(strip.generation(), 1);
