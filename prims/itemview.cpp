@@ -7,7 +7,6 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QClipboard>
-#include <QCollator>
 #include <QHeaderView>
 #include <QKeyEvent>
 
@@ -55,13 +54,12 @@ private:
 };
 
 // Where an index stands in the order shown: the rows from the top level down, then its column.
-QList<int> orderKey(const QModelIndex &index)
+std::pair<QList<int>, int> orderKey(const QModelIndex &index)
 {
-    QList<int> key;
+    QList<int> rows;
     for (QModelIndex i = index; i.isValid(); i = i.parent())
-        key.prepend(i.row());
-    key.append(index.column());
-    return key;
+        rows.prepend(i.row());
+    return {rows, index.column()};
 }
 
 } // namespace
@@ -102,13 +100,36 @@ int compareCells(const QString &aText, double aNumber, const QString &bText, dou
         return aNumber < bNumber ? -1 : aNumber > bNumber ? 1 : 0;
     if (aNum != bNum)
         return aNum ? -1 : 1;
-    static const QCollator collator = [] {
-        QCollator c;
-        c.setNumericMode(true);
-        c.setCaseSensitivity(Qt::CaseInsensitive);
-        return c;
-    }();
-    return collator.compare(aText, bText);
+    // Natural order by hand: runs of digits compare by value, the rest ignoring case.
+    qsizetype i = 0, j = 0;
+    while (i < aText.size() && j < bText.size()) {
+        if (aText[i].isDigit() && bText[j].isDigit()) {
+            qsizetype ei = i, ej = j;
+            while (ei < aText.size() && aText[ei].isDigit())
+                ++ei;
+            while (ej < bText.size() && bText[ej].isDigit())
+                ++ej;
+            // Leading zeros aside, a longer run of digits is the larger number.
+            QStringView da = QStringView(aText).mid(i, ei - i), db = QStringView(bText).mid(j, ej - j);
+            while (da.size() > 1 && da.front() == u'0')
+                da = da.mid(1);
+            while (db.size() > 1 && db.front() == u'0')
+                db = db.mid(1);
+            if (da.size() != db.size())
+                return da.size() < db.size() ? -1 : 1;
+            if (const int c = da.compare(db); c != 0)
+                return c;
+            i = ei;
+            j = ej;
+            continue;
+        }
+        const QChar ca = aText[i].toCaseFolded(), cb = bText[j].toCaseFolded();
+        if (ca != cb)
+            return ca < cb ? -1 : 1;
+        ++i;
+        ++j;
+    }
+    return int(aText.size() - i) - int(bText.size() - j);
 }
 
 void styleItemView(QAbstractItemView *view)
@@ -147,7 +168,7 @@ QString selectionText(const QAbstractItemView *view)
     if (!view->selectionModel())
         return {};
     QModelIndexList indexes = view->selectionModel()->selectedIndexes();
-    QList<std::pair<QList<int>, QModelIndex>> ordered;
+    QList<std::pair<std::pair<QList<int>, int>, QModelIndex>> ordered;
     ordered.reserve(indexes.size());
     for (const QModelIndex &i : indexes)
         ordered.append({orderKey(i), i});
@@ -169,8 +190,9 @@ void copyOnCopyKeys(QAbstractItemView *view)
     view->installEventFilter(new CopyKeys(view));
 }
 
-void fitHeight(QAbstractItemView *view, int contentHeight, const QHeaderView *header)
+void fitHeight(QAbstractItemView *view, int contentHeight, const QHeaderView *header, bool scrolls)
 {
+    view->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
     view->ensurePolished();
     const int headerHeight = header && !header->isHidden() ? header->sizeHint().height() : 0;
     view->setFixedHeight(contentHeight + headerHeight + 2 * view->frameWidth());

@@ -47,8 +47,9 @@ QString selectionText(const QAbstractItemView *view);
 // Ctrl+C (the platform's copy keys) copies selectionText() to the clipboard.
 void copyOnCopyKeys(QAbstractItemView *view);
 
-// Makes the view exactly tall enough for its header and `contentHeight` of rows.
-void fitHeight(QAbstractItemView *view, int contentHeight, const QHeaderView *header = nullptr);
+// Makes the view exactly tall enough for its header and `contentHeight` of rows. A view that
+// `scrolls` (more rows than it shows) keeps its scroll bar, and its width hint counts it.
+void fitHeight(QAbstractItemView *view, int contentHeight, const QHeaderView *header = nullptr, bool scrolls = false);
 
 // The rows a view shows before it scrolls: "max_rows" of the element, 1 to 100.
 int maxRows(const QJsonObject &element, int def);

@@ -213,8 +213,9 @@ QWidget *buildTable(const QJsonObject &el, const Callbacks &cb, QWidget *parent)
     // filling them, and a long table's first rows are a fair sample.
     header->setResizeContentsPrecision(100);
     view->resizeColumnsToContents();
-    for (int c = 0; c < int(columns.size()); ++c) {
-        if (columns[c].width > 0)
+    // The last column stretches to the edge; the others get their content, a given width, or 420 at most.
+    for (int c = 0; c + 1 < columnCount; ++c) {
+        if (c < columns.size() && columns[c].width > 0)
             header->resizeSection(c, columns[c].width);
         else
             header->resizeSection(c, std::min(header->sectionSize(c) + 8, 420));
@@ -223,7 +224,7 @@ QWidget *buildTable(const QJsonObject &el, const Callbacks &cb, QWidget *parent)
         sortOnHeaderClick(view, header);
 
     const int shown = std::min(int(rowValues.size()), maxRows(el, 12));
-    fitHeight(view, shown * rowHeight, header);
+    fitHeight(view, shown * rowHeight, header, shown < rowValues.size());
     copyOnCopyKeys(view);
     postClicks(view, cb);
     return view;

@@ -132,7 +132,7 @@ QWidget *buildTimeline(const QJsonObject &el, const Callbacks &cb, QWidget *pare
     QStyleOptionViewItem option;
     for (int r = 0; r < shown; ++r)
         height += delegate->sizeHint(option, model->index(r, 0)).height();
-    fitHeight(view, height);
+    fitHeight(view, height, nullptr, shown < items.size());
     copyOnCopyKeys(view);
     postClicks(view, cb);
     return view;

@@ -149,7 +149,11 @@ QWidget *buildTree(const QJsonObject &el, const Callbacks &cb, QWidget *parent)
             sortOnHeaderClick(view, header);
     }
     const int rowHeight = std::max(view->sizeHintForRow(0), view->fontMetrics().height() + 8);
-    fitHeight(view, treeRowsShown(view, {}, maxRows(el, 12)) * rowHeight, header);
+    // Expanding a branch adds rows, so a tree keeps its scroll bar at hand.
+    const int most = maxRows(el, 12);
+    const int shown = treeRowsShown(view, {}, most + 1);
+    fitHeight(view, std::min(shown, most) * rowHeight, header, shown > most);
+    view->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     copyOnCopyKeys(view);
     postClicks(view, cb);
     return view;
@@ -169,7 +173,8 @@ QWidget *buildList(const QJsonObject &el, const Callbacks &cb, QWidget *parent)
     view->setModel(model);
     view->setUniformItemSizes(true);
     const int rowHeight = std::max(view->sizeHintForRow(0), view->fontMetrics().height() + 8);
-    fitHeight(view, std::min(int(items.size()), maxRows(el, 10)) * rowHeight);
+    const int shown = std::min(int(items.size()), maxRows(el, 10));
+    fitHeight(view, shown * rowHeight, nullptr, shown < items.size());
     copyOnCopyKeys(view);
     postClicks(view, cb);
     return view;

@@ -185,7 +185,8 @@ QListWidget *multiInput(const QJsonObject &src, QWidget *parent)
         item->setSelected(chosen.contains(text));
     }
     const int rows = std::clamp(int(list->count()), 1, prims::readInt(src, "rows"_L1, 6, 2, 20));
-    prims::fitHeight(list, rows * std::max(list->sizeHintForRow(0), list->fontMetrics().height() + 8));
+    prims::fitHeight(list, rows * std::max(list->sizeHintForRow(0), list->fontMetrics().height() + 8), nullptr,
+                     rows < list->count());
     return list;
 }
 
