@@ -220,47 +220,64 @@ private slots:
         QCOMPARE(total, prims::kMaxTreeItems);
     }
 
-    // A view is as tall as its rows up to "max_rows", then scrolls; in every parent a screen puts it.
+    // A view is as tall as its rows up to "max_rows" (no scrolling), and scrolls beyond it; in every
+    // parent a screen puts it in, it keeps that height and is wide enough for its columns.
     void heightInParents_data()
     {
         QTest::addColumn<QString>("wrap");
+        QTest::addColumn<QString>("kind");
         QTest::addColumn<int>("rows");
         QTest::addColumn<QString>("maxRows");
-        QTest::addColumn<int>("shown");
-        for (const char *wrap :
-             {"%1", R"({"type":"group","items":[%1]})", R"({"type":"tabs","tabs":[{"label":"IO","items":[%1]}]})",
-              R"({"type":"dialog","title":"IO","items":[%1]})",
-              R"({"type":"row","items":[{"type":"text","text":"beside"},%1]})"}) {
-            const QString w = QString::fromLatin1(wrap);
-            const QString name = w == "%1"_L1 ? u"section"_s : w.section(u'"', 3, 3);
-            QTest::addRow("%s, 3 rows", qPrintable(name)) << w << 3 << "" << 3;
-            QTest::addRow("%s, 40 rows", qPrintable(name)) << w << 40 << "" << 12;
-            QTest::addRow("%s, max_rows 5", qPrintable(name)) << w << 40 << R"(,"max_rows":5)" << 5;
+        QTest::addColumn<bool>("scrolls");
+        const QList<std::pair<const char *, const char *>> parents{
+            {"section", "%1"},
+            {"group", R"({"type":"group","items":[%1]})"},
+            {"tab", R"({"type":"tabs","tabs":[{"label":"IO","items":[%1]}]})"},
+            {"dialog", R"({"type":"dialog","title":"IO","items":[%1]})"},
+            {"row", R"({"type":"row","items":[{"type":"text","text":"beside"},%1]})"},
+            {"split", R"({"type":"split","items":[%1,{"type":"text","text":"beside"}]})"}};
+        for (const auto &[parent, wrap] : parents) {
+            for (const char *kind : {"table", "tree", "list", "timeline"}) {
+                QTest::addRow("%s in %s, 3 rows", kind, parent) << wrap << kind << 3 << "" << false;
+                QTest::addRow("%s in %s, 40 rows", kind, parent) << wrap << kind << 40 << "" << true;
+                QTest::addRow("%s in %s, max_rows 5", kind, parent) << wrap << kind << 4 << R"(,"max_rows":3)" << true;
+            }
         }
     }
     void heightInParents()
     {
         QFETCH(QString, wrap);
+        QFETCH(QString, kind);
         QFETCH(int, rows);
         QFETCH(QString, maxRows);
-        QFETCH(int, shown);
-        QStringList lines;
-        for (int r = 0; r < rows; ++r)
-            lines << u"[\"X%1\",\"on\"]"_s.arg(r);
-        const QString table =
-            uR"({"type":"table","columns":["Channel","State"],"rows":[%1]%2})"_s.arg(lines.join(u','), maxRows);
+        QFETCH(bool, scrolls);
+        QStringList items;
+        for (int r = 0; r < rows; ++r) {
+            if (kind == "table"_L1)
+                items << u"[\"X%1\",\"on\"]"_s.arg(r);
+            else if (kind == "tree"_L1)
+                items << u"{\"cells\":[\"X%1\",\"on\"]}"_s.arg(r);
+            else if (kind == "list"_L1)
+                items << u"\"X%1 on\""_s.arg(r);
+            else
+                items << u"{\"time\":\"08:%1\",\"text\":\"X%1 on\",\"detail\":\"read\"}"_s.arg(r, 2, 10, QChar(u'0'));
+        }
+        const QString key = kind == "table"_L1 ? u"rows"_s : u"items"_s;
+        const QString columns =
+            kind == "table"_L1 || kind == "tree"_L1 ? uR"("columns":["Channel","State"],)"_s : QString();
+        const QString view = uR"({"type":"%1",%2"%3":[%4]%5})"_s.arg(kind, columns, key, items.join(u','), maxRows);
         const QJsonObject screen{
             {"sections"_L1,
-             QJsonArray{QJsonObject{{"label"_L1, "IO"_L1}, {"elements"_L1, QJsonArray{parse(wrap.arg(table))}}}}}};
+             QJsonArray{QJsonObject{{"label"_L1, "IO"_L1}, {"elements"_L1, QJsonArray{parse(wrap.arg(view))}}}}}};
         std::unique_ptr<QWidget> root(render::screen(screen, {}));
         testsupport::layOut(root.get(), 700);
-        auto *view = root->findChild<QTableView *>();
-        QVERIFY(view && view->isVisible());
-        const int rowHeight = view->rowHeight(0);
-        const int expected = view->horizontalHeader()->height() + shown * rowHeight + 2 * view->frameWidth();
-        QCOMPARE(view->height(), expected);
-        QCOMPARE(view->horizontalScrollBar()->maximum(), 0); // wide enough for its columns
-        QCOMPARE(view->verticalScrollBar()->maximum() > 0, rows > shown);
+        auto *found = root->findChild<QAbstractItemView *>();
+        QVERIFY(found && found->isVisible());
+        QCOMPARE(found->height(), found->maximumHeight()); // never squashed by its parent
+        QCOMPARE(found->verticalScrollBar()->maximum() > 0, scrolls);
+        QCOMPARE(found->horizontalScrollBar()->maximum(), 0);
+        if (scrolls) // shows whole rows up to the cap
+            QVERIFY(found->height() > found->verticalScrollBar()->pageStep());
     }
 };
 
