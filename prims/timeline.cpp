@@ -114,10 +114,14 @@ QWidget *buildTimeline(const QJsonObject &el, const Callbacks &cb, QWidget *pare
         if (!detail.isEmpty())
             copy.append(detail);
         item->setData(copy.join(u'\t'), kCopyRole);
+        // A narrow view cuts long texts with an ellipsis; the tip holds them whole.
+        QString tip = copy.mid(1).join(u'\n');
         if (const QJsonObject click = readClick(o); !click.isEmpty()) {
             item->setData(QVariant(click), kClickRole);
-            item->setToolTip(readText(click, "tip"_L1));
+            if (const QString clickTip = readText(click, "tip"_L1); !clickTip.isEmpty())
+                tip = clickTip;
         }
+        item->setToolTip(tip);
         model->appendRow(item);
         timeWidth = std::max(timeWidth, mono.horizontalAdvance(time));
     }

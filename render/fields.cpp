@@ -378,7 +378,8 @@ QWidget *fieldRow(const QJsonObject &el, const Actions &actions, int, QWidget *p
     int widest = kLineWidth;
     bool tall = false;
     if (kind == "check"_L1) {
-        auto *check = new QCheckBox(label, row);
+        // Doubled, a "&" in the label is shown as sent instead of marking a shortcut key.
+        auto *check = new QCheckBox(QString(label).replace(u'&', u"&&"_s), row);
         check->setChecked(prims::readFlag(src, "default"_L1, false));
         input = check;
     } else if (kind == "textarea"_L1) {
