@@ -262,7 +262,10 @@ void Chart::paint(QPainter &p, const QRect &rect) const
                 p.drawPolygon(shape);
             }
         }
-        p.setPen(QPen(s.color, 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        // A series denser than its pixels is a band of vertical strokes: a one-pixel line shows it
+        // as well and takes the painter's fast line path instead of the general stroker.
+        const bool dense = s.samples.size() > size_t(plot.width());
+        p.setPen(QPen(s.color, dense ? 1.0 : 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         p.setBrush(Qt::NoBrush);
         for (const QPolygonF &line : lines) {
             if (line.size() == 1)

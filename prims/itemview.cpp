@@ -9,6 +9,8 @@
 #include <QClipboard>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QPainter>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 #include <cmath>
@@ -53,6 +55,24 @@ private:
     QAbstractItemView *m_view;
 };
 
+// An item's own background (a toned row) under its text: the style sheet that pads the items
+// would otherwise paint over it.
+class ToneDelegate final : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        if (const QVariant tint = index.data(Qt::BackgroundRole); tint.isValid())
+            painter->fillRect(option.rect, tint.value<QBrush>());
+        QStyledItemDelegate::paint(painter, option, index);
+    }
+
+private:
+    Q_DISABLE_COPY_MOVE(ToneDelegate)
+};
+
 // Where an index stands in the order shown: the rows from the top level down, then its column.
 std::pair<QList<int>, int> orderKey(const QModelIndex &index)
 {
@@ -60,6 +80,20 @@ std::pair<QList<int>, int> orderKey(const QModelIndex &index)
     for (QModelIndex i = index; i.isValid(); i = i.parent())
         rows.prepend(i.row());
     return {rows, index.column()};
+}
+
+// Only texts made of digits, signs, points and exponents can be numbers: the check spares the slow
+// parse for the many texts that are plainly words.
+bool mayBeNumber(QStringView text)
+{
+    bool digit = false;
+    for (const QChar c : text) {
+        if (c.isDigit())
+            digit = true;
+        else if (c != u'-' && c != u'+' && c != u'.' && c != u'e' && c != u'E' && c != u' ')
+            return false;
+    }
+    return digit;
 }
 
 } // namespace
@@ -78,7 +112,7 @@ Cell readCell(const QJsonValue &value)
         cell.text = valueText(value);
         cell.number = readNumber(value, kNone);
     }
-    if (std::isnan(cell.number) && !cell.text.isEmpty()) {
+    if (std::isnan(cell.number) && mayBeNumber(cell.text)) {
         bool ok = false;
         const double parsed = cell.text.toDouble(&ok);
         if (ok && std::isfinite(parsed))
@@ -135,7 +169,7 @@ int compareCells(const QString &aText, double aNumber, const QString &bText, dou
 void styleItemView(QAbstractItemView *view)
 {
     const theme::Palette &pal = theme::palette();
-    const QColor selection = theme::blend(pal.row, pal.accent, pal.dark ? 0.35 : 0.22);
+    const QColor selection = theme::blend(pal.row, pal.accent, pal.dark ? 0.35 : 0.28);
     view->setStyleSheet(
         u"QAbstractItemView { background:%1; alternate-background-color:%2; color:%3; border:1px solid %4;"
         " border-radius:5px; selection-background-color:%5; selection-color:%3; outline:0; }"
@@ -150,6 +184,7 @@ void styleItemView(QAbstractItemView *view)
         "QTableCornerButton::section { background:%6; border:none; }"_s.arg(
             pal.row.name(), pal.rowAlt.name(), pal.ink.name(), pal.edge.name(), selection.name(), pal.grey.name(),
             pal.muted.name()));
+    view->setItemDelegate(new ToneDelegate(view));
     view->setFont(theme::uiFont(10));
     view->setAlternatingRowColors(true);
     view->setSelectionMode(QAbstractItemView::ExtendedSelection);

@@ -43,7 +43,7 @@ void TimelineDelegate::paint(QPainter *p, const QStyleOptionViewItem &option, co
     p->save();
     p->setRenderHint(QPainter::Antialiasing);
     const QColor ground =
-        option.state & QStyle::State_Selected ? theme::blend(pal.row, pal.accent, pal.dark ? 0.35 : 0.22) : pal.row;
+        option.state & QStyle::State_Selected ? theme::blend(pal.row, pal.accent, pal.dark ? 0.35 : 0.28) : pal.row;
     p->fillRect(r, ground);
 
     const QFont textFont = theme::uiFont(10);

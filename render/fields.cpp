@@ -179,6 +179,7 @@ QListWidget *multiInput(const QJsonObject &src, QWidget *parent)
     auto *list = new QListWidget(parent);
     prims::styleItemView(list);
     list->setSelectionMode(QAbstractItemView::MultiSelection);
+    list->setAlternatingRowColors(false); // only the chosen entries are tinted
     const QStringList chosen = defaultList(src);
     for (const QString &text : choiceTexts(src)) {
         auto *item = new QListWidgetItem(text, list);
