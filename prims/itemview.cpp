@@ -121,6 +121,21 @@ Cell readCell(const QJsonValue &value)
     return cell;
 }
 
+HeaderColumn readHeaderColumn(const QJsonValue &value)
+{
+    HeaderColumn c;
+    if (!value.isObject()) {
+        c.label = valueText(value);
+        return c;
+    }
+    const QJsonObject o = value.toObject();
+    c.label = readText(o, "label"_L1);
+    const QString align = readText(o, "align"_L1);
+    c.align = align == "right"_L1 ? Qt::AlignRight : align == "center"_L1 ? Qt::AlignHCenter : Qt::AlignLeft;
+    c.width = readInt(o, "width"_L1, 0, 0, 2000);
+    return c;
+}
+
 QJsonObject readClick(const QJsonObject &o)
 {
     const QJsonObject click = readObject(o, "click"_L1);

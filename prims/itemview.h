@@ -32,6 +32,16 @@ struct Cell
 };
 Cell readCell(const QJsonValue &value);
 
+// A header column as a screen sends it: a plain text, or an object with "label", "align" ("left",
+// "right" or "center"; the alignment is horizontal only) and "width" (pixels, 0 for the content's).
+struct HeaderColumn
+{
+    QString label;
+    Qt::Alignment align = Qt::AlignLeft;
+    int width = 0;
+};
+HeaderColumn readHeaderColumn(const QJsonValue &value);
+
 // The "click" under `key` of `o` when it names a path; else an empty object.
 QJsonObject readClick(const QJsonObject &o);
 

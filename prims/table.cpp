@@ -18,13 +18,6 @@ namespace prims {
 
 namespace {
 
-struct Column
-{
-    QString label;
-    Qt::Alignment align = Qt::AlignLeft | Qt::AlignVCenter;
-    int width = 0;
-};
-
 struct Row
 {
     QList<Cell> cells;
@@ -36,7 +29,7 @@ struct Row
 class TableModel final : public QAbstractTableModel
 {
 public:
-    TableModel(QList<Column> columns, QList<Row> rows, int columnCount, QObject *parent)
+    TableModel(QList<HeaderColumn> columns, QList<Row> rows, int columnCount, QObject *parent)
         : QAbstractTableModel(parent)
         , m_columns(std::move(columns))
         , m_rows(std::move(rows))
@@ -62,7 +55,8 @@ public:
         case Qt::BackgroundRole:
             return row.tone.isEmpty() ? QVariant() : QVariant(theme::toneSoft(row.tone));
         case Qt::TextAlignmentRole:
-            return index.column() < m_columns.size() ? QVariant(m_columns[index.column()].align) : QVariant();
+            return index.column() < m_columns.size() ? QVariant(m_columns[index.column()].align | Qt::AlignVCenter)
+                                                     : QVariant();
         case Qt::ToolTipRole: {
             const QJsonObject &click = cell && !cell->click.isEmpty() ? cell->click : row.click;
             const QString tip = readText(click, "tip"_L1);
@@ -88,7 +82,7 @@ public:
         if (role == Qt::DisplayRole)
             return m_columns[section].label;
         if (role == Qt::TextAlignmentRole)
-            return QVariant(m_columns[section].align);
+            return QVariant(m_columns[section].align | Qt::AlignVCenter);
         return {};
     }
 
@@ -124,28 +118,10 @@ public:
     }
 
 private:
-    QList<Column> m_columns;
+    QList<HeaderColumn> m_columns;
     QList<Row> m_rows;
     int m_columnCount;
 };
-
-Column readColumn(const QJsonValue &v)
-{
-    Column c;
-    if (!v.isObject()) {
-        c.label = valueText(v);
-        return c;
-    }
-    const QJsonObject o = v.toObject();
-    c.label = readText(o, "label"_L1);
-    const QString align = readText(o, "align"_L1);
-    if (align == "right"_L1)
-        c.align = Qt::AlignRight | Qt::AlignVCenter;
-    else if (align == "center"_L1)
-        c.align = Qt::AlignHCenter | Qt::AlignVCenter;
-    c.width = readInt(o, "width"_L1, 0, 0, 2000);
-    return c;
-}
 
 Row readRow(const QJsonValue &v, int order)
 {
@@ -176,9 +152,9 @@ QWidget *buildTable(const QJsonObject &el, const Callbacks &cb, QWidget *parent)
     const QJsonArray rowValues = readArray(el, "rows"_L1, kMaxTableRows);
     if (rowValues.isEmpty())
         return nullptr;
-    QList<Column> columns;
+    QList<HeaderColumn> columns;
     for (const QJsonValue &v : readArray(el, "columns"_L1, kMaxTableColumns))
-        columns.append(readColumn(v));
+        columns.append(readHeaderColumn(v));
     QList<Row> rows;
     rows.reserve(rowValues.size());
     int columnCount = int(columns.size());

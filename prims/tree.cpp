@@ -69,7 +69,7 @@ QList<QStandardItem *> itemRow(const QJsonValue &value, int columns)
 
 struct TreeFill
 {
-    int columns;
+    QList<Qt::Alignment> aligns; // per column, from the header
     int budget = kMaxTreeItems;
     QList<QModelIndex> expanded;
 };
@@ -81,7 +81,9 @@ void addItems(QStandardItemModel *model, QStandardItem *parent, const QJsonArray
         if (fill.budget <= 0)
             return;
         --fill.budget;
-        const QList<QStandardItem *> row = itemRow(v, fill.columns);
+        const QList<QStandardItem *> row = itemRow(v, int(std::max<qsizetype>(fill.aligns.size(), 1)));
+        for (int c = 0; c < int(row.size()) && c < int(fill.aligns.size()); ++c)
+            row[c]->setTextAlignment(fill.aligns[c]);
         parent->appendRow(row);
         const QJsonObject o = v.toObject();
         const QJsonArray children = readArray(o, "children"_L1, kMaxTreeItems);
@@ -114,17 +116,24 @@ QWidget *buildTree(const QJsonObject &el, const Callbacks &cb, QWidget *parent)
     if (items.isEmpty())
         return nullptr;
     QStringList headers;
-    for (const QJsonValue &v : readArray(el, "columns"_L1, 32))
-        headers.append(v.isObject() ? readText(v.toObject(), "label"_L1) : valueText(v));
+    QList<Qt::Alignment> aligns;
+    for (const QJsonValue &v : readArray(el, "columns"_L1, 32)) {
+        const HeaderColumn c = readHeaderColumn(v);
+        headers.append(c.label);
+        aligns.append(c.align | Qt::AlignVCenter);
+    }
 
     auto *view = new QTreeView(parent);
     view->setObjectName(u"primTree"_s);
     auto *model = new QStandardItemModel(view);
     model->setSortRole(kSortRole);
-    TreeFill fill{int(std::max<qsizetype>(headers.size(), 1)), kMaxTreeItems, {}};
+    TreeFill fill{aligns, kMaxTreeItems, {}};
     addItems(model, model->invisibleRootItem(), items, 0, fill);
-    if (!headers.isEmpty())
+    if (!headers.isEmpty()) {
         model->setHorizontalHeaderLabels(headers);
+        for (int c = 0; c < int(aligns.size()); ++c)
+            model->setHeaderData(c, Qt::Horizontal, QVariant(aligns[c]), Qt::TextAlignmentRole);
+    }
 
     styleItemView(view);
     view->setModel(model);

@@ -17,12 +17,6 @@ namespace render {
 
 namespace {
 
-struct RowsColumn
-{
-    QString label;
-    Qt::Alignment align = Qt::AlignLeft;
-};
-
 // A cell of "rows": the value-to-text rule for plain values; an object may add "tone", "bold" and
 // "pill" (drawn as a pill in its tone).
 QWidget *rowsCell(const QJsonValue &v, Qt::Alignment align, QWidget *parent)
@@ -103,15 +97,9 @@ QWidget *rows(const QJsonObject &el, const Actions &, int, QWidget *parent)
     if (rowValues.isEmpty())
         return nullptr;
     const theme::Palette &pal = theme::palette();
-    QList<RowsColumn> columns;
-    for (const QJsonValue &v : prims::readArray(el, "columns"_L1, kMaxRowColumns)) {
-        RowsColumn c;
-        const QJsonObject o = v.toObject();
-        c.label = v.isObject() ? prims::readText(o, "label"_L1) : prims::valueText(v);
-        const QString align = prims::readText(o, "align"_L1);
-        c.align = align == "right"_L1 ? Qt::AlignRight : align == "center"_L1 ? Qt::AlignHCenter : Qt::AlignLeft;
-        columns.append(c);
-    }
+    QList<prims::HeaderColumn> columns;
+    for (const QJsonValue &v : prims::readArray(el, "columns"_L1, kMaxRowColumns))
+        columns.append(prims::readHeaderColumn(v));
 
     auto *block = new QWidget(parent);
     block->setObjectName(u"rows"_s);
