@@ -3,6 +3,7 @@
 #include "app/base/theme.h"
 #include "prims/badge.h"
 #include "prims/canvas.h"
+#include "prims/chart.h"
 #include "prims/containers.h"
 #include "prims/datetime.h"
 #include "prims/dial.h"
@@ -16,8 +17,13 @@
 #include "prims/meter.h"
 #include "prims/ring.h"
 #include "prims/search.h"
+#include "prims/spinner.h"
+#include "prims/statgrid.h"
+#include "prims/table.h"
 #include "prims/text.h"
+#include "prims/timeline.h"
 #include "prims/toggle.h"
+#include "prims/tree.h"
 
 #include <QLabel>
 
@@ -26,36 +32,21 @@ namespace prims {
 std::span<const Primitive> registry()
 {
     static const Primitive rows[] = {
-        {"shapes", WidgetBuilder{&buildShapes}},
-        {"layout", ContainerBuilder{&buildLayout}},
-        {"scroll", ContainerBuilder{&buildScroll}},
-        {"tabs", ContainerBuilder{&buildTabs}},
-        {"split", ContainerBuilder{&buildSplit}},
-        {"dialog", ContainerBuilder{&buildDialog}},
-        {"wizard", ContainerBuilder{&buildWizard}},
-        {"tooltip", ContainerBuilder{&buildTooltip}},
-        {"alert", ContainerBuilder{&buildAlert}},
-        {"gauge", PaintedBuilder{&buildGauge}},
-        {"dial", PaintedBuilder{&buildDial}},
-        {"ring", PaintedBuilder{&buildRing}},
-        {"meter", PaintedBuilder{&buildMeter}},
-        {"sparkline", PaintedBuilder{}},
-        {"chart", PaintedBuilder{}},
-        {"timeline", WidgetBuilder{}},
-        {"led", PaintedBuilder{&buildLed}},
-        {"badge", PaintedBuilder{&buildBadge}},
-        {"kpi", PaintedBuilder{&buildKpi}},
-        {"stat_grid", PaintedBuilder{}},
-        {"table", WidgetBuilder{}},
-        {"tree", WidgetBuilder{}},
-        {"list", WidgetBuilder{}},
-        {"keyvalue", PaintedBuilder{&buildKeyValue}},
-        {"log", PaintedBuilder{&buildLog}},
-        {"image", PaintedBuilder{&buildImage}},
-        {"toggle", WidgetBuilder{&buildToggle}},
-        {"search", WidgetBuilder{&buildSearch}},
-        {"datetime", PaintedBuilder{&buildDateTime}},
-        {"spinner", PaintedBuilder{}},
+        {"shapes", WidgetBuilder{&buildShapes}},      {"layout", ContainerBuilder{&buildLayout}},
+        {"scroll", ContainerBuilder{&buildScroll}},   {"tabs", ContainerBuilder{&buildTabs}},
+        {"split", ContainerBuilder{&buildSplit}},     {"dialog", ContainerBuilder{&buildDialog}},
+        {"wizard", ContainerBuilder{&buildWizard}},   {"tooltip", ContainerBuilder{&buildTooltip}},
+        {"alert", ContainerBuilder{&buildAlert}},     {"gauge", PaintedBuilder{&buildGauge}},
+        {"dial", PaintedBuilder{&buildDial}},         {"ring", PaintedBuilder{&buildRing}},
+        {"meter", PaintedBuilder{&buildMeter}},       {"sparkline", PaintedBuilder{&buildSparkline}},
+        {"chart", PaintedBuilder{&buildChart}},       {"timeline", WidgetBuilder{&buildTimeline}},
+        {"led", PaintedBuilder{&buildLed}},           {"badge", PaintedBuilder{&buildBadge}},
+        {"kpi", PaintedBuilder{&buildKpi}},           {"stat_grid", PaintedBuilder{&buildStatGrid}},
+        {"table", WidgetBuilder{&buildTable}},        {"tree", WidgetBuilder{&buildTree}},
+        {"list", WidgetBuilder{&buildList}},          {"keyvalue", PaintedBuilder{&buildKeyValue}},
+        {"log", PaintedBuilder{&buildLog}},           {"image", PaintedBuilder{&buildImage}},
+        {"toggle", WidgetBuilder{&buildToggle}},      {"search", WidgetBuilder{&buildSearch}},
+        {"datetime", PaintedBuilder{&buildDateTime}}, {"spinner", PaintedBuilder{&buildSpinner}},
     };
     return rows;
 }

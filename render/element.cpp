@@ -3,7 +3,9 @@
 #include "prims/json.h"
 #include "render/buttons.h"
 #include "render/containers.h"
+#include "render/fields.h"
 #include "render/needsupdate.h"
+#include "render/rows.h"
 #include "render/textual.h"
 
 #include <QFrame>
@@ -28,10 +30,10 @@ struct OwnType
 std::span<OwnType> ownTypes()
 {
     static OwnType rows[] = {
-        {"heading", &heading}, {"text", &text},    {"fact", &fact},     {"chips", &chips},   {"strip", nullptr},
-        {"shape", &shape},     {"rows", nullptr},  {"cards", &cards},   {"canvas", &canvas}, {"divider", &divider},
-        {"spacer", &spacer},   {"group", &group},  {"column", &column}, {"row", &row},       {"action", &action},
-        {"field", nullptr},    {"panel", nullptr}, // installed by the board layer
+        {"heading", &heading}, {"text", &text},         {"fact", &fact},     {"chips", &chips},   {"strip", &strip},
+        {"shape", &shape},     {"rows", &render::rows}, {"cards", &cards},   {"canvas", &canvas}, {"divider", &divider},
+        {"spacer", &spacer},   {"group", &group},       {"column", &column}, {"row", &row},       {"action", &action},
+        {"field", &fieldRow},  {"panel", nullptr}, // installed by the board layer
     };
     return rows;
 }

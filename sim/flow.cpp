@@ -128,6 +128,17 @@ Outcome Flow::saveIdentity(const QJsonObject &fields)
     return Outcome::accepted(u"Saved %1"_s.arg(name), u"save"_s);
 }
 
+Outcome Flow::saveSetting(const QJsonObject &fields)
+{
+    if (fields.isEmpty())
+        return Outcome::refused(u"Nothing to save."_s, 422);
+    for (auto it = fields.begin(); it != fields.end(); ++it)
+        m_identity.insert(it.key(), it.value());
+    addLog(u"saved %1"_s.arg(fields.keys().join(u", "_s)));
+    emit changed();
+    return Outcome::accepted(u"Saved"_s, u"save"_s);
+}
+
 Outcome Flow::finish()
 {
     if (m_commissioned)

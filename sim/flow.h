@@ -48,6 +48,8 @@ public:
     Outcome stop();
     Outcome clearFault();
     Outcome saveIdentity(const QJsonObject &fields);
+    // A single setting that a field saves by itself ("save_path"): every key of the body is kept.
+    Outcome saveSetting(const QJsonObject &fields);
     Outcome finish();
     Outcome reset();
     Outcome setBeacon(bool on);

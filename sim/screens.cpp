@@ -110,7 +110,27 @@ QJsonArray identityBody(const Flow &flow)
                {u"step"_s, 0.5},
                {u"decimals"_s, 1},
                {u"default"_s, id.value(u"max_speed"_s)}}),
+        field(u"number"_s, u"rail_length_mm"_s, u"Rail length"_s,
+              {{u"min"_s, 1000},
+               {u"max"_s, 120000},
+               {u"step"_s, 10},
+               {u"unit"_s, u" mm"_s},
+               {u"default"_s, id.value(u"rail_length_mm"_s).toDouble(48000)}}),
         field(u"check"_s, u"reverse"_s, u"Rail runs right to left"_s, {{u"default"_s, id.value(u"reverse"_s)}}),
+        field(u"multi"_s, u"options"_s, u"Fitted options"_s,
+              {{u"choices"_s, QJsonArray{u"Load cell"_s, u"Lift encoder"_s, u"Temperature probe"_s, u"Door switch"_s}},
+               {u"default"_s,
+                id.value(u"options"_s).isArray() ? id.value(u"options"_s) : QJsonValue(QJsonArray{u"Load cell"_s})},
+               {u"rows"_s, 4}}),
+        field(u"time"_s, u"shift_start"_s, u"Shift starts"_s,
+              {{u"default"_s, id.value(u"shift_start"_s).toString(u"06:00:00"_s)}}),
+        field(u"color"_s, u"beacon_color"_s, u"Beacon colour"_s,
+              {{u"default"_s, id.value(u"beacon_color"_s).toString(u"#E8A33C"_s)}}),
+        field(u"textarea"_s, u"site_notes"_s, u"Site notes"_s,
+              {{u"placeholder"_s, u"Anything the next technician should know"_s},
+               {u"default"_s, id.value(u"site_notes"_s)},
+               {u"save_path"_s, u"/api/save/setting"_s},
+               {u"carry"_s, true}}),
         el(u"datetime"_s, {{u"id"_s, u"install_date"_s},
                            {u"mode"_s, u"date"_s},
                            {u"label"_s, u"Installed on"_s},
@@ -130,7 +150,8 @@ QJsonArray identityBody(const Flow &flow)
                           {u"item"_s, fact(u"Unit id"_s, flow.identity().value(u"unit_id"_s))}}),
         action(u"Save identity"_s, u"/api/save/identity"_s, u"primary"_s,
                {{u"send_fields"_s,
-                 QJsonArray{u"unit_name"_s, u"aisle"_s, u"max_speed"_s, u"reverse"_s, u"install_date"_s}},
+                 QJsonArray{u"unit_name"_s, u"aisle"_s, u"max_speed"_s, u"rail_length_mm"_s, u"reverse"_s, u"options"_s,
+                            u"shift_start"_s, u"beacon_color"_s, u"install_date"_s}},
                 {u"sound"_s, u"save"_s}}),
     };
 }
@@ -156,7 +177,10 @@ QJsonArray driveBody(const Flow &flow)
                     {u"unit"_s, u"%"_s},
                     {u"target"_s, 30},
                     {u"segments"_s, QJsonArray{QJsonObject{{u"from"_s, 0}, {u"to"_s, 20}, {u"tone"_s, u"error"_s}}}}}),
-                el(u"sparkline"_s, {{u"values"_s, speedValues(flow)}, {u"label"_s, u"Speed, last samples"_s}}),
+                el(u"sparkline"_s, {{u"values"_s, speedValues(flow)},
+                                    {u"unit"_s, u" m/s"_s},
+                                    {u"decimals"_s, 2},
+                                    {u"label"_s, u"Speed, last samples"_s}}),
                 el(u"spinner"_s,
                    {{u"running"_s, flow.running()}, {u"label"_s, flow.running() ? u"Calibrating..."_s : u"Idle"_s}})}),
     };
@@ -166,10 +190,13 @@ QJsonArray driveBody(const Flow &flow)
         panel(u"position"_s, kPosition),
         panel(u"shapes"_s, kDrawing),
         el(u"layout"_s, {{u"flow"_s, u"row"_s}, {u"items"_s, instruments}, {u"min_item_width"_s, 160}}),
-        el(u"chart"_s,
-           {{u"title"_s, u"Speed during calibration"_s},
-            {u"series"_s, QJsonArray{QJsonObject{
-                              {u"label"_s, u"m/s"_s}, {u"values"_s, speedValues(flow)}, {u"tone"_s, u"accent"_s}}}}}),
+        el(u"chart"_s, {{u"title"_s, u"Speed during calibration"_s},
+                        {u"unit"_s, u" m/s"_s},
+                        {u"height"_s, 180},
+                        {u"series"_s, QJsonArray{QJsonObject{{u"label"_s, u"Carriage speed"_s},
+                                                             {u"values"_s, speedValues(flow)},
+                                                             {u"kind"_s, u"area"_s},
+                                                             {u"tone"_s, u"accent"_s}}}}}),
         runButtons(flow),
         panel(u"log"_s, kLog),
     };
@@ -187,36 +214,68 @@ QJsonArray ioBody(const Flow &flow)
                               u"then clear the fault and run the check again."_s},
                 {u"actions"_s, QJsonArray{action(u"Clear fault"_s, u"/api/action/clear_fault"_s, u"primary"_s)}}}));
     const bool faulty = !flow.fault().isEmpty();
-    const auto channel = [&](const QString &name, const QString &kind, const QString &state) {
-        return QJsonArray{name, kind, state};
+    const auto channel = [](const QString &name, const QString &signal, const QString &kind, const QString &state) {
+        return QJsonArray{name, signal, kind, state};
     };
+    // The beacon output can be switched from its row; the missing brake feedback stands out.
+    const QJsonObject beaconRow{
+        {u"cells"_s, channel(u"X2.3"_s, u"Beacon"_s, u"output"_s, flow.beacon() ? u"on"_s : u"off"_s)},
+        {u"click"_s, QJsonObject{{u"path"_s, u"/api/action/beacon"_s},
+                                 {u"body"_s, QJsonObject{{u"value"_s, !flow.beacon()}}},
+                                 {u"tip"_s, u"Double-click to switch the beacon"_s}}}};
+    QJsonObject brakeRow{
+        {u"cells"_s, channel(u"X1.4"_s, u"Brake feedback"_s, u"input"_s, faulty ? u"MISSING"_s : u"ok"_s)}};
+    if (faulty)
+        brakeRow.insert(u"tone"_s, u"error"_s);
+    body.append(el(u"table"_s,
+                   {{u"columns"_s, QJsonArray{u"Channel"_s, u"Signal"_s, u"Kind"_s,
+                                              QJsonObject{{u"label"_s, u"State"_s}, {u"align"_s, u"right"_s}}}},
+                    {u"rows"_s, QJsonArray{channel(u"X1.1"_s, u"Home sensor"_s, u"input"_s, u"on"_s),
+                                           channel(u"X1.2"_s, u"End stop left"_s, u"input"_s, u"clear"_s),
+                                           channel(u"X1.3"_s, u"End stop right"_s, u"input"_s, u"clear"_s), brakeRow,
+                                           channel(u"X2.1"_s, u"Drive enable"_s, u"output"_s, u"on"_s), beaconRow}}}));
+    const auto module = [](const QString &name, const QString &address, const QJsonArray &children,
+                           const QString &tone = {}) {
+        QJsonObject o{{u"cells"_s, QJsonArray{name, address}}, {u"children"_s, children}};
+        if (!tone.isEmpty())
+            o.insert(u"tone"_s, tone);
+        return o;
+    };
+    const QJsonArray modules{
+        module(u"IO bus"_s, QString(),
+               {module(u"DIO-8"_s, u"1"_s,
+                       {QJsonObject{{u"text"_s, u"X1 inputs"_s}}, QJsonObject{{u"text"_s, u"X2 outputs"_s}}},
+                       faulty ? u"error"_s : QString()),
+                module(u"AIO-4"_s, u"2"_s, {QJsonObject{{u"text"_s, u"X3 analogue"_s}}})})};
+    const QJsonObject lastCheck = faulty ? QJsonObject{{u"text"_s, u"X4 no answer"_s}, {u"tone"_s, u"error"_s}}
+                                         : QJsonObject{{u"text"_s, u"X4 ok"_s}, {u"tone"_s, u"ok"_s}};
     body.append(
-        el(u"table"_s,
-           {{u"columns"_s, QJsonArray{u"Channel"_s, u"Kind"_s, u"State"_s}},
-            {u"rows"_s, QJsonArray{channel(u"X1 drive enable"_s, u"output"_s, u"on"_s),
-                                   channel(u"X2 end stop left"_s, u"input"_s, u"clear"_s),
-                                   channel(u"X3 end stop right"_s, u"input"_s, u"clear"_s),
-                                   channel(u"X4 brake feedback"_s, u"input"_s, faulty ? u"MISSING"_s : u"ok"_s)}}}));
-    body.append(el(
-        u"split"_s,
-        {{u"items"_s,
-          QJsonArray{el(u"tree"_s,
-                        {{u"items"_s, QJsonArray{QJsonObject{
-                                          {u"text"_s, u"IO bus"_s},
-                                          {u"children"_s, QJsonArray{QJsonObject{{u"text"_s, u"DIO-8 at 1"_s}},
-                                                                     QJsonObject{{u"text"_s, u"AIO-4 at 2"_s}}}}}}}}),
-                     el(u"list"_s, {{u"items"_s, QJsonArray{u"X1 toggled"_s, u"X2 read clear"_s, u"X3 read clear"_s,
-                                                            faulty ? u"X4 no answer"_s : u"X4 ok"_s}}})}}}));
+        el(u"split"_s,
+           {{u"items"_s,
+             QJsonArray{el(u"tree"_s, {{u"columns"_s, QJsonArray{u"Module"_s, u"Address"_s}}, {u"items"_s, modules}}),
+                        el(u"list"_s, {{u"items"_s, QJsonArray{u"X1 toggled"_s, u"X2 read clear"_s, u"X3 read clear"_s,
+                                                               lastCheck}}})}}}));
     body.append(
         el(u"keyvalue"_s, {{u"columns"_s, 2},
                            {u"items"_s, QJsonArray{kv(u"Inputs"_s, 8), kv(u"Outputs"_s, 4),
                                                    kv(u"Checked"_s, u"%1 of %2"_s.arg(flow.progress()).arg(16)),
                                                    kv(u"Faults"_s, faulty ? 1 : 0, faulty ? u"error"_s : u"ok"_s),
                                                    kv(u"Bus"_s, u"picontrol"_s)}}}));
-    body.append(el(u"rows"_s, {{u"title"_s, u"Safety circuit"_s},
-                               {u"columns"_s, QJsonArray{u"Circuit"_s, u"Expected"_s, u"Read"_s}},
-                               {u"rows"_s, QJsonArray{QJsonArray{u"E-stop loop"_s, u"closed"_s, u"closed"_s},
-                                                      QJsonArray{u"Light curtain"_s, u"closed"_s, u"closed"_s}}}}));
+    const auto verdict = [](bool pass) {
+        return QJsonObject{
+            {u"text"_s, pass ? u"PASS"_s : u"FAIL"_s}, {u"pill"_s, true}, {u"tone"_s, pass ? u"ok"_s : u"error"_s}};
+    };
+    QJsonObject brakeCircuit{
+        {u"cells"_s, QJsonArray{u"Brake feedback"_s, u"24 V"_s, faulty ? u"0 V"_s : u"24 V"_s, verdict(!faulty)}}};
+    if (faulty)
+        brakeCircuit.insert(u"tone"_s, u"error"_s);
+    body.append(
+        el(u"rows"_s, {{u"title"_s, u"Safety circuit"_s},
+                       {u"columns"_s, QJsonArray{u"Circuit"_s, u"Expected"_s, u"Read"_s,
+                                                 QJsonObject{{u"label"_s, u"Result"_s}, {u"align"_s, u"right"_s}}}},
+                       {u"rows"_s, QJsonArray{QJsonArray{u"E-stop loop"_s, u"closed"_s, u"closed"_s, verdict(true)},
+                                              QJsonArray{u"Light curtain"_s, u"closed"_s, u"closed"_s, verdict(true)},
+                                              brakeCircuit}}}));
     body.append(panel(u"progress"_s, kProgress));
     body.append(runButtons(flow));
     body.append(panel(u"log"_s, kLog));
@@ -238,6 +297,7 @@ QJsonArray loadBody(const Flow &flow)
         if (s.completed)
             history.append(QJsonObject{{u"time"_s, s.completedAt.mid(11, 5)},
                                        {u"text"_s, QString(s.label + u" done"_s)},
+                                       {u"detail"_s, s.completedAt.left(10)},
                                        {u"tone"_s, u"ok"_s}});
     QJsonArray lines;
     for (const QString &l : flow.log().mid(qMax(0, flow.log().size() - 8)))
@@ -249,9 +309,12 @@ QJsonArray loadBody(const Flow &flow)
     const QJsonObject timeline = el(u"timeline"_s, {{u"items"_s, history}});
     const QJsonObject recent = el(u"log"_s, {{u"lines"_s, lines}, {u"height"_s, 120}});
     return {
-        el(u"stat_grid"_s, {{u"columns"_s, 3},
-                            {u"items"_s, QJsonArray{kv(u"Cycles"_s, flow.progress() * 4), kv(u"Load"_s, u"42 kg"_s),
-                                                    kv(u"Peak current"_s, u"11.2 A"_s, u"warn"_s)}}}),
+        el(u"stat_grid"_s,
+           {{u"columns"_s, 3},
+            {u"items"_s, QJsonArray{kv(u"Cycles"_s, flow.progress() * 4),
+                                    with(kv(u"Load"_s, 42), {{u"unit"_s, u"kg"_s}, {u"note"_s, u"test weight"_s}}),
+                                    with(kv(u"Peak current"_s, 11.2, u"warn"_s),
+                                         {{u"unit"_s, u"A"_s}, {u"note"_s, u"the test stops above 12 A"_s}})}}}),
         el(u"tabs"_s, {{u"tabs"_s, QJsonArray{tab(u"Aisle plan"_s, {plan}), tab(u"History"_s, {timeline}),
                                               tab(u"Recent lines"_s, {recent}, QString::number(lines.size()))}}}),
         el(u"scroll"_s, {{u"height"_s, 60},
@@ -331,11 +394,22 @@ QJsonArray handoverBody(const Flow &flow)
 
 QJsonArray stepBody(const Flow &flow, const Step &step)
 {
-    if (&step != &flow.current())
+    if (&step != &flow.current()) {
+        QJsonArray cells;
+        for (const Step &s : flow.steps()) {
+            const bool now = &s == &flow.current() && !flow.commissioned();
+            QJsonObject cell{{u"label"_s, s.label},
+                             {u"state"_s, s.completed ? u"done"_s
+                                          : now       ? (flow.fault().isEmpty() ? u"now"_s : u"error"_s)
+                                                      : u"todo"_s}};
+            if (s.completed)
+                cell.insert(u"note"_s, s.completedAt.mid(11, 5));
+            cells.append(cell);
+        }
         return {text(step.completed ? u"%1 was completed at %2."_s.arg(step.label, step.completedAt)
                                     : u"%1 comes later."_s.arg(step.label)),
-                el(u"strip"_s, {{u"items"_s, QJsonArray{chip(step.completed ? u"done"_s : u"waiting"_s,
-                                                             step.completed ? u"ok"_s : u"idle"_s)}}})};
+                el(u"strip"_s, {{u"items"_s, cells}})};
+    }
     if (step.id == u"identity"_s)
         return identityBody(flow);
     if (step.id == u"drive"_s)

@@ -272,6 +272,8 @@ Response Unit::answer(const Request &req)
         return post ? press(p.mid(12), req) : Response::error(405, u"use POST"_s);
     if (p == u"/api/save/identity"_s)
         return post ? fromOutcome(m_flow.saveIdentity(req.json())) : Response::error(405, u"use POST"_s);
+    if (p == u"/api/save/setting"_s)
+        return post ? fromOutcome(m_flow.saveSetting(req.json())) : Response::error(405, u"use POST"_s);
     if (p == u"/api/view"_s && post) {
         const QString stage = req.json().value(u"stage"_s).toString();
         for (const Step &s : m_flow.steps())
