@@ -56,7 +56,7 @@ QString libraryPath()
 
 QString validateTemplate(const QJsonValue &value)
 {
-    static const QRegularExpression idPattern(u"^[A-Za-z0-9_-]{1,64}$"_s);
+    static const QRegularExpression idPattern(QRegularExpression::anchoredPattern(u"[A-Za-z0-9_-]{1,64}"_s));
     if (!value.isObject())
         return u"not a template (expected a JSON object)"_s;
     const QJsonObject t = value.toObject();

@@ -22,7 +22,9 @@ namespace {
 
 quint16 savedPort(const QJsonObject &settings)
 {
-    return quint16(std::clamp(settings.value(QLatin1StringView(kPortKey)).toInt(kDefaultPort), 1, 65535));
+    // A port no server can listen on reads as the default rather than as the nearest bound.
+    const int port = settings.value(QLatin1StringView(kPortKey)).toInt(kDefaultPort);
+    return quint16(port >= 1 && port <= 65535 ? port : kDefaultPort);
 }
 
 } // namespace

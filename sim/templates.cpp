@@ -36,7 +36,7 @@ bool wholeIn(const QJsonValue &v, int lo, int hi)
 
 bool valid(const QJsonObject &t)
 {
-    static const QRegularExpression idPattern(u"^[A-Za-z0-9_-]{1,64}$"_s);
+    static const QRegularExpression idPattern(QRegularExpression::anchoredPattern(u"[A-Za-z0-9_-]{1,64}"_s));
     return t.value(u"schema"_s).toString() == kSchema && idPattern.match(t.value(u"id"_s).toString()).hasMatch() &&
            !t.value(u"name"_s).toString().trimmed().isEmpty() && wholeIn(t.value(u"inputs"_s), 0, 64) &&
            wholeIn(t.value(u"outputs"_s), 0, 64) &&

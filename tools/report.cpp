@@ -29,7 +29,9 @@ QByteArray fetchReport(QWidget *parent, units::Api &api)
 {
     const QString name = technicianName(parent, true);
     const QString path = u"/api/report?by=%1"_s.arg(QString::fromLatin1(QUrl::toPercentEncoding(name)));
-    return units::waitFor(api, path, kReportWaitMs).body;
+    // A refused or failed request (an error body, a peer whose certificate changed) is no report.
+    const units::Api::Reply reply = units::waitFor(api, path, kReportWaitMs);
+    return reply.ok ? reply.body : QByteArray();
 }
 
 // Asks where to put the report and writes `bytes` there. "Report saved" shows whenever a path was
@@ -99,7 +101,8 @@ void reportCentre(QWidget *parent, units::Api &api, const QString &unitLabel)
     auto *layout = new QVBoxLayout(dialog);
     layout->addWidget(makeLabel(u"Commissioning report - %1"_s.arg(unitLabel), 13, pal.ink, true));
 
-    const QJsonObject day = units::waitFor(api, u"/api/state"_s, kStateWaitMs).json.value("day"_L1).toObject();
+    const units::Api::Reply state = units::waitFor(api, u"/api/state"_s, kStateWaitMs);
+    const QJsonObject day = state.ok ? state.json.value("day"_L1).toObject() : QJsonObject();
     const bool open = day.value("open"_L1).toBool(false);
     layout->addWidget(makeLabel(
         open ? u"Report OPEN since %1 by %2"_s.arg(day.value("started"_L1).toString(), day.value("who"_L1).toString())

@@ -159,9 +159,9 @@ void showStats(QWidget *parent, const QList<units::Unit> &units)
         layout->addWidget(makeLabel(u"   none yet"_s, 9, pal.dim));
     for (qsizetype i = std::max<qsizetype>(0, finished.size() - 6); i < finished.size(); ++i) {
         const QJsonObject entry = finished.at(i).toObject();
-        layout->addWidget(makeLabel(u"   %1  -  %2 steps  -  %3"_s.arg(entry.value("host"_L1).toString())
-                                        .arg(entry.value("steps"_L1).toInt())
-                                        .arg(entry.value("at"_L1).toString()),
+        layout->addWidget(makeLabel(u"   %1  -  %2 steps  -  %3"_s.arg(entry.value("host"_L1).toString(),
+                                                                     QString::number(entry.value("steps"_L1).toInt()),
+                                                                     entry.value("at"_L1).toString()),
                                     9, pal.muted));
     }
 
