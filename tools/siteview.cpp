@@ -160,8 +160,8 @@ void showStats(QWidget *parent, const QList<units::Unit> &units)
     for (qsizetype i = std::max<qsizetype>(0, finished.size() - 6); i < finished.size(); ++i) {
         const QJsonObject entry = finished.at(i).toObject();
         layout->addWidget(makeLabel(u"   %1  -  %2 steps  -  %3"_s.arg(entry.value("host"_L1).toString(),
-                                                                     QString::number(entry.value("steps"_L1).toInt()),
-                                                                     entry.value("at"_L1).toString()),
+                                                                       QString::number(entry.value("steps"_L1).toInt()),
+                                                                       entry.value("at"_L1).toString()),
                                     9, pal.muted));
     }
 

@@ -105,11 +105,10 @@ void Discovery::sweep(bool longSweep)
     auto *socket = new QUdpSocket(this);
     if (!socket->bind(QHostAddress::AnyIPv4, 0, QUdpSocket::ShareAddress)) {
         delete socket;
-        // Never from in here: the window answers an empty sweep with another one at once, so while
-        // binding keeps failing, results given from inside sweep() would recurse until the stack
-        // ran out.
-        QMetaObject::invokeMethod(
-            this, [this] { emit swept({}); }, Qt::QueuedConnection);
+        // A sweep that cannot listen ends empty after its usual time, never at once: the window
+        // answers an empty sweep with another, so while binding keeps failing an immediate answer
+        // would recurse (from in here) or spin the event loop (queued).
+        QTimer::singleShot(longSweep ? kLongSweepMs : kShortSweepMs, this, [this] { emit swept({}); });
         return;
     }
 
