@@ -1,5 +1,7 @@
 #include "render/rows.h"
 
+#include "prims/wraprow.h"
+
 #include "app/base/theme.h"
 #include "prims/itemview.h"
 #include "prims/json.h"
@@ -93,7 +95,11 @@ QString stateTag(const QString &state, int position)
 
 QWidget *rows(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
-    const QJsonArray rowValues = prims::readArray(el, "rows"_L1, kMaxRows);
+    // A row is an array of cells or an object with "cells"; anything else is no row.
+    QJsonArray rowValues;
+    for (const QJsonValue &v : prims::readArray(el, "rows"_L1, kMaxRows))
+        if (v.isArray() || v.isObject())
+            rowValues.append(v);
     if (rowValues.isEmpty())
         return nullptr;
     const theme::Palette &pal = theme::palette();
@@ -180,10 +186,11 @@ QWidget *strip(const QJsonObject &el, const Actions &, int, QWidget *parent)
     const theme::Palette &pal = theme::palette();
     auto *line = new QWidget(parent);
     line->setObjectName(u"strip"_s);
-    auto *box = new QHBoxLayout(line);
-    box->setContentsMargins(0, 0, 0, 0);
-    box->setSpacing(6);
+    // Equal columns that go on in more lines when narrow, as the step strip does.
+    auto *box = new prims::WrapRow(line, 0, 6, prims::WrapRow::Fill::Grid);
     for (qsizetype i = 0; i < items.size(); ++i) {
+        if (!items.at(i).isObject())
+            continue; // nothing to show: not an empty cell
         const QJsonObject o = items.at(i).toObject();
         StripCell cell;
         cell.label = prims::readText(o, "label"_L1);
@@ -216,9 +223,12 @@ QWidget *strip(const QJsonObject &el, const Actions &, int, QWidget *parent)
         if (!cell.note.isEmpty())
             column->addWidget(prims::textLabel(cell.note, 8, pal.dim, false, false, frame));
         column->addStretch(1);
-        box->addWidget(frame, 1);
+        box->addWidget(frame);
     }
-    line->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    if (box->count() == 0) {
+        delete line;
+        return nullptr;
+    }
     return line;
 }
 
