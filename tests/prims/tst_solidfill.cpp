@@ -246,11 +246,9 @@ private slots:
         QTest::addColumn<bool>("taken");
         QTest::newRow("plain") << u"plain"_s << true;
         QTest::newRow("clip rectangle") << u"clip rectangle"_s << false;
-        QTest::newRow("clip region") << u"clip region"_s << false;
         QTest::newRow("clip path") << u"clip path"_s << false;
         QTest::newRow("clip switched off") << u"clip off"_s << true;
         QTest::newRow("source composition") << u"source"_s << false;
-        QTest::newRow("multiply composition") << u"multiply"_s << false;
         QTest::newRow("destination over") << u"destination over"_s << false;
         QTest::newRow("no antialiasing") << u"aliased"_s << false;
         // The engine maps a path under a perspective as a whole, not point by point as the fill would.
@@ -267,8 +265,6 @@ private slots:
             p.setTransform(QTransform::fromScale(1.1, 1.1));
             if (state == u"clip rectangle")
                 p.setClipRect(QRectF(0, 0, 36.5, 80));
-            else if (state == u"clip region")
-                p.setClipRegion(QRegion(0, 0, 30, 30) + QRegion(30, 30, 30, 30));
             else if (state == u"clip path")
                 p.setClipPath([] {
                     QPainterPath clip;
@@ -279,8 +275,6 @@ private slots:
                 p.setClipRect(QRect(0, 0, 30, 30)), p.setClipping(false);
             else if (state == u"source")
                 p.setCompositionMode(QPainter::CompositionMode_Source);
-            else if (state == u"multiply")
-                p.setCompositionMode(QPainter::CompositionMode_Multiply);
             else if (state == u"destination over")
                 p.setCompositionMode(QPainter::CompositionMode_DestinationOver);
             else if (state == u"aliased")
