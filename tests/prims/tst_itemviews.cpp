@@ -253,10 +253,7 @@ private slots:
         const QString columns =
             kind == "table"_L1 || kind == "tree"_L1 ? uR"("columns":["Channel","State"],)"_s : QString();
         const QString view = uR"({"type":"%1",%2"%3":[%4]%5})"_s.arg(kind, columns, key, items.join(u','), maxRows);
-        const QJsonObject screen{
-            {"sections"_L1,
-             QJsonArray{QJsonObject{{"label"_L1, "IO"_L1}, {"elements"_L1, QJsonArray{json(wrap.arg(view))}}}}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, {}));
+        std::unique_ptr<QWidget> root(render::screen(testsupport::oneSection({json(wrap.arg(view))}, u"IO"_s), {}));
         testsupport::layOut(root.get(), 700);
         auto *found = root->findChild<QAbstractItemView *>();
         QVERIFY(found && found->isVisible());

@@ -62,10 +62,8 @@ struct Drawn
 
 Drawn draw(const QJsonObject &el, const render::Actions &actions, const QString &id = u"f"_s)
 {
-    const QJsonObject screen{
-        {"sections"_L1, QJsonArray{QJsonObject{{"label"_L1, "Fields"_L1}, {"elements"_L1, QJsonArray{el}}}}}};
     Drawn d;
-    d.root.reset(render::screen(screen, actions));
+    d.root.reset(render::screen(testsupport::oneSection({el}), actions));
     testsupport::layOut(d.root.get(), 700);
     d.input = d.root->findChild<QWidget *>(u"field:"_s + id);
     return d;
@@ -243,12 +241,10 @@ private slots:
     void commitTextAreaOnLeaving()
     {
         Recorder rec;
-        const QJsonObject screen{
-            {"sections"_L1,
-             QJsonArray{QJsonObject{
-                 {"elements"_L1, QJsonArray{json(R"({"type":"field","kind":"textarea","id":"notes","save_path":"/n"})"),
-                                            json(R"({"type":"field","kind":"input","id":"other"})")}}}}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, rec.actions()));
+        std::unique_ptr<QWidget> root(render::screen(
+            testsupport::oneSection({json(R"({"type":"field","kind":"textarea","id":"notes","save_path":"/n"})"),
+                                     json(R"({"type":"field","kind":"input","id":"other"})")}),
+            rec.actions()));
         testsupport::layOut(root.get(), 700);
         QApplication::setActiveWindow(root.get());
         auto *notes = root->findChild<QPlainTextEdit *>(u"field:notes"_s);
@@ -280,15 +276,13 @@ private slots:
     void commitOnChange()
     {
         Recorder rec;
-        const QJsonObject screen{
-            {"sections"_L1,
-             QJsonArray{QJsonObject{
-                 {"elements"_L1,
-                  QJsonArray{json(R"({"type":"field","kind":"check","id":"c","save_path":"/s"})"),
-                             json(R"({"type":"field","kind":"choice","id":"a","choices":["A","B"],"save_path":"/s"})"),
-                             json(R"({"type":"field","kind":"slider","id":"v","max":10,"save_path":"/s"})"),
-                             json(R"({"type":"field","kind":"number","id":"n","carry":true,"save_path":"/s"})")}}}}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, rec.actions()));
+        std::unique_ptr<QWidget> root(render::screen(
+            testsupport::oneSection(
+                {json(R"({"type":"field","kind":"check","id":"c","save_path":"/s"})"),
+                 json(R"({"type":"field","kind":"choice","id":"a","choices":["A","B"],"save_path":"/s"})"),
+                 json(R"({"type":"field","kind":"slider","id":"v","max":10,"save_path":"/s"})"),
+                 json(R"({"type":"field","kind":"number","id":"n","carry":true,"save_path":"/s"})")}),
+            rec.actions()));
         testsupport::layOut(root.get(), 700);
         const auto saved = [&rec] {
             QJsonObject all;
@@ -316,14 +310,12 @@ private slots:
     // The window hears every edit by field id, not the values set while building.
     void watchEdits()
     {
-        const QJsonObject screen{
-            {"sections"_L1,
-             QJsonArray{QJsonObject{
-                 {"elements"_L1, QJsonArray{json(R"({"type":"field","kind":"input","id":"name","default":"x"})"),
-                                            json(R"({"type":"field","kind":"multi","id":"m","choices":["a","b"]})"),
-                                            json(R"({"type":"toggle","id":"t"})"),
-                                            json(R"({"type":"field","kind":"textarea","id":"notes"})")}}}}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, {}));
+        std::unique_ptr<QWidget> root(render::screen(
+            testsupport::oneSection({json(R"({"type":"field","kind":"input","id":"name","default":"x"})"),
+                                     json(R"({"type":"field","kind":"multi","id":"m","choices":["a","b"]})"),
+                                     json(R"({"type":"toggle","id":"t"})"),
+                                     json(R"({"type":"field","kind":"textarea","id":"notes"})")}),
+            {}));
         QList<std::pair<QString, QJsonValue>> heard;
         render::watchFields(root.get(), [&heard](const QString &id, const QJsonValue &v) { heard.append({id, v}); });
         QVERIFY(heard.isEmpty());

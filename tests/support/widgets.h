@@ -5,6 +5,7 @@
 #include "prims/registry.h"
 #include "support/testsupport.h"
 
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QLabel>
 #include <QStringList>
@@ -36,6 +37,13 @@ inline QLabel *findLabel(QWidget *root, const QString &text)
         if (label->text() == text)
             return label;
     return nullptr;
+}
+
+// A screen description of one section, labelled `label`, holding `elements`.
+inline QJsonObject oneSection(const QJsonArray &elements, const QString &label = QStringLiteral("Section"))
+{
+    return {{QLatin1StringView("sections"),
+             QJsonArray{QJsonObject{{QLatin1StringView("label"), label}, {QLatin1StringView("elements"), elements}}}}};
 }
 
 // One call of a primitive's press callback.
