@@ -69,20 +69,11 @@ private slots:
         QTest::addColumn<QString>("noSound");
         QTest::addColumn<QString>("platform");
         QTest::addColumn<bool>("suppressed");
-        QTest::newRow("nothing set") << ""
-                                     << "xcb" << false;
-        QTest::newRow("no sound") << "1"
-                                  << "xcb" << true;
-        QTest::newRow("no sound other value") << "yes"
-                                              << "wayland" << false;
-        QTest::newRow("no sound zero") << "0"
-                                       << "" << false;
-        QTest::newRow("offscreen") << ""
-                                   << "offscreen" << true;
-        QTest::newRow("offscreen differently cased") << ""
-                                                     << "Offscreen" << false;
-        QTest::newRow("both") << "1"
-                              << "offscreen" << true;
+        QTest::newRow("nothing set") << QString() << u"xcb"_s << false;
+        QTest::newRow("no sound") << u"1"_s << u"xcb"_s << true;
+        QTest::newRow("no sound other value") << u"yes"_s << u"wayland"_s << false;
+        QTest::newRow("offscreen") << QString() << u"offscreen"_s << true;
+        QTest::newRow("offscreen differently cased") << QString() << u"Offscreen"_s << false;
     }
     void suppressionRule()
     {
@@ -150,10 +141,9 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<int>("played");
-        QTest::newRow("known") << "power_off" << int(Sound::PowerOff);
-        QTest::newRow("empty") << "" << int(Sound::Click);
-        QTest::newRow("unknown") << "trumpet" << int(Sound::Click);
-        QTest::newRow("case differs") << "OK" << int(Sound::Click);
+        QTest::newRow("known") << u"power_off"_s << int(Sound::PowerOff);
+        QTest::newRow("unknown") << u"trumpet"_s << int(Sound::Click);
+        QTest::newRow("case differs") << u"OK"_s << int(Sound::Click);
     }
     void unknownNamesPlayTheClick()
     {
@@ -170,11 +160,11 @@ private slots:
         QTest::addColumn<bool>("enabled");
         QTest::addColumn<QPoint>("releaseAt");
         QTest::addColumn<QList<Sound>>("sounds");
-        QTest::newRow("release inside") << "save" << true << QPoint(10, 10) << QList<Sound>{Sound::Save};
-        QTest::newRow("no property clicks") << "" << true << QPoint(10, 10) << QList<Sound>{Sound::Click};
-        QTest::newRow("dragged off and released outside") << "save" << true << QPoint(-15, 10) << QList<Sound>();
-        QTest::newRow("released past the right edge") << "save" << true << QPoint(500, 10) << QList<Sound>();
-        QTest::newRow("disabled button") << "danger" << false << QPoint(10, 10) << QList<Sound>();
+        QTest::newRow("release inside") << u"save"_s << true << QPoint(10, 10) << QList<Sound>{Sound::Save};
+        QTest::newRow("no property clicks") << QString() << true << QPoint(10, 10) << QList<Sound>{Sound::Click};
+        QTest::newRow("dragged off and released outside") << u"save"_s << true << QPoint(-15, 10) << QList<Sound>();
+        QTest::newRow("released past the right edge") << u"save"_s << true << QPoint(500, 10) << QList<Sound>();
+        QTest::newRow("disabled button") << u"danger"_s << false << QPoint(10, 10) << QList<Sound>();
     }
     void pressSoundFilter()
     {

@@ -3,7 +3,7 @@
 #include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "prims/registry.h"
-#include "support/testsupport.h"
+#include "support/widgets.h"
 
 #include <QJsonArray>
 #include <QTest>
@@ -40,10 +40,9 @@ std::unique_ptr<prims::Canvas> makeCanvas(const QJsonObject &spec, Pressed *pres
     return canvas;
 }
 
-QJsonObject spec(const char *items, const char *extra = "")
+QJsonObject spec(const QString &items, const QString &extra = {})
 {
-    const QByteArray text = QByteArray("{\"width\":200,\"height\":100") + extra + ",\"items\":" + items + "}";
-    return testsupport::json(text.constData());
+    return testsupport::json(u"{\"width\":200,\"height\":100"_s + extra + u",\"items\":"_s + items + u'}');
 }
 
 // `item` inside `depth` groups, each nested in the next.
@@ -63,10 +62,10 @@ std::unique_ptr<prims::Canvas> tweenedCanvas(const QString &before, const QStrin
     auto canvas = std::make_unique<prims::Canvas>();
     canvas->setClock([now] { return *now; });
     *now = 5000;
-    canvas->setSpec(spec(before.toUtf8().constData(), extra), false);
+    canvas->setSpec(spec(before, extra), false);
     canvas->resize(200, 100);
     canvas->grab();
-    canvas->setSpec(spec(after.toUtf8().constData(), extra), false);
+    canvas->setSpec(spec(after, extra), false);
     *now += qint64(t * 1000);
     return canvas;
 }
@@ -86,11 +85,15 @@ private slots:
         QTest::addColumn<double>("width");
         QTest::addColumn<double>("height");
         QTest::addColumn<int>("tween");
-        QTest::newRow("defaults") << u"{}"_s << 400.0 << 200.0 << 0;
-        QTest::newRow("zero width") << uR"({"width":0,"height":50})"_s << 1.0 << 50.0 << 0;
-        QTest::newRow("huge") << uR"({"width":1e308,"height":-3,"tween_ms":5000})"_s << 8000.0 << 1.0 << 2000;
-        QTest::newRow("wrong types") << uR"({"width":"300","height":true,"tween_ms":"9"})"_s << 400.0 << 200.0 << 0;
-        QTest::newRow("negative tween") << uR"({"tween_ms":-5})"_s << 400.0 << 200.0 << 0;
+        QTest::addColumn<int>("maxWidth"); // the widget's, at most 1600 and unlimited with "fit"
+        QTest::newRow("defaults") << u"{}"_s << 400.0 << 200.0 << 0 << 400;
+        QTest::newRow("zero width") << uR"({"width":0,"height":50})"_s << 1.0 << 50.0 << 0 << 1;
+        QTest::newRow("huge") << uR"({"width":1e308,"height":-3,"tween_ms":5000})"_s << 8000.0 << 1.0 << 2000 << 1600;
+        QTest::newRow("wrong types") << uR"({"width":"300","height":true,"tween_ms":"9"})"_s << 400.0 << 200.0 << 0
+                                     << 400;
+        QTest::newRow("negative tween, fit")
+            << uR"({"tween_ms":-5,"fit":"width"})"_s << 400.0 << 200.0 << 0 << QWIDGETSIZE_MAX;
+        QTest::newRow("fraction rounds") << uR"({"width":300.6})"_s << 300.6 << 200.0 << 0 << 301;
     }
     void specClamps()
     {
@@ -98,11 +101,13 @@ private slots:
         QFETCH(double, width);
         QFETCH(double, height);
         QFETCH(int, tween);
+        QFETCH(int, maxWidth);
         prims::Canvas canvas;
-        canvas.setSpec(testsupport::json(text.toUtf8().constData()), false);
+        canvas.setSpec(testsupport::json(text), false);
         QCOMPARE(canvas.designWidth(), width);
         QCOMPARE(canvas.designHeight(), height);
         QCOMPARE(canvas.tweenMs(), tween);
+        QCOMPARE(canvas.maximumWidth(), maxWidth);
     }
 
     void heightForWidth_data()
@@ -111,7 +116,6 @@ private slots:
         QTest::addColumn<int>("width");
         QTest::addColumn<int>("height");
         // Design 400 x 150.
-        QTest::newRow("same width") << QString() << 400 << 150;
         QTest::newRow("never grows without fit") << QString() << 800 << 150;
         QTest::newRow("shrinks without fit") << QString() << 200 << 75;
         QTest::newRow("half rounds away from zero") << QString() << 1 << 1;
@@ -131,23 +135,6 @@ private slots:
         QVERIFY(canvas.hasHeightForWidth());
     }
 
-    void maximumWidth_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("maxWidth");
-        QTest::newRow("design width") << uR"({"width":300.6})"_s << 301;
-        QTest::newRow("at most 1600") << uR"({"width":5000})"_s << 1600;
-        QTest::newRow("fit is unlimited") << uR"({"width":300,"fit":"width"})"_s << QWIDGETSIZE_MAX;
-    }
-    void maximumWidth()
-    {
-        QFETCH(QString, text);
-        QFETCH(int, maxWidth);
-        prims::Canvas canvas;
-        canvas.setSpec(testsupport::json(text.toUtf8().constData()), false);
-        QCOMPARE(canvas.maximumWidth(), maxWidth);
-    }
-
     // Presses go to the region painted last that contains the point, mapped through its
     // transform; hidden items make no region.
     void hitTesting_data()
@@ -160,7 +147,6 @@ private slots:
             {"kind":"rect","x":50,"y":30,"w":100,"h":60,"tone":"warn","click":{"path":"/over"}}])"_s;
         QTest::newRow("overlap: top one wins") << overlap << QPoint(60, 40) << u"/over"_s;
         QTest::newRow("overlap: only the lower one") << overlap << QPoint(20, 20) << u"/under"_s;
-        QTest::newRow("overlap: miss") << overlap << QPoint(190, 5) << QString();
         const QString hidden = uR"([
             {"kind":"rect","x":0,"y":0,"w":100,"h":100,"click":{"path":"/base"}},
             {"kind":"rect","x":0,"y":0,"w":100,"h":100,"hidden":true,"click":{"path":"/hidden"}},
@@ -194,7 +180,7 @@ private slots:
         QFETCH(QString, items);
         QFETCH(QPoint, at);
         QFETCH(QString, path);
-        QJsonObject s = spec(items.toUtf8().constData());
+        QJsonObject s = spec(items);
         s.insert("defs"_L1, testsupport::json(R"({"pad":{"kind":"rect","x":0,"y":0,"w":20,"h":20,"tone":"ok"}})"));
         Pressed pressed;
         auto canvas = makeCanvas(s, &pressed);
@@ -216,19 +202,6 @@ private slots:
         QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, QPoint(75, 40));
         QCOMPARE(pressed.count, 1);
         QCOMPARE(pressed.body.value("slot"_L1).toInt(), 7);
-    }
-
-    // Two regions over the same place: the one painted later answers.
-    void sameRegionTwice()
-    {
-        prims::Canvas canvas;
-        canvas.setSpec(spec(R"([{"kind":"rect","x":0,"y":0,"w":200,"h":100,"click":{"path":"/a"}},
-                                {"kind":"rect","x":0,"y":0,"w":200,"h":100,"click":{"path":"/b"}}])"),
-                       false);
-        canvas.resize(200, 100);
-        canvas.grab();
-        QCOMPARE(canvas.hitRegions().size(), 2);
-        QCOMPARE(canvas.regionAt(QPointF(5, 5))->path, u"/b"_s);
     }
 
     void pathSegments()
@@ -259,7 +232,7 @@ private slots:
     {
         QFETCH(QString, items);
         QFETCH(int, shape);
-        QJsonObject s = spec(items.toUtf8().constData());
+        QJsonObject s = spec(items);
         s.insert("defs"_L1, testsupport::json(R"({"button":{"kind":"rect","click":{"path":"/b"}}})"));
         prims::Canvas canvas;
         canvas.setSpec(s, false);
@@ -276,9 +249,7 @@ private slots:
         QTest::addColumn<QList<QRectF>>("regions");
         const QString from = uR"([{"id":"a","kind":"rect","x":0,"y":10,"w":100,"h":20,"click":{"path":"/a"}}])"_s;
         const QString to = uR"([{"id":"a","kind":"rect","x":100,"y":10,"w":50,"h":20,"click":{"path":"/a"}}])"_s;
-        QTest::newRow("start") << from << to << 0.0 << QList<QRectF>{{0, 10, 100, 20}};
         QTest::newRow("quarter") << from << to << 0.25 << QList<QRectF>{{25, 10, 87.5, 20}};
-        QTest::newRow("middle") << from << to << 0.5 << QList<QRectF>{{50, 10, 75, 20}};
         QTest::newRow("end") << from << to << 1.0 << QList<QRectF>{{100, 10, 50, 20}};
         QTest::newRow("past the end") << from << to << 3.0 << QList<QRectF>{{100, 10, 50, 20}};
         // A line's end the old drawing did not name starts from 0; the region grows by half the head.
@@ -303,9 +274,6 @@ private slots:
             << uR"([{"kind":"rect","x":0,"y":10,"w":100,"h":20,"click":{"path":"/a"}}])"_s
             << uR"([{"kind":"rect","x":100,"y":10,"w":50,"h":20,"click":{"path":"/a"}}])"_s << 0.5
             << QList<QRectF>{{100, 10, 50, 20}};
-        QTest::newRow("in a group") << u"[{\"kind\":\"group\",\"items\":%1}]"_s.arg(from)
-                                    << u"[{\"kind\":\"group\",\"items\":%1}]"_s.arg(to) << 0.5
-                                    << QList<QRectF>{{50, 10, 75, 20}};
         // Groups index the previous drawing 8 deep: deeper items are drawn, as they are.
         QTest::newRow("deeper than the tween follows")
             << u"[%1]"_s.arg(nested(from.mid(1).chopped(1), 10)) << u"[%1]"_s.arg(nested(to.mid(1).chopped(1), 10))
@@ -331,13 +299,8 @@ private slots:
         for (const prims::Canvas::HitRegion &region : canvas->hitRegions())
             drawn.append(region.transform.mapRect(region.rect));
         QCOMPARE(drawn.size(), regions.size());
-        for (qsizetype i = 0; i < drawn.size(); ++i) {
-            const QRectF d = drawn.at(i), e = regions.at(i);
-            QVERIFY2(std::abs(d.x() - e.x()) < 1e-6 && std::abs(d.y() - e.y()) < 1e-6 &&
-                         std::abs(d.width() - e.width()) < 1e-6 && std::abs(d.height() - e.height()) < 1e-6,
-                     qPrintable(u"region %1: (%2, %3, %4 x %5)"_s.arg(i).arg(d.x()).arg(d.y()).arg(d.width()).arg(
-                         d.height())));
-        }
+        for (qsizetype i = 0; i < drawn.size(); ++i) // qFuzzyCompare on rectangles, whose corners may be 0
+            QCOMPARE(drawn.at(i).marginsAdded({1, 1, 1, 1}), regions.at(i).marginsAdded({1, 1, 1, 1}));
     }
 
     // Pixels of a tween frame: the opacity moves too; colours are the new drawing's.
@@ -381,7 +344,6 @@ private slots:
         QTest::addColumn<int>("width");
         QTest::addColumn<QString>("d");
         QTest::addColumn<double>("weight");
-        QTest::newRow("same size") << 200 << u"[[\"M\",10,50],[\"L\",190,50]]"_s << 8.0;
         QTest::newRow("half size") << 100 << u"[[\"M\",10,50],[\"L\",190,50]]"_s << 8.0;
         QTest::newRow("twice the size") << 400 << u"[[\"M\",10,50],[\"L\",190,50]]"_s << 8.0;
         QTest::newRow("curve, half size") << 100 << u"[[\"M\",10,50],[\"Q\",100,50,190,50]]"_s << 8.0;
@@ -394,8 +356,7 @@ private slots:
         QFETCH(double, weight);
         const QString items =
             uR"([{"kind":"path","d":%1,"stroke":{"tone":"#00ff00","weight":%2}}])"_s.arg(d).arg(weight);
-        auto canvas = makeCanvas(spec(items.toUtf8().constData(), ",\"fit\":\"width\",\"background\":\"#000000\""),
-                                 nullptr, width);
+        auto canvas = makeCanvas(spec(items, ",\"fit\":\"width\",\"background\":\"#000000\""), nullptr, width);
         // On the line's centre half way along (the most green of the pixels round it, as a thin
         // line may fall between two rows), and well clear of it below.
         auto check = [](const QImage &img, double scale, double weight) {
@@ -439,7 +400,6 @@ private slots:
         const QString none = u"[]"_s;
         const QString line = uR"([{"kind":"line","x1":0,"y1":50,"x2":200,"y2":50%1}])"_s;
         QTest::newRow("background true") << none << u"%1"_s << u"background"_s << u"true"_s;
-        QTest::newRow("background false") << none << u"%1"_s << u"background"_s << u"false"_s;
         QTest::newRow("background number") << none << u"%1"_s << u"background"_s << u"7"_s;
         QTest::newRow("line tone true") << line << QString() << u"tone"_s << u"true"_s;
         QTest::newRow("rect tone true") << uR"([{"kind":"rect","x":20,"y":20,"w":100,"h":50%1}])"_s << QString()
@@ -459,7 +419,7 @@ private slots:
             QString i = items, e = extra;
             i.replace(u"%1"_s, keyed);
             e.replace(u"%1"_s, keyed);
-            return makeCanvas(spec(i.toUtf8().constData(), e.toUtf8().constData()))->grab().toImage();
+            return makeCanvas(spec(i, e))->grab().toImage();
         };
         const QImage absent = draw(QString());
         // Not vacuous: a tone given as a string shows here.
@@ -472,8 +432,6 @@ private slots:
     void deepGroups_data()
     {
         QTest::addColumn<int>("depth");
-        QTest::newRow("1") << 1;
-        QTest::newRow("8") << 8;
         QTest::newRow("9") << 9;
         QTest::newRow("20") << 20;
     }
@@ -483,7 +441,7 @@ private slots:
         const QString rect = uR"({"kind":"rect","x":10,"y":10,"w":50,"h":50,"fill":"#f00","click":{"path":"/d"}})"_s;
         const QString items = u"[%1]"_s.arg(nested(rect, depth));
         Pressed pressed;
-        auto canvas = makeCanvas(spec(items.toUtf8().constData(), ",\"background\":\"#000000\""), &pressed);
+        auto canvas = makeCanvas(spec(items, ",\"background\":\"#000000\""), &pressed);
         QCOMPARE(canvas->grab().toImage().pixelColor(30, 30), QColor(u"#ff0000"_s));
         QCOMPARE(int(canvas->cursor().shape()), int(Qt::PointingHandCursor));
         QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, QPoint(30, 30));
@@ -511,7 +469,7 @@ private slots:
     void badInputPaints()
     {
         QFETCH(QString, items);
-        QJsonObject s = spec(items.toUtf8().constData());
+        QJsonObject s = spec(items);
         s.insert("defs"_L1, testsupport::json(R"({"loop":{"kind":"use","ref":"loop"}})"));
         auto canvas = makeCanvas(s);
         QVERIFY(!canvas->grab().isNull());

@@ -2,7 +2,7 @@
 #include "app/base/theme.h"
 #include "prims/canvas.h"
 #include "render/element.h"
-#include "support/testsupport.h"
+#include "support/widgets.h"
 
 #include <QBoxLayout>
 #include <QLabel>
@@ -17,16 +17,10 @@ namespace {
 
 std::unique_ptr<QWidget> build(const QString &text, render::Actions actions = {})
 {
-    return std::unique_ptr<QWidget>(render::element(testsupport::json(text.toUtf8().constData()), actions, 0, nullptr));
+    return std::unique_ptr<QWidget>(render::element(testsupport::json(text), actions, 0, nullptr));
 }
 
-QStringList labelTexts(QWidget *w)
-{
-    QStringList texts;
-    for (const QLabel *label : w->findChildren<QLabel *>())
-        texts << label->text();
-    return texts;
-}
+using testsupport::labelTexts;
 
 } // namespace
 

@@ -6,7 +6,7 @@
 #include "render/element.h"
 #include "render/fields.h"
 #include "render/screen.h"
-#include "support/testsupport.h"
+#include "support/widgets.h"
 
 #include <QFile>
 #include <QFrame>
@@ -81,9 +81,7 @@ private slots:
         const QString type = el.value("type"_L1).toString();
         QVERIFY(!type.isEmpty());
 
-        const QJsonObject section{{"label"_L1, "Example"_L1}, {"elements"_L1, QJsonArray{el}}};
-        const QJsonObject screen{{"sections"_L1, QJsonArray{section}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, {}));
+        std::unique_ptr<QWidget> root(render::screen(testsupport::oneSection({el}, u"Example"_s), {}));
         testsupport::layOut(root.get(), 700);
         auto *card = root->findChild<QFrame *>(u"card"_s);
         QVERIFY(card);

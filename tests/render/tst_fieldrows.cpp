@@ -7,7 +7,7 @@
 #include "render/element.h"
 #include "render/fields.h"
 #include "render/screen.h"
-#include "support/testsupport.h"
+#include "support/widgets.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -27,10 +27,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QJsonObject parse(const QString &text)
-{
-    return testsupport::json(text.toUtf8().constData());
-}
+using testsupport::json;
 
 QJsonValue parseValue(const QString &text)
 {
@@ -65,10 +62,8 @@ struct Drawn
 
 Drawn draw(const QJsonObject &el, const render::Actions &actions, const QString &id = u"f"_s)
 {
-    const QJsonObject screen{
-        {"sections"_L1, QJsonArray{QJsonObject{{"label"_L1, "Fields"_L1}, {"elements"_L1, QJsonArray{el}}}}}};
     Drawn d;
-    d.root.reset(render::screen(screen, actions));
+    d.root.reset(render::screen(testsupport::oneSection({el}), actions));
     testsupport::layOut(d.root.get(), 700);
     d.input = d.root->findChild<QWidget *>(u"field:"_s + id);
     return d;
@@ -101,7 +96,6 @@ private slots:
             QTest::newRow(name) << QString::fromUtf8(el) << widget << value << pending << pendingValue;
         };
         row("input", R"({"kind":"input","default":"Aisle A"})", "QLineEdit", "\"Aisle A\"", u"typed"_s, "\"typed\"");
-        row("input, no kind", R"({"default":"x"})", "QLineEdit", "\"x\"", u""_s, "\"\"");
         row("unknown kind is a text input", R"({"kind":"email"})", "QLineEdit", "\"\"", u"a@b"_s, "\"a@b\"");
         row("input, number default", R"({"kind":"input","default":42})", "QLineEdit", "\"42\"", 7, "\"7\"");
         row("password", R"({"kind":"password","default":"s3cret"})", "QLineEdit", "\"s3cret\"", u"new"_s, "\"new\"");
@@ -109,7 +103,6 @@ private slots:
             u"a\nb"_s, "\"a\\nb\"");
         row("check", R"({"kind":"check","default":true})", "QCheckBox", "true", false, "false");
         row("check, default as text", R"({"kind":"check","default":"yes"})", "QCheckBox", "true", u"false"_s, "false");
-        row("check, no default", R"({"kind":"check"})", "QCheckBox", "false", true, "true");
         row("choice", R"({"kind":"choice","choices":["A","B","C"],"default":"B"})", "QComboBox", "\"B\"", u"C"_s,
             "\"C\"");
         row("choice, unknown default", R"({"kind":"choice","choices":["A","B"],"default":"Z"})", "QComboBox", "\"A\"",
@@ -151,7 +144,7 @@ private slots:
         QFETCH(QString, value);
         QFETCH(QVariant, pending);
         QFETCH(QString, pendingValue);
-        QJsonObject el = parse(element);
+        QJsonObject el = json(element);
         if (!el.contains("type"_L1))
             el.insert("type"_L1, u"field"_s);
         el.insert("id"_L1, u"f"_s);
@@ -176,7 +169,7 @@ private slots:
     {
         Recorder rec;
         Drawn d =
-            draw(parse(R"({"type":"field","kind":"slider","id":"f","min":10,"max":20,"step":0.5})"), rec.actions());
+            draw(json(R"({"type":"field","kind":"slider","id":"f","min":10,"max":20,"step":0.5})"), rec.actions());
         auto *slider = qobject_cast<QSlider *>(d.input);
         QVERIFY(slider);
         QCOMPARE(slider->property("sliderMin").toDouble(), 10.0);
@@ -185,7 +178,7 @@ private slots:
         slider->setValue(4);
         QCOMPARE(render::fieldValue(slider), QJsonValue(12.0));
         // Positions are capped, whatever the range and step.
-        Drawn huge = draw(parse(R"({"type":"field","kind":"slider","id":"f","max":1e12,"step":0.001})"), rec.actions());
+        Drawn huge = draw(json(R"({"type":"field","kind":"slider","id":"f","max":1e12,"step":0.001})"), rec.actions());
         QCOMPARE(qobject_cast<QSlider *>(huge.input)->maximum(), 100000);
     }
 
@@ -197,15 +190,13 @@ private slots:
         QTest::addColumn<QVariant>("pending");
         QTest::addColumn<QString>("value");
         const char *carrying = R"({"kind":"input","carry":true,"default":"from unit"})";
-        QTest::newRow("default") << carrying << "" << QVariant() << "from unit";
-        QTest::newRow("carried beats default") << carrying << "remembered" << QVariant() << "remembered";
-        QTest::newRow("pending beats carried") << carrying << "remembered" << QVariant(u"typed"_s) << "typed";
-        QTest::newRow("no carry, carried ignored") << R"({"kind":"input","default":"from unit"})"
-                                                   << "remembered" << QVariant() << "from unit";
-        QTest::newRow("carry as text yes") << R"({"kind":"input","carry":"yes"})"
-                                           << "remembered" << QVariant() << "remembered";
-        QTest::newRow("password never carried") << R"({"kind":"password","carry":true,"default":""})"
-                                                << "leaked" << QVariant() << "";
+        const QString remembered = u"remembered"_s;
+        QTest::newRow("carried beats default") << carrying << remembered << QVariant() << remembered;
+        QTest::newRow("pending beats carried") << carrying << remembered << QVariant(u"typed"_s) << u"typed"_s;
+        QTest::newRow("no carry, carried ignored")
+            << R"({"kind":"input","default":"from unit"})" << remembered << QVariant() << u"from unit"_s;
+        QTest::newRow("password never carried")
+            << R"({"kind":"password","carry":true,"default":""})" << u"leaked"_s << QVariant() << QString();
     }
     void startValue()
     {
@@ -213,7 +204,7 @@ private slots:
         QFETCH(QString, carried);
         QFETCH(QVariant, pending);
         QFETCH(QString, value);
-        QJsonObject el = parse(element);
+        QJsonObject el = json(element);
         el.insert("type"_L1, u"field"_s);
         el.insert("id"_L1, u"f"_s);
         Recorder rec;
@@ -228,7 +219,7 @@ private slots:
     void commitText()
     {
         Recorder rec;
-        Drawn d = draw(parse(R"({"type":"field","kind":"input","id":"f","carry":true,"default":"A1",
+        Drawn d = draw(json(R"({"type":"field","kind":"input","id":"f","carry":true,"default":"A1",
                                  "save_path":"/api/save/name","save_body":{"unit":"KU-1","f":"stale"}})"),
                        rec.actions());
         auto *edit = qobject_cast<QLineEdit *>(d.input);
@@ -250,13 +241,10 @@ private slots:
     void commitTextAreaOnLeaving()
     {
         Recorder rec;
-        const QJsonObject screen{
-            {"sections"_L1,
-             QJsonArray{
-                 QJsonObject{{"elements"_L1,
-                              QJsonArray{parse(R"({"type":"field","kind":"textarea","id":"notes","save_path":"/n"})"),
-                                         parse(R"({"type":"field","kind":"input","id":"other"})")}}}}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, rec.actions()));
+        std::unique_ptr<QWidget> root(render::screen(
+            testsupport::oneSection({json(R"({"type":"field","kind":"textarea","id":"notes","save_path":"/n"})"),
+                                     json(R"({"type":"field","kind":"input","id":"other"})")}),
+            rec.actions()));
         testsupport::layOut(root.get(), 700);
         QApplication::setActiveWindow(root.get());
         auto *notes = root->findChild<QPlainTextEdit *>(u"field:notes"_s);
@@ -273,7 +261,7 @@ private slots:
     void passwordNeverCarried()
     {
         Recorder rec;
-        Drawn d = draw(parse(R"({"type":"field","kind":"password","id":"key","carry":true,"save_path":"/api/wifi"})"),
+        Drawn d = draw(json(R"({"type":"field","kind":"password","id":"key","carry":true,"save_path":"/api/wifi"})"),
                        rec.actions(), u"key"_s);
         auto *edit = qobject_cast<QLineEdit *>(d.input);
         QCOMPARE(edit->echoMode(), QLineEdit::Password);
@@ -288,15 +276,13 @@ private slots:
     void commitOnChange()
     {
         Recorder rec;
-        const QJsonObject screen{
-            {"sections"_L1,
-             QJsonArray{QJsonObject{
-                 {"elements"_L1,
-                  QJsonArray{parse(R"({"type":"field","kind":"check","id":"c","save_path":"/s"})"),
-                             parse(R"({"type":"field","kind":"choice","id":"a","choices":["A","B"],"save_path":"/s"})"),
-                             parse(R"({"type":"field","kind":"slider","id":"v","max":10,"save_path":"/s"})"),
-                             parse(R"({"type":"field","kind":"number","id":"n","carry":true,"save_path":"/s"})")}}}}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, rec.actions()));
+        std::unique_ptr<QWidget> root(render::screen(
+            testsupport::oneSection(
+                {json(R"({"type":"field","kind":"check","id":"c","save_path":"/s"})"),
+                 json(R"({"type":"field","kind":"choice","id":"a","choices":["A","B"],"save_path":"/s"})"),
+                 json(R"({"type":"field","kind":"slider","id":"v","max":10,"save_path":"/s"})"),
+                 json(R"({"type":"field","kind":"number","id":"n","carry":true,"save_path":"/s"})")}),
+            rec.actions()));
         testsupport::layOut(root.get(), 700);
         const auto saved = [&rec] {
             QJsonObject all;
@@ -324,14 +310,12 @@ private slots:
     // The window hears every edit by field id, not the values set while building.
     void watchEdits()
     {
-        const QJsonObject screen{
-            {"sections"_L1,
-             QJsonArray{QJsonObject{
-                 {"elements"_L1, QJsonArray{parse(R"({"type":"field","kind":"input","id":"name","default":"x"})"),
-                                            parse(R"({"type":"field","kind":"multi","id":"m","choices":["a","b"]})"),
-                                            parse(R"({"type":"toggle","id":"t"})"),
-                                            parse(R"({"type":"field","kind":"textarea","id":"notes"})")}}}}}};
-        std::unique_ptr<QWidget> root(render::screen(screen, {}));
+        std::unique_ptr<QWidget> root(render::screen(
+            testsupport::oneSection({json(R"({"type":"field","kind":"input","id":"name","default":"x"})"),
+                                     json(R"({"type":"field","kind":"multi","id":"m","choices":["a","b"]})"),
+                                     json(R"({"type":"toggle","id":"t"})"),
+                                     json(R"({"type":"field","kind":"textarea","id":"notes"})")}),
+            {}));
         QList<std::pair<QString, QJsonValue>> heard;
         render::watchFields(root.get(), [&heard](const QString &id, const QJsonValue &v) { heard.append({id, v}); });
         QVERIFY(heard.isEmpty());
@@ -359,7 +343,7 @@ private slots:
     {
         QFETCH(QString, wrap);
         const QString field = uR"({"type":"field","kind":"number","id":"f","label":"Load","default":42})"_s;
-        Drawn d = draw(parse(wrap.arg(field)), {});
+        Drawn d = draw(json(wrap.arg(field)), {});
         QVERIFY(d.input);
         QCOMPARE(render::collectFieldValues(d.root.get(), {u"f"_s}), (QJsonObject{{"f"_L1, 42}}));
         QVERIFY(d.input->width() >= 60 && d.input->height() > 0);

@@ -4,7 +4,7 @@
 #include "prims/painted.h"
 #include "prims/textlabel.h"
 #include "render/screen.h"
-#include "support/testsupport.h"
+#include "support/widgets.h"
 
 #include <QLabel>
 #include <QLayout>
@@ -17,10 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QJsonObject json(const QString &text)
-{
-    return testsupport::json(text.toUtf8().constData());
-}
+using testsupport::json;
 
 // A screen of one section whose elements are `elements`, laid out `width` wide.
 std::unique_ptr<QWidget> screen(const QString &elements, int width)

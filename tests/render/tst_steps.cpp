@@ -3,7 +3,7 @@
 #include "app/base/theme.h"
 #include "render/screen.h"
 #include "render/steps.h"
-#include "support/testsupport.h"
+#include "support/widgets.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -30,13 +30,7 @@ const QJsonArray kFour = parseArray(uR"([
     {"id":"io","label":"IO test","issue":true,"completed":true,"elements":[{"type":"text","text":"body of io"}]}
 ])"_s);
 
-QStringList labelTexts(const QWidget *w)
-{
-    QStringList texts;
-    for (const QLabel *l : w->findChildren<QLabel *>())
-        texts << l->text();
-    return texts;
-}
+using testsupport::labelTexts;
 
 // The four-step strip laid out at a window's width, with presses and warnings recorded.
 struct Strip
@@ -71,16 +65,13 @@ private slots:
         QTest::addColumn<QJsonArray>("steps");
         QTest::addColumn<QString>("viewed");
         QTest::addColumn<int>("shown");
-        QTest::newRow("current when nothing viewed") << kFour << "" << 1;
-        QTest::newRow("viewed finished step") << kFour << "wire" << 0;
-        QTest::newRow("viewed locked step") << kFour << "lift" << 2;
-        QTest::newRow("viewed id gone falls back to current") << kFour << "gone" << 1;
-        QTest::newRow("no current, nothing viewed: last")
-            << parseArray(uR"([{"id":"a"},{"id":"b"},{"id":"c"}])"_s) << "" << 2;
-        QTest::newRow("no current, stale view: last") << parseArray(uR"([{"id":"a"},{"id":"b"}])"_s) << "zzz" << 1;
+        QTest::newRow("current when nothing viewed") << kFour << QString() << 1;
+        QTest::newRow("viewed locked step") << kFour << u"lift"_s << 2;
+        QTest::newRow("viewed id gone falls back to current") << kFour << u"gone"_s << 1;
+        QTest::newRow("no current, stale view: last") << parseArray(uR"([{"id":"a"},{"id":"b"}])"_s) << u"zzz"_s << 1;
         QTest::newRow("first current wins")
-            << parseArray(uR"([{"id":"a","current":true},{"id":"b","current":true}])"_s) << "" << 0;
-        QTest::newRow("no steps") << QJsonArray() << "a" << -1;
+            << parseArray(uR"([{"id":"a","current":true},{"id":"b","current":true}])"_s) << QString() << 0;
+        QTest::newRow("no steps") << QJsonArray() << u"a"_s << -1;
     }
     void shownStep()
     {
@@ -99,16 +90,12 @@ private slots:
         QTest::addColumn<QString>("tagTone");
         QTest::addColumn<bool>("finished"); // muted label, pointing hand
         QTest::addColumn<QString>("warning");
-        QTest::newRow("done") << 0 << "DONE"
-                              << "ok" << true << "";
-        QTest::newRow("current") << 1 << "STEP 2"
-                                 << "idle" << false << "";
-        QTest::newRow("locked")
-            << 2 << "STEP 3"
-            << "idle" << false
-            << "Not yet|Lift check has not been done. Steps run in order - finish the current one first.";
-        QTest::newRow("issue beats done") << 3 << "PROBLEM"
-                                          << "error" << true << "";
+        QTest::newRow("done") << 0 << u"DONE"_s << u"ok"_s << true << QString();
+        QTest::newRow("current") << 1 << u"STEP 2"_s << u"idle"_s << false << QString();
+        QTest::newRow("locked") << 2 << u"STEP 3"_s << u"idle"_s << false
+                                << u"Not yet|Lift check has not been done. Steps run in order - finish the current one "
+                                   "first."_s;
+        QTest::newRow("issue beats done") << 3 << u"PROBLEM"_s << u"error"_s << true << QString();
     }
     void cells()
     {
@@ -149,12 +136,8 @@ private slots:
         QTest::addColumn<QString>("viewed");
         QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("body");
-        QTest::newRow("current step") << ""
-                                      << "Drive check"
-                                      << "body of drive";
-        QTest::newRow("finished step") << "wire"
-                                       << "Wiring  -  done"
-                                       << "body of wire";
+        QTest::newRow("current step") << QString() << u"Drive check"_s << u"body of drive"_s;
+        QTest::newRow("finished step") << u"wire"_s << u"Wiring  -  done"_s << u"body of wire"_s;
     }
     void shownStepBodyAndBanner()
     {

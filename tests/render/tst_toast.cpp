@@ -24,26 +24,12 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("colourTone");
-        QTest::newRow("ok") << "ok"
-                            << "Saved"
-                            << "Saved"
-                            << "ok";
-        QTest::newRow("empty tone is accent") << ""
-                                              << "Sent"
-                                              << "Sent"
-                                              << "accent";
-        QTest::newRow("error asks for a click") << "error"
-                                                << "Refused"
-                                                << "Refused   (click to dismiss)"
-                                                << "error";
-        QTest::newRow("bad is not an error toast") << "bad"
-                                                   << "Odd"
-                                                   << "Odd"
-                                                   << "bad";
-        QTest::newRow("markup as typed") << "ok"
-                                         << "<b>Saved</b> & stored"
-                                         << "<b>Saved</b> & stored"
-                                         << "ok";
+        QTest::newRow("empty tone is accent") << QString() << u"Sent"_s << u"Sent"_s << u"accent"_s;
+        QTest::newRow("error asks for a click")
+            << u"error"_s << u"Refused"_s << u"Refused   (click to dismiss)"_s << u"error"_s;
+        QTest::newRow("bad is not an error toast") << u"bad"_s << u"Odd"_s << u"Odd"_s << u"bad"_s;
+        QTest::newRow("markup as typed") << u"ok"_s << u"<b>Saved</b> & stored"_s << u"<b>Saved</b> & stored"_s
+                                         << u"ok"_s;
     }
     void showsTextAndTone()
     {
@@ -92,8 +78,8 @@ private slots:
     void overlappingToastsKeepTheNewer_data()
     {
         QTest::addColumn<QString>("secondTone");
-        QTest::newRow("newer ordinary toast") << "ok";
-        QTest::newRow("newer error toast") << "error";
+        QTest::newRow("newer ordinary toast") << u"ok"_s;
+        QTest::newRow("newer error toast") << u"error"_s;
     }
     void overlappingToastsKeepTheNewer()
     {
