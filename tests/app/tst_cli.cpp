@@ -1,6 +1,7 @@
 // The built executable's offline modes, as a screen author runs them: messages, streams, exit
 // codes and the PNG they write.
 
+#include "app/base/logging.h"
 #include "prims/registry.h"
 
 #include <QImage>
@@ -177,6 +178,30 @@ private slots:
             QVERIFY(!r.err.contains(u"render pass 24"_s));
             QVERIFY(r.err.contains(QRegularExpression(u"page 500x200 hint \\d+ hfw -?\\d+"_s)));
         }
+    }
+
+    // Each debug variable switches on its own category, and only that one.
+    void debugSwitches_data()
+    {
+        QTest::addColumn<QByteArray>("variable");
+        QTest::addColumn<int>("category"); // 0 frame, 1 pan, 2 input
+        QTest::newRow("frame") << QByteArray("KESTRO_FRAME_DEBUG") << 0;
+        QTest::newRow("pan") << QByteArray("KESTRO_PAN_DEBUG") << 1;
+        QTest::newRow("input") << QByteArray("KESTRO_INPUT_DEBUG") << 2;
+    }
+
+    void debugSwitches()
+    {
+        QFETCH(QByteArray, variable);
+        QFETCH(int, category);
+        const QLoggingCategory *categories[] = {&lcFrame(), &lcPan(), &lcInput()};
+        qputenv(variable.constData(), "1");
+        app::applyDebugSwitches();
+        qunsetenv(variable.constData());
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(categories[i]->isDebugEnabled(), i == category);
+        app::applyDebugSwitches();
+        QVERIFY(!categories[category]->isDebugEnabled());
     }
 
     void bareDescriptionAndBundleDrawAlike()

@@ -161,6 +161,10 @@ private slots:
             {"id":"d","label":"Lift check"},{"id":"e","label":"Handover"},{"id":"f","label":"Sign-off"}]})"_s
                                     << QStringList{u"Power and safety"_s, u"PROBLEM"_s, u"STEP 3"_s,
                                                    u"Drive check"_s,      u"STEP 6"_s,  u"Sign-off"_s};
+        QTest::newRow("strip") << uR"({"sections":[{"label":"Steps","elements":[{"type":"strip","items":[
+            {"label":"Identity and site","state":"done"},{"label":"Drive calibration","state":"now"},
+            {"label":"IO check"},{"label":"Load test"},{"label":"Safety and handover"}]}]}]})"_s
+                               << QStringList{u"Identity and site"_s, u"Drive calibration"_s, u"Safety and handover"_s};
     }
     void narrowTextsKeepTheirWords()
     {
