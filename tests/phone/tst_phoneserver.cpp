@@ -148,7 +148,8 @@ private slots:
         m_base = u"http://127.0.0.1:%1"_s.arg(m_phone.port());
     }
 
-    // Every answer, byte for byte. "$T" in the cookie stands for the token a sign-in just gave.
+    // Every answer, byte for byte. "$T" in the cookie stands for the token a sign-in just gave. Where
+    // in a header or form the cookie or password sits is tst_phonerequest's authorise table.
     void answers_data()
     {
         QTest::addColumn<QStringList>("args");
@@ -161,16 +162,11 @@ private slots:
             << QStringList{u"-X"_s, u"DELETE"_s, u"--path-as-is"_s, u"-H"_s, u"X-Path: /../etc"_s} << u"signin"_s
             << false;
         QTest::newRow("the cookie") << QStringList{u"-b"_s, u"sc=$T"_s} << u"status"_s << false;
-        QTest::newRow("the cookie among others")
-            << QStringList{u"-b"_s, u"theme=dark; sc=$T; x=1"_s} << u"status"_s << false;
         QTest::newRow("a made-up cookie") << QStringList{u"-b"_s, u"sc=0123456789abcdef"_s} << u"signin"_s << false;
         QTest::newRow("the password, encoded as a browser does")
             << QStringList{u"--data-urlencode"_s, encoded} << u"status"_s << true;
-        QTest::newRow("the password among other fields")
-            << QStringList{u"-d"_s, u"a=1"_s, u"--data-urlencode"_s, encoded, u"-d"_s, u"b"_s} << u"status"_s << true;
         QTest::newRow("the password sent raw") << QStringList{u"-d"_s, encoded} << u"wrong"_s << false;
         QTest::newRow("a wrong password") << QStringList{u"-d"_s, u"p=crane"_s} << u"wrong"_s << false;
-        QTest::newRow("an empty password") << QStringList{u"-d"_s, u"p="_s} << u"wrong"_s << false;
         QTest::newRow("a POST with the cookie")
             << QStringList{u"-b"_s, u"sc=$T"_s, u"-d"_s, u"x=1"_s} << u"status"_s << true;
         QTest::newRow("the cookie and a wrong password")
@@ -222,11 +218,6 @@ private slots:
         raw.write("f");
         QTRY_COMPARE_WITH_TIMEOUT(raw.state(), QAbstractSocket::UnconnectedState, 5000);
         QCOMPARE(raw.readAll(), QByteArray());
-
-        // The same through curl: a header of a megabyte gets no answer at all.
-        const Run r = curl({u"-H"_s, u"X-Fill: "_s + QString(1 << 20, u'f')});
-        QVERIFY(r.exitCode != 0);
-        QCOMPARE(r.out, QByteArray());
     }
 
     void shortBodyWaits()
