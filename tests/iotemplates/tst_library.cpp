@@ -110,7 +110,6 @@ private slots:
                                              << u"a@2026-05-01T12:00:00.001Z"_s << QStringList();
         QTest::newRow("later as text, earlier in time")
             << lib << in("2026-05-01T13:00:00+02:00") << kept << a << QStringList();
-        QTest::newRow("incoming without updated") << lib << in("") << kept << a << QStringList();
         QTest::newRow("incoming unparsable") << lib << in("yesterday") << kept << a << QStringList();
         QTest::newRow("library copy without updated") << QJsonArray{valid(u"a"_s)} << in("2026-05-01T12:00:00")
                                                       << u"0 1 0 0 0"_s << u"a@2026-05-01T12:00:00"_s << QStringList();

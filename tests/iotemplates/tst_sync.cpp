@@ -85,118 +85,113 @@ void compareLine(const QString &line, const QString &expected)
 class TestSync : public QObject
 {
     Q_OBJECT
-private slots:
-    void initTestCase();
-    void sharesThroughTheLaptop();
-    void skipped_data();
-    void skipped();
 
-private:
     QTemporaryDir m_certs;
     testsupport::SimProcess m_site{QStringLiteral(KESTRO_UNIT_SIM)};
     testsupport::SimProcess m_oldUnit{QStringLiteral(KESTRO_UNIT_SIM)};
-};
 
-void TestSync::initTestCase()
-{
-    if (qEnvironmentVariableIsEmpty("KESTRO_SITE_NET"))
-        QSKIP("needs the private site network (run through tests/netns-run)");
-    testsupport::isolateConfig();
-    QVERIFY(m_certs.isValid());
-    QVERIFY2(m_site.start({u"--units"_s, u"2"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path()}),
-             m_site.output().constData());
-    QVERIFY2(m_oldUnit.start({u"--address"_s, kOldUnit, u"--passcode"_s, kPasscode, u"--no-iotemplates"_s,
-                              u"--no-discovery"_s, u"--cert-dir"_s, m_certs.filePath(u"old"_s)}),
-             m_oldUnit.output().constData());
-}
-
-void TestSync::sharesThroughTheLaptop()
-{
-    QFile::remove(units::connectLogPath());
-    units::Api api;
-    // Unit 1: the laptop has nothing yet and collects unit 1's two templates.
-    QCOMPARE(signIn(api, kUnit1).status, 200);
-    iotemplates::SyncOutcome first = sync(api);
-    QCOMPARE(first.status, 200);
-    QVERIFY(first.merged && first.saved);
-    compareLine(first.logLine, u"iotemplates  10.77.0.21:8090  sent 0, unit added 0 updated 0; back: added 2 "
-                               u"updated 0 kept 0 builtin 2 rejected 0  MS ms"_s);
-    // Unit 2: it gets unit 1's, and the laptop collects unit 2's.
-    QCOMPARE(signIn(api, kUnit2).status, 200);
-    const iotemplates::SyncOutcome second = sync(api);
-    compareLine(second.logLine, u"iotemplates  10.77.0.22:8090  sent 2, unit added 2 updated 0; back: added 2 "
-                                u"updated 0 kept 2 builtin 2 rejected 0  MS ms"_s);
-    const QStringList all{u"aisle-relay-4"_s, u"beacon-relay-2"_s, u"conveyor-io-16"_s, u"lift-door-io"_s};
-    QCOMPARE(ids(iotemplates::loadLibrary(iotemplates::libraryPath())), all);
-    const QStringList onAUnit{u"aisle-relay-4"_s, u"beacon-relay-2"_s, u"conveyor-io-16"_s,
-                              u"kestro-aio4"_s,   u"kestro-dio8"_s,    u"lift-door-io"_s};
-    QCOMPARE(ids(units::waitFor(api, u"/api/iotemplates"_s, 8000).json.value("templates"_L1).toArray()), onAUnit);
-    // Unit 1's next sign-in brings it unit 2's; nothing new comes back.
-    QCOMPARE(signIn(api, kUnit1).status, 200);
-    const iotemplates::SyncOutcome third = sync(api);
-    compareLine(third.logLine, u"iotemplates  10.77.0.21:8090  sent 4, unit added 2 updated 0; back: added 0 "
-                               u"updated 0 kept 4 builtin 2 rejected 0  MS ms"_s);
-    QCOMPARE(ids(units::waitFor(api, u"/api/iotemplates"_s, 8000).json.value("templates"_L1).toArray()), onAUnit);
-    QCOMPARE(logged(), QStringList({first.logLine, second.logLine, third.logLine}));
-
-    // And the technician sees all four in the dialog, in either theme.
-    for (const QString &name : {QString::fromLatin1(theme::kDarkName), QString::fromLatin1(theme::kLightName)}) {
-        theme::setTheme(name);
-        QCOMPARE(theme::palette().dark, name == QLatin1StringView(theme::kDarkName));
-        std::unique_ptr<QDialog> dialog(iotemplates::templatesDialog(nullptr));
-        testsupport::layOut(dialog.get(), 860, 620);
-        auto *list = dialog->findChild<QTreeWidget *>(u"templateList"_s);
-        QStringList names;
-        for (int i = 0; i < list->topLevelItemCount(); ++i)
-            names << list->topLevelItem(i)->text(0);
-        QCOMPARE(names,
-                 QStringList({u"Aisle relay 4"_s, u"Lift door sensors"_s, u"Beacon relay 2"_s, u"Conveyor IO-16"_s}));
-        list->setCurrentItem(list->topLevelItem(1));
-        // Kept beside the test's build folder for a person to look at.
-        const QString shot = QDir::current().filePath(u"iotemplates-%1.png"_s.arg(name.section(u' ', 1).toLower()));
-        QVERIFY(dialog->grab().save(shot));
+private slots:
+    void initTestCase()
+    {
+        if (qEnvironmentVariableIsEmpty("KESTRO_SITE_NET"))
+            QSKIP("needs the private site network (run through tests/netns-run)");
+        testsupport::isolateConfig();
+        QVERIFY(m_certs.isValid());
+        QVERIFY2(m_site.start({u"--units"_s, u"2"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path()}),
+                 m_site.output().constData());
+        QVERIFY2(m_oldUnit.start({u"--address"_s, kOldUnit, u"--passcode"_s, kPasscode, u"--no-iotemplates"_s,
+                                  u"--no-discovery"_s, u"--cert-dir"_s, m_certs.filePath(u"old"_s)}),
+                 m_oldUnit.output().constData());
     }
-    theme::setTheme(QString::fromLatin1(theme::kDarkName));
-}
 
-void TestSync::skipped_data()
-{
-    QTest::addColumn<QString>("ip");
-    QTest::addColumn<int>("port");
-    QTest::addColumn<bool>("signedIn");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("reason");
-    QTest::newRow("unit without templates")
-        << kOldUnit << 8090 << true << 404 << u"404 - unit does not serve templates"_s;
-    QTest::newRow("not signed in") << kUnit2 << 8090 << false << 401 << u"401 sign in first"_s;
-    QTest::newRow("nothing listening") << kUnit1 << 8099 << false << 0 << u"Connection refused"_s;
-}
+    void sharesThroughTheLaptop()
+    {
+        QFile::remove(units::connectLogPath());
+        units::Api api;
+        // Unit 1: the laptop has nothing yet and collects unit 1's two templates.
+        QCOMPARE(signIn(api, kUnit1).status, 200);
+        iotemplates::SyncOutcome first = sync(api);
+        QCOMPARE(first.status, 200);
+        QVERIFY(first.merged && first.saved);
+        compareLine(first.logLine, u"iotemplates  10.77.0.21:8090  sent 0, unit added 0 updated 0; back: added 2 "
+                                   u"updated 0 kept 0 builtin 2 rejected 0  MS ms"_s);
+        // Unit 2: it gets unit 1's, and the laptop collects unit 2's.
+        QCOMPARE(signIn(api, kUnit2).status, 200);
+        const iotemplates::SyncOutcome second = sync(api);
+        compareLine(second.logLine, u"iotemplates  10.77.0.22:8090  sent 2, unit added 2 updated 0; back: added 2 "
+                                    u"updated 0 kept 2 builtin 2 rejected 0  MS ms"_s);
+        const QStringList all{u"aisle-relay-4"_s, u"beacon-relay-2"_s, u"conveyor-io-16"_s, u"lift-door-io"_s};
+        QCOMPARE(ids(iotemplates::loadLibrary(iotemplates::libraryPath())), all);
+        const QStringList onAUnit{u"aisle-relay-4"_s, u"beacon-relay-2"_s, u"conveyor-io-16"_s,
+                                  u"kestro-aio4"_s,   u"kestro-dio8"_s,    u"lift-door-io"_s};
+        QCOMPARE(ids(units::waitFor(api, u"/api/iotemplates"_s, 8000).json.value("templates"_L1).toArray()), onAUnit);
+        // Unit 1's next sign-in brings it unit 2's; nothing new comes back.
+        QCOMPARE(signIn(api, kUnit1).status, 200);
+        const iotemplates::SyncOutcome third = sync(api);
+        compareLine(third.logLine, u"iotemplates  10.77.0.21:8090  sent 4, unit added 2 updated 0; back: added 0 "
+                                   u"updated 0 kept 4 builtin 2 rejected 0  MS ms"_s);
+        QCOMPARE(ids(units::waitFor(api, u"/api/iotemplates"_s, 8000).json.value("templates"_L1).toArray()), onAUnit);
+        QCOMPARE(logged(), QStringList({first.logLine, second.logLine, third.logLine}));
 
-void TestSync::skipped()
-{
-    QFETCH(QString, ip);
-    QFETCH(int, port);
-    QFETCH(bool, signedIn);
-    QFETCH(int, status);
-    QFETCH(QString, reason);
-    const QJsonObject one = testsupport::json(R"({"schema":"kestro.io-template/1","id":"mine","name":"Mine",
+        // And the technician sees all four in the dialog, in either theme.
+        for (const QString &name : {QString::fromLatin1(theme::kDarkName), QString::fromLatin1(theme::kLightName)}) {
+            theme::setTheme(name);
+            QCOMPARE(theme::palette().dark, name == QLatin1StringView(theme::kDarkName));
+            std::unique_ptr<QDialog> dialog(iotemplates::templatesDialog(nullptr));
+            testsupport::layOut(dialog.get(), 860, 620);
+            auto *list = dialog->findChild<QTreeWidget *>(u"templateList"_s);
+            QStringList names;
+            for (int i = 0; i < list->topLevelItemCount(); ++i)
+                names << list->topLevelItem(i)->text(0);
+            QCOMPARE(names, QStringList({u"Aisle relay 4"_s, u"Lift door sensors"_s, u"Beacon relay 2"_s,
+                                         u"Conveyor IO-16"_s}));
+            list->setCurrentItem(list->topLevelItem(1));
+            // Kept beside the test's build folder for a person to look at.
+            const QString shot = QDir::current().filePath(u"iotemplates-%1.png"_s.arg(name.section(u' ', 1).toLower()));
+            QVERIFY(dialog->grab().save(shot));
+        }
+        theme::setTheme(QString::fromLatin1(theme::kDarkName));
+    }
+
+    void skipped_data()
+    {
+        QTest::addColumn<QString>("ip");
+        QTest::addColumn<int>("port");
+        QTest::addColumn<bool>("signedIn");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("unit without templates")
+            << kOldUnit << 8090 << true << 404 << u"404 - unit does not serve templates"_s;
+        QTest::newRow("not signed in") << kUnit2 << 8090 << false << 401 << u"401 sign in first"_s;
+        QTest::newRow("nothing listening") << kUnit1 << 8099 << false << 0 << u"Connection refused"_s;
+    }
+
+    void skipped()
+    {
+        QFETCH(QString, ip);
+        QFETCH(int, port);
+        QFETCH(bool, signedIn);
+        QFETCH(int, status);
+        QFETCH(QString, reason);
+        const QJsonObject one = testsupport::json(R"({"schema":"kestro.io-template/1","id":"mine","name":"Mine",
         "inputs":1,"outputs":1,"connection":{"type":"picontrol"},"updated":"2026-01-01T00:00:00Z"})");
-    QVERIFY(iotemplates::saveLibrary({one}, iotemplates::libraryPath()));
-    const QByteArray before = readAll(iotemplates::libraryPath());
-    QFile::remove(units::connectLogPath());
+        QVERIFY(iotemplates::saveLibrary({one}, iotemplates::libraryPath()));
+        const QByteArray before = readAll(iotemplates::libraryPath());
+        QFile::remove(units::connectLogPath());
 
-    units::Api api;
-    if (signedIn)
-        QCOMPARE(signIn(api, ip, port).status, 200);
-    else
-        api.setUnit(ip, port, true);
-    const iotemplates::SyncOutcome out = sync(api);
-    QCOMPARE(out.status, status);
-    QVERIFY(!out.merged);
-    compareLine(out.logLine, u"iotemplates  %1:%2  sent 1  skipped (%3)  MS ms"_s.arg(ip).arg(port).arg(reason));
-    QCOMPARE(logged(), QStringList{out.logLine});
-    QCOMPARE(readAll(iotemplates::libraryPath()), before);
-}
+        units::Api api;
+        if (signedIn)
+            QCOMPARE(signIn(api, ip, port).status, 200);
+        else
+            api.setUnit(ip, port, true);
+        const iotemplates::SyncOutcome out = sync(api);
+        QCOMPARE(out.status, status);
+        QVERIFY(!out.merged);
+        compareLine(out.logLine, u"iotemplates  %1:%2  sent 1  skipped (%3)  MS ms"_s.arg(ip).arg(port).arg(reason));
+        QCOMPARE(logged(), QStringList{out.logLine});
+        QCOMPARE(readAll(iotemplates::libraryPath()), before);
+    }
+};
 
 QTEST_MAIN(TestSync)
 #include "tst_sync.moc"

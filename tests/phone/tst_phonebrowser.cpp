@@ -55,16 +55,26 @@ class TestPhoneBrowser final : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void signInAndWatch();
-
-private:
     // One call of the unit's API or of chromedriver; the event loop (and so the phone server and
     // discovery) keeps running while it waits.
     QJsonObject call(const QString &method, const QString &url, const QJsonObject &body = {},
-                     const QByteArray &bearer = {});
+                     const QByteArray &bearer = {})
+    {
+        QNetworkRequest req{QUrl(url)};
+        req.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+        if (!bearer.isEmpty())
+            req.setRawHeader("Authorization", "Bearer " + bearer);
+        req.setTransferTimeout(60000);
+        const QByteArray data = QJsonDocument(body).toJson(QJsonDocument::Compact);
+        QNetworkReply *reply = method == u"GET"_s      ? m_net.get(req)
+                               : method == u"DELETE"_s ? m_net.deleteResource(req)
+                                                       : m_net.post(req, data);
+        if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 65000))
+            reply->abort();
+        const QJsonObject answer = QJsonDocument::fromJson(reply->readAll()).object();
+        reply->deleteLater();
+        return answer;
+    }
     QJsonValue wd(const QString &method, const QString &path, const QJsonObject &body = {})
     {
         return call(method, m_driverUrl + u"/session/"_s + m_session + path, body).value("value"_L1);
@@ -81,12 +91,10 @@ private:
             .value(QLatin1StringView(kElement))
             .toString();
     }
-    bool screenshot(const QString &name);
     bool waitForText(const QString &text, int timeoutMs = 20000)
     {
         return QTest::qWaitFor([&] { return pageText().contains(text); }, timeoutMs);
     }
-
     QNetworkAccessManager m_net;
     Child m_sim;
     Child m_driver;
@@ -99,158 +107,143 @@ private:
     QTimer m_sweeps;
     QString m_shots;
     QByteArray m_unitToken;
-};
 
-QJsonObject TestPhoneBrowser::call(const QString &method, const QString &url, const QJsonObject &body,
-                                   const QByteArray &bearer)
-{
-    QNetworkRequest req{QUrl(url)};
-    req.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
-    if (!bearer.isEmpty())
-        req.setRawHeader("Authorization", "Bearer " + bearer);
-    req.setTransferTimeout(60000);
-    const QByteArray data = QJsonDocument(body).toJson(QJsonDocument::Compact);
-    QNetworkReply *reply = method == u"GET"_s      ? m_net.get(req)
-                           : method == u"DELETE"_s ? m_net.deleteResource(req)
-                                                   : m_net.post(req, data);
-    if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 65000))
-        reply->abort();
-    const QJsonObject answer = QJsonDocument::fromJson(reply->readAll()).object();
-    reply->deleteLater();
-    return answer;
-}
-
-bool TestPhoneBrowser::screenshot(const QString &name)
-{
-    const QByteArray png = QByteArray::fromBase64(wd(u"GET"_s, u"/screenshot"_s).toString().toLatin1());
-    QFile f(m_shots + u'/' + name);
-    return png.startsWith("\x89PNG") && f.open(QIODevice::WriteOnly) && f.write(png) == png.size();
-}
-
-void TestPhoneBrowser::initTestCase()
-{
-    if (qEnvironmentVariable("KESTRO_SITE_NET") != u"1"_s)
-        QSKIP("needs the private site network (run through tests/netns-run)");
-    const QString chromium = QStandardPaths::findExecutable(u"chromium"_s);
-    const QString driver = QStandardPaths::findExecutable(u"chromedriver"_s);
-    if (chromium.isEmpty() || driver.isEmpty()) {
-        const char *why = "chromium and chromedriver are not installed (scripts/test installs them)";
-        if (qEnvironmentVariable("CI") == u"true"_s)
-            QFAIL(why);
-        QSKIP(why);
+    bool screenshot(const QString &name)
+    {
+        const QByteArray png = QByteArray::fromBase64(wd(u"GET"_s, u"/screenshot"_s).toString().toLatin1());
+        QFile f(m_shots + u'/' + name);
+        return png.startsWith("\x89PNG") && f.open(QIODevice::WriteOnly) && f.write(png) == png.size();
     }
-    testsupport::isolateConfig();
-    QVERIFY(m_work.isValid());
-    m_shots = QCoreApplication::applicationDirPath() + u"/phone-shots"_s;
-    QDir().mkpath(m_shots);
 
-    // Two units: the first half-way through, the second already commissioned.
-    m_sim.process.start(QStringLiteral(KESTRO_UNIT_SIM),
-                        {u"--units"_s, u"2"_s, u"--http"_s, u"--passcode"_s, kPasscode, u"--start-at"_s,
-                         u"drive,commissioned"_s, u"--pace"_s, u"400"_s, u"--autorun"_s});
-    QVERIFY(QTest::qWaitFor([&] { return m_sim.process.readAllStandardOutput().contains("ready"); }, 30000));
+private slots:
+    void initTestCase()
+    {
+        if (qEnvironmentVariable("KESTRO_SITE_NET") != u"1"_s)
+            QSKIP("needs the private site network (run through tests/netns-run)");
+        const QString chromium = QStandardPaths::findExecutable(u"chromium"_s);
+        const QString driver = QStandardPaths::findExecutable(u"chromedriver"_s);
+        if (chromium.isEmpty() || driver.isEmpty()) {
+            const char *why = "chromium and chromedriver are not installed (scripts/test installs them)";
+            if (qEnvironmentVariable("CI") == u"true"_s)
+                QFAIL(why);
+            QSKIP(why);
+        }
+        testsupport::isolateConfig();
+        QVERIFY(m_work.isValid());
+        m_shots = QCoreApplication::applicationDirPath() + u"/phone-shots"_s;
+        QDir().mkpath(m_shots);
 
-    // The window's part, in small: every sweep's answers go into the list and the list to the phone.
-    connect(&m_discovery, &units::Discovery::swept, this, [this](const units::Discovery::Found &found) {
-        units::mergeSweep(m_units, found);
-        m_phone.setUnits(m_units);
-    });
-    connect(&m_sweeps, &QTimer::timeout, this, [this] { m_discovery.sweep(false); });
-    m_sweeps.start(1000);
-    QVERIFY(m_phone.start(0, kPassword));
-    QVERIFY2(m_phone.url().startsWith(u"http://10.77.0."_s),
-             qPrintable(m_phone.url())); // the site address, as a phone sees it
+        // Two units: the first half-way through, the second already commissioned.
+        m_sim.process.start(QStringLiteral(KESTRO_UNIT_SIM),
+                            {u"--units"_s, u"2"_s, u"--http"_s, u"--passcode"_s, kPasscode, u"--start-at"_s,
+                             u"drive,commissioned"_s, u"--pace"_s, u"400"_s, u"--autorun"_s});
+        QVERIFY(QTest::qWaitFor([&] { return m_sim.process.readAllStandardOutput().contains("ready"); }, 30000));
 
-    m_unitToken = call(u"POST"_s, u"http://10.77.0.21:8090/api/login"_s, {{u"password"_s, kPasscode}})
-                      .value("token"_L1)
-                      .toString()
-                      .toLatin1();
-    QVERIFY(!m_unitToken.isEmpty());
+        // The window's part, in small: every sweep's answers go into the list and the list to the phone.
+        connect(&m_discovery, &units::Discovery::swept, this, [this](const units::Discovery::Found &found) {
+            units::mergeSweep(m_units, found);
+            m_phone.setUnits(m_units);
+        });
+        connect(&m_sweeps, &QTimer::timeout, this, [this] { m_discovery.sweep(false); });
+        m_sweeps.start(1000);
+        QVERIFY(m_phone.start(0, kPassword));
+        QVERIFY2(m_phone.url().startsWith(u"http://10.77.0."_s),
+                 qPrintable(m_phone.url())); // the site address, as a phone sees it
 
-    QTcpServer probe;
-    QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-    const quint16 driverPort = probe.serverPort();
-    probe.close();
-    m_driverUrl = u"http://127.0.0.1:%1"_s.arg(driverPort);
-    m_driver.process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_driver.process.start(driver, {u"--port=%1"_s.arg(driverPort)});
-    QVERIFY(QTest::qWaitFor(
-        [&] { return call(u"GET"_s, m_driverUrl + u"/status"_s).value("value"_L1)["ready"_L1].toBool(); }, 30000));
+        m_unitToken = call(u"POST"_s, u"http://10.77.0.21:8090/api/login"_s, {{u"password"_s, kPasscode}})
+                          .value("token"_L1)
+                          .toString()
+                          .toLatin1();
+        QVERIFY(!m_unitToken.isEmpty());
 
-    const QJsonArray args = {u"--headless"_s,
-                             u"--no-sandbox"_s,
-                             u"--disable-gpu"_s,
-                             u"--disable-background-networking"_s,
-                             u"--disable-component-update"_s,
-                             u"--disable-sync"_s,
-                             u"--no-first-run"_s,
-                             QString(u"--user-data-dir="_s + m_work.filePath(u"profile"_s))};
-    // A phone's screen: 390 by 844 CSS pixels, a touch screen that honours the page's viewport.
-    const QJsonObject phoneScreen = {
-        {u"width"_s, 390}, {u"height"_s, 844}, {u"pixelRatio"_s, 1.0}, {u"mobile"_s, true}, {u"touch"_s, true}};
-    const QJsonObject chrome = {{u"binary"_s, chromium},
-                                {u"args"_s, args},
-                                {u"mobileEmulation"_s, QJsonObject{{u"deviceMetrics"_s, phoneScreen}}}};
-    const QJsonObject caps = {{u"alwaysMatch"_s, QJsonObject{{u"goog:chromeOptions"_s, chrome}}}};
-    const QJsonObject session = call(u"POST"_s, m_driverUrl + u"/session"_s, {{u"capabilities"_s, caps}});
-    m_session = session.value("value"_L1)["sessionId"_L1].toString();
-    QVERIFY2(!m_session.isEmpty(), QJsonDocument(session).toJson().constData());
-}
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        const quint16 driverPort = probe.serverPort();
+        probe.close();
+        m_driverUrl = u"http://127.0.0.1:%1"_s.arg(driverPort);
+        m_driver.process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_driver.process.start(driver, {u"--port=%1"_s.arg(driverPort)});
+        QVERIFY(QTest::qWaitFor(
+            [&] { return call(u"GET"_s, m_driverUrl + u"/status"_s).value("value"_L1)["ready"_L1].toBool(); }, 30000));
 
-void TestPhoneBrowser::cleanupTestCase()
-{
-    if (!m_session.isEmpty())
-        call(u"DELETE"_s, m_driverUrl + u"/session/"_s + m_session);
-}
+        const QJsonArray args = {u"--headless"_s,
+                                 u"--no-sandbox"_s,
+                                 u"--disable-gpu"_s,
+                                 u"--disable-background-networking"_s,
+                                 u"--disable-component-update"_s,
+                                 u"--disable-sync"_s,
+                                 u"--no-first-run"_s,
+                                 QString(u"--user-data-dir="_s + m_work.filePath(u"profile"_s))};
+        // A phone's screen: 390 by 844 CSS pixels, a touch screen that honours the page's viewport.
+        const QJsonObject phoneScreen = {
+            {u"width"_s, 390}, {u"height"_s, 844}, {u"pixelRatio"_s, 1.0}, {u"mobile"_s, true}, {u"touch"_s, true}};
+        const QJsonObject chrome = {{u"binary"_s, chromium},
+                                    {u"args"_s, args},
+                                    {u"mobileEmulation"_s, QJsonObject{{u"deviceMetrics"_s, phoneScreen}}}};
+        const QJsonObject caps = {{u"alwaysMatch"_s, QJsonObject{{u"goog:chromeOptions"_s, chrome}}}};
+        const QJsonObject session = call(u"POST"_s, m_driverUrl + u"/session"_s, {{u"capabilities"_s, caps}});
+        m_session = session.value("value"_L1)["sessionId"_L1].toString();
+        QVERIFY2(!m_session.isEmpty(), QJsonDocument(session).toJson().constData());
+    }
 
-void TestPhoneBrowser::signInAndWatch()
-{
-    // Both units are on the page's list before the phone comes.
-    QVERIFY(QTest::qWaitFor([&] { return m_units.size() == 2 && m_units[0].online() && m_units[1].online(); }, 20000));
+    void cleanupTestCase()
+    {
+        if (!m_session.isEmpty())
+            call(u"DELETE"_s, m_driverUrl + u"/session/"_s + m_session);
+    }
 
-    wd(u"POST"_s, u"/url"_s, {{u"url"_s, QString(m_phone.url() + u"/"_s)}});
-    QVERIFY(waitForText(u"Enter the phone password set on the commissioning PC."_s));
-    QCOMPARE(wd(u"GET"_s, u"/title"_s).toString(), u"Kestro Connect"_s);
-    QCOMPARE(wd(u"POST"_s, u"/execute/sync"_s, script(u"return window.innerWidth"_s)).toInt(), 390);
-    QVERIFY(screenshot(u"1-sign-in.png"_s));
+    void signInAndWatch()
+    {
+        // Both units are on the page's list before the phone comes.
+        QVERIFY(
+            QTest::qWaitFor([&] { return m_units.size() == 2 && m_units[0].online() && m_units[1].online(); }, 20000));
 
-    // A wrong password first, then the right one, typed into the form and sent with its button.
-    wd(u"POST"_s, u"/element/"_s + element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, u"yard"_s}});
-    wd(u"POST"_s, u"/element/"_s + element(u"button"_s) + u"/click"_s);
-    QVERIFY(waitForText(u"That password was not right."_s));
-    QVERIFY(wd(u"GET"_s, u"/cookie"_s).toArray().isEmpty());
-    // The first unit starts its drive calibration now, so the phone has progress to watch.
-    QVERIFY(call(u"POST"_s, u"http://10.77.0.21:8090/api/action/start"_s, {}, m_unitToken).value("ok"_L1).toBool());
-    wd(u"POST"_s, u"/element/"_s + element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, kPassword}});
-    wd(u"POST"_s, u"/element/"_s + element(u"button"_s) + u"/click"_s);
-    QVERIFY(waitForText(u"View only - refreshes every 10 seconds."_s));
+        wd(u"POST"_s, u"/url"_s, {{u"url"_s, QString(m_phone.url() + u"/"_s)}});
+        QVERIFY(waitForText(u"Enter the phone password set on the commissioning PC."_s));
+        QCOMPARE(wd(u"GET"_s, u"/title"_s).toString(), u"Kestro Connect"_s);
+        QCOMPARE(wd(u"POST"_s, u"/execute/sync"_s, script(u"return window.innerWidth"_s)).toInt(), 390);
+        QVERIFY(screenshot(u"1-sign-in.png"_s));
 
-    const QJsonArray cookies = wd(u"GET"_s, u"/cookie"_s).toArray();
-    QCOMPARE(cookies.size(), 1);
-    const QJsonObject cookie = cookies[0].toObject();
-    QCOMPARE(cookie.value("name"_L1).toString(), u"sc"_s);
-    QCOMPARE(cookie.value("value"_L1).toString().size(), 64);
-    QVERIFY(cookie.value("httpOnly"_L1).toBool());
-    QCOMPARE(cookie.value("sameSite"_L1).toString(), u"Strict"_s);
+        // A wrong password first, then the right one, typed into the form and sent with its button.
+        wd(u"POST"_s, u"/element/"_s + element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, u"yard"_s}});
+        wd(u"POST"_s, u"/element/"_s + element(u"button"_s) + u"/click"_s);
+        QVERIFY(waitForText(u"That password was not right."_s));
+        QVERIFY(wd(u"GET"_s, u"/cookie"_s).toArray().isEmpty());
+        // The first unit starts its drive calibration now, so the phone has progress to watch.
+        QVERIFY(call(u"POST"_s, u"http://10.77.0.21:8090/api/action/start"_s, {}, m_unitToken).value("ok"_L1).toBool());
+        wd(u"POST"_s, u"/element/"_s + element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, kPassword}});
+        wd(u"POST"_s, u"/element/"_s + element(u"button"_s) + u"/click"_s);
+        QVERIFY(waitForText(u"View only - refreshes every 10 seconds."_s));
 
-    const QString first = pageText();
-    QVERIFY2(first.contains(u"shuttle-01\nIN PROGRESS"_s), qPrintable(first));
-    QVERIFY2(first.contains(u"shuttle-02\nCOMMISSIONED"_s), qPrintable(first));
-    QVERIFY(first.contains(u"Now: Drive calibration"_s) || first.contains(u"Now: IO check"_s));
-    QVERIFY(screenshot(u"2-status.png"_s));
+        const QJsonArray cookies = wd(u"GET"_s, u"/cookie"_s).toArray();
+        QCOMPARE(cookies.size(), 1);
+        const QJsonObject cookie = cookies[0].toObject();
+        QCOMPARE(cookie.value("name"_L1).toString(), u"sc"_s);
+        QCOMPARE(cookie.value("value"_L1).toString().size(), 64);
+        QVERIFY(cookie.value("httpOnly"_L1).toBool());
+        QCOMPARE(cookie.value("sameSite"_L1).toString(), u"Strict"_s);
 
-    // The page reloads itself after 10 seconds, with the cookie, and shows the units as they are then.
-    wd(u"POST"_s, u"/execute/sync"_s, script(u"window.kestroMark = 1"_s));
-    QVERIFY(QTest::qWaitFor(
-        [&] { return wd(u"POST"_s, u"/execute/sync"_s, script(u"return window.kestroMark === undefined"_s)).toBool(); },
-        20000));
-    QVERIFY(waitForText(u"View only - refreshes every 10 seconds."_s));
-    const QString later = pageText();
-    QVERIFY2(later.contains(u"shuttle-01\nIN PROGRESS"_s), qPrintable(later));
-    QVERIFY2(later != first, "the refresh showed the same progress as before");
-    QVERIFY(screenshot(u"3-status-refreshed.png"_s));
-    qInfo("screenshots in %s", qPrintable(m_shots));
-}
+        const QString first = pageText();
+        QVERIFY2(first.contains(u"shuttle-01\nIN PROGRESS"_s), qPrintable(first));
+        QVERIFY2(first.contains(u"shuttle-02\nCOMMISSIONED"_s), qPrintable(first));
+        QVERIFY(first.contains(u"Now: Drive calibration"_s) || first.contains(u"Now: IO check"_s));
+        QVERIFY(screenshot(u"2-status.png"_s));
+
+        // The page reloads itself after 10 seconds, with the cookie, and shows the units as they are then.
+        wd(u"POST"_s, u"/execute/sync"_s, script(u"window.kestroMark = 1"_s));
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return wd(u"POST"_s, u"/execute/sync"_s, script(u"return window.kestroMark === undefined"_s)).toBool();
+            },
+            20000));
+        QVERIFY(waitForText(u"View only - refreshes every 10 seconds."_s));
+        const QString later = pageText();
+        QVERIFY2(later.contains(u"shuttle-01\nIN PROGRESS"_s), qPrintable(later));
+        QVERIFY2(later != first, "the refresh showed the same progress as before");
+        QVERIFY(screenshot(u"3-status-refreshed.png"_s));
+        qInfo("screenshots in %s", qPrintable(m_shots));
+    }
+};
 
 QTEST_MAIN(TestPhoneBrowser)
 #include "tst_phonebrowser.moc"

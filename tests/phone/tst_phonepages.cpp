@@ -33,7 +33,6 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("escaped");
-        QTest::newRow("plain") << u"Aisle 3 shuttle"_s << u"Aisle 3 shuttle"_s;
         QTest::newRow("markup") << u"<script>alert(1)</script>"_s << u"&lt;script&gt;alert(1)&lt;/script&gt;"_s;
         QTest::newRow("ampersand first") << u"&lt; & <"_s << u"&amp;lt; &amp; &lt;"_s;
         QTest::newRow("quotes") << u"a\"b'c"_s << u"a&quot;b'c"_s;

@@ -87,718 +87,663 @@ class TestSimUnit : public QObject
 {
     Q_OBJECT
 private slots:
-    void quirks_data();
-    void quirks();
-    void quirksOverTime();
-    void heldAnswerOverLoopback();
     void initTestCase() { testsupport::isolateConfig(); }
 
-    void parseRequest_data();
-    void parseRequest();
-    void pipelinedRequests();
-    void serverOverLoopback_data();
-    void serverOverLoopback();
-    void options_data();
-    void options();
-    void siteDealsOutUnits();
-    void yesterdayAndTrailingLineFeed();
-    void signIn_data();
-    void signIn();
-    void routes_data();
-    void routes();
-    void scriptedFlow();
-    void refusedPresses_data();
-    void refusedPresses();
-    void discoveryAnswerFollowsTheFlow();
-    void screensUseEveryElementType();
-    void bundlesDrawWithoutPlaceholders();
-    void bundleCarriesEveryNamedSource();
-    void toastIsSaidOnce();
-    void aislePlanIsAPicture();
-    void ioTemplates_data();
-    void ioTemplates();
-};
+    void parseRequest_data()
+    {
+        QTest::addColumn<QByteArray>("raw");
+        QTest::addColumn<int>("state");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<QByteArray>("body");
 
-void TestSimUnit::parseRequest_data()
-{
-    QTest::addColumn<QByteArray>("raw");
-    QTest::addColumn<int>("state");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("query");
-    QTest::addColumn<QByteArray>("body");
-
-    const int done = int(sim::ParseState::Done);
-    const int incomplete = int(sim::ParseState::Incomplete);
-    const int bad = int(sim::ParseState::Bad);
-    const int large = int(sim::ParseState::TooLarge);
-    QTest::newRow("get") << QByteArray("GET /api/ui HTTP/1.1\r\nHost: x\r\n\r\n") << done << u"/api/ui"_s << QString()
-                         << QByteArray();
-    QTest::newRow("query") << QByteArray("GET /api/faults?q=brake%20x4 HTTP/1.1\r\n\r\n") << done << u"/api/faults"_s
-                           << u"brake x4"_s << QByteArray();
-    QTest::newRow("post body") << QByteArray("POST /api/login HTTP/1.1\r\nContent-Length: 4\r\n\r\n{}xy") << done
-                               << u"/api/login"_s << QString() << QByteArray("{}xy");
-    QTest::newRow("body not all here") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 10\r\n\r\n{}") << incomplete
-                                       << QString() << QString() << QByteArray();
-    QTest::newRow("head not all here") << QByteArray("GET /a HTTP/1.1\r\nHost: x\r\n") << incomplete << QString()
-                                       << QString() << QByteArray();
-    QTest::newRow("no version") << QByteArray("GET /a\r\n\r\n") << bad << QString() << QString() << QByteArray();
-    QTest::newRow("relative target") << QByteArray("GET api HTTP/1.1\r\n\r\n") << bad << QString() << QString()
-                                     << QByteArray();
-    QTest::newRow("header without colon")
-        << QByteArray("GET /a HTTP/1.1\r\nbroken\r\n\r\n") << bad << QString() << QString() << QByteArray();
-    QTest::newRow("negative length") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: -5\r\n\r\n") << bad << QString()
-                                     << QString() << QByteArray();
-    QTest::newRow("huge body announced") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 999999999\r\n\r\n") << large
+        const int done = int(sim::ParseState::Done);
+        const int incomplete = int(sim::ParseState::Incomplete);
+        const int bad = int(sim::ParseState::Bad);
+        const int large = int(sim::ParseState::TooLarge);
+        QTest::newRow("get") << QByteArray("GET /api/ui HTTP/1.1\r\nHost: x\r\n\r\n") << done << u"/api/ui"_s
+                             << QString() << QByteArray();
+        QTest::newRow("query") << QByteArray("GET /api/faults?q=brake%20x4 HTTP/1.1\r\n\r\n") << done
+                               << u"/api/faults"_s << u"brake x4"_s << QByteArray();
+        QTest::newRow("post body") << QByteArray("POST /api/login HTTP/1.1\r\nContent-Length: 4\r\n\r\n{}xy") << done
+                                   << u"/api/login"_s << QString() << QByteArray("{}xy");
+        QTest::newRow("body not all here") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 10\r\n\r\n{}")
+                                           << incomplete << QString() << QString() << QByteArray();
+        QTest::newRow("head not all here")
+            << QByteArray("GET /a HTTP/1.1\r\nHost: x\r\n") << incomplete << QString() << QString() << QByteArray();
+        QTest::newRow("no version") << QByteArray("GET /a\r\n\r\n") << bad << QString() << QString() << QByteArray();
+        QTest::newRow("relative target") << QByteArray("GET api HTTP/1.1\r\n\r\n") << bad << QString() << QString()
+                                         << QByteArray();
+        QTest::newRow("header without colon")
+            << QByteArray("GET /a HTTP/1.1\r\nbroken\r\n\r\n") << bad << QString() << QString() << QByteArray();
+        QTest::newRow("negative length") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: -5\r\n\r\n") << bad
                                          << QString() << QString() << QByteArray();
-    QTest::newRow("endless head") << QByteArray("GET /a HTTP/1.1\r\nX: ") + QByteArray(20000, 'a') << large << QString()
-                                  << QString() << QByteArray();
-}
-
-void TestSimUnit::parseRequest()
-{
-    QFETCH(QByteArray, raw);
-    QFETCH(int, state);
-    const sim::ParseResult r = sim::parseRequest(raw);
-    QCOMPARE(int(r.state), state);
-    if (r.state != sim::ParseState::Done)
-        return;
-    QFETCH(QString, path);
-    QFETCH(QString, query);
-    QFETCH(QByteArray, body);
-    QCOMPARE(r.request.path, path);
-    QCOMPARE(r.request.query.queryItemValue(u"q"_s, QUrl::FullyDecoded), query);
-    QCOMPARE(r.request.body, body);
-    QCOMPARE(r.consumed, raw.size());
-}
-
-void TestSimUnit::pipelinedRequests()
-{
-    // Two requests in one read: the first takes exactly its own bytes, the rest parses next.
-    const QByteArray first = "POST /api/login HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}";
-    const QByteArray second = "GET /api/ui HTTP/1.1\r\nAuthorization: Bearer abc\r\n\r\n";
-    const sim::ParseResult a = sim::parseRequest(QByteArray(first + second));
-    QCOMPARE(a.consumed, first.size());
-    const sim::ParseResult b = sim::parseRequest(QByteArray(first + second).mid(a.consumed));
-    QCOMPARE(int(b.state), int(sim::ParseState::Done));
-    QCOMPARE(b.request.header("Authorization"), QByteArray("Bearer abc"));
-}
-
-void TestSimUnit::serverOverLoopback_data()
-{
-    // Raw bytes sent in one go; the status lines expected back, and whether the server hangs up.
-    QTest::addColumn<QByteArray>("raw");
-    QTest::addColumn<QList<int>>("statuses");
-    QTest::addColumn<bool>("closes");
-
-    QTest::newRow("one request, kept alive") << QByteArray("GET /a HTTP/1.1\r\n\r\n") << QList<int>{200} << false;
-    QTest::newRow("two pipelined") << QByteArray("GET /a HTTP/1.1\r\n\r\nGET /missing HTTP/1.1\r\n\r\n")
-                                   << QList<int>{200, 404} << false;
-    QTest::newRow("close asked for") << QByteArray("GET /a HTTP/1.1\r\nConnection: close\r\n\r\n") << QList<int>{200}
-                                     << true;
-    QTest::newRow("garbage") << QByteArray("HELLO\r\n\r\n") << QList<int>{400} << true;
-    QTest::newRow("body too large") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n")
-                                    << QList<int>{413} << true;
-}
-
-void TestSimUnit::serverOverLoopback()
-{
-    QFETCH(QByteArray, raw);
-    QFETCH(QList<int>, statuses);
-    QFETCH(bool, closes);
-    sim::HttpServer server([](const sim::Request &r) {
-        return r.path == u"/a"_s ? sim::Response::json(200, {{u"ok"_s, true}}) : sim::Response::error(404, u"no"_s);
-    });
-    QCOMPARE(server.listen(QHostAddress::LocalHost, 0, nullptr), QString());
-    QTcpSocket client;
-    client.connectToHost(QHostAddress::LocalHost, server.port());
-    QVERIFY(client.waitForConnected(5000));
-    client.write(raw);
-    QByteArray got;
-    const auto count = [&] { return int(got.count("HTTP/1.1 ")); };
-    QTRY_VERIFY_WITH_TIMEOUT((got += client.readAll(), count() >= statuses.size()), 5000);
-    QList<int> seen;
-    for (qsizetype at = got.indexOf("HTTP/1.1 "); at >= 0; at = got.indexOf("HTTP/1.1 ", at + 1))
-        seen << got.mid(at + 9, 3).toInt();
-    QCOMPARE(seen, statuses);
-    QVERIFY(got.contains("Content-Type: application/json"));
-    if (closes)
-        QTRY_COMPARE_WITH_TIMEOUT(client.state(), QAbstractSocket::UnconnectedState, 5000);
-    else
-        QCOMPARE(client.state(), QAbstractSocket::ConnectedState);
-}
-
-void TestSimUnit::options_data()
-{
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QString>("error"); // a piece of the error, empty for none
-    QTest::addColumn<QString>("lastAddress");
-
-    QTest::newRow("defaults") << QStringList{} << QString() << u"10.77.0.21"_s;
-    QTest::newRow("two units") << QStringList{u"--units"_s, u"2"_s, u"--passcode"_s, u"abc"_s} << QString()
-                               << u"10.77.0.22"_s;
-    QTest::newRow("loopback") << QStringList{u"--units"_s, u"3"_s, u"--address"_s, u"127.0.0.5"_s} << QString()
-                              << u"127.0.0.7"_s;
-    QTest::newRow("zero units") << QStringList{u"--units"_s, u"0"_s} << u"--units"_s << QString();
-    QTest::newRow("units not a number") << QStringList{u"--units"_s, u"two"_s} << u"--units"_s << QString();
-    QTest::newRow("port too big") << QStringList{u"--port"_s, u"70000"_s} << u"--port"_s << QString();
-    QTest::newRow("past the subnet") << QStringList{u"--units"_s, u"10"_s, u"--address"_s, u"10.0.0.250"_s}
-                                     << u"past the end"_s << QString();
-    QTest::newRow("bad address") << QStringList{u"--address"_s, u"unit.local"_s} << u"IPv4"_s << QString();
-    QTest::newRow("empty passcode") << QStringList{u"--passcode"_s, u""_s} << u"--passcode"_s << QString();
-    QTest::newRow("cert without key") << QStringList{u"--cert"_s, u"a.crt"_s} << u"--key"_s << QString();
-    QTest::newRow("http with other cert") << QStringList{u"--http"_s, u"--other-cert"_s} << u"--http"_s << QString();
-    QTest::newRow("unknown step") << QStringList{u"--start-at"_s, u"paint"_s} << u"--start-at"_s << QString();
-    QTest::newRow("one bad step in a list")
-        << QStringList{u"--start-at"_s, u"drive,paint"_s} << u"\"paint\""_s << QString();
-    QTest::newRow("steps per unit") << QStringList{u"--units"_s, u"2"_s, u"--start-at"_s, u"drive,commissioned"_s}
-                                    << QString() << u"10.77.0.22"_s;
-    QTest::newRow("unknown option") << QStringList{u"--colour"_s} << u"colour"_s << QString();
-    QTest::newRow("stray argument") << QStringList{u"now"_s} << u"now"_s << QString();
-    QTest::newRow("poll not a number") << QStringList{u"--poll-ms"_s, u"fast"_s} << u"--poll-ms"_s << QString();
-    QTest::newRow("poll out of a client's range")
-        << QStringList{u"--poll-ms"_s, u"100"_s, u"--quirks"_s, u"churn,delay=50"_s} << QString() << u"10.77.0.21"_s;
-    QTest::newRow("unknown quirk") << QStringList{u"--quirks"_s, u"churn,slow"_s} << u"\"slow\""_s << QString();
-    QTest::newRow("fixed passcode on unit 2")
-        << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"2"_s} << QString() << u"10.77.0.22"_s;
-    QTest::newRow("fixed passcode past the units")
-        << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"1,3"_s} << u"--fixed-passcode"_s << QString();
-    QTest::newRow("more done yesterday than steps")
-        << QStringList{u"--done-yesterday"_s, u"6"_s} << u"--done-yesterday"_s << QString();
-    QTest::newRow("no templates") << QStringList{u"--no-iotemplates"_s} << QString() << u"10.77.0.21"_s;
-}
-
-void TestSimUnit::options()
-{
-    QFETCH(QStringList, args);
-    QFETCH(QString, error);
-    QFETCH(QString, lastAddress);
-    const sim::ParsedOptions p = sim::parseOptions(QStringList{u"kestro-unit-sim"_s} + args);
-    if (error.isEmpty()) {
-        QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
-        QCOMPARE(p.options.unitAddress(p.options.units - 1).toString(), lastAddress);
-    } else {
-        QVERIFY2(p.error.contains(error), qPrintable(p.error));
+        QTest::newRow("huge body announced") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 999999999\r\n\r\n")
+                                             << large << QString() << QString() << QByteArray();
+        QTest::newRow("endless head") << QByteArray("GET /a HTTP/1.1\r\nX: ") + QByteArray(20000, 'a') << large
+                                      << QString() << QString() << QByteArray();
     }
-}
 
-void TestSimUnit::quirks_data()
-{
-    QTest::addColumn<QJsonObject>("changes");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QStringList>("present"); // members of the answer, "-" before one that must be absent
-
-    const QStringList usual{u"schema"_s, u"poll_ms"_s, u"-hb_age"_s};
-    QTest::newRow("as usual") << QJsonObject{} << u"/api/ui"_s << 200 << usual;
-    QTest::newRow("no schema") << QJsonObject{{u"schema"_s, false}} << u"/api/ui"_s << 200
-                               << QStringList{u"-schema"_s, u"screen"_s};
-    QTest::newRow("churn") << QJsonObject{{u"churn"_s, true}} << u"/api/ui"_s << 200
-                           << QStringList{u"hb_age"_s, u"_panels"_s};
-    QTest::newRow("no poll_ms") << QJsonObject{{u"poll_ms"_s, QJsonValue::Null}} << u"/api/ui"_s << 200
-                                << QStringList{u"-poll_ms"_s};
-    QTest::newRow("templates gone") << QJsonObject{{u"iotemplates"_s, false}} << u"/api/iotemplates"_s << 404
-                                    << QStringList{u"error"_s};
-}
-
-void TestSimUnit::quirks()
-{
-    QFETCH(QJsonObject, changes);
-    QFETCH(QString, path);
-    QFETCH(int, status);
-    QFETCH(QStringList, present);
-    sim::Unit unit(config());
-    const QByteArray token = tokenFor(unit);
-    QCOMPARE(unit.configure(changes), QString());
-    const sim::Response r = unit.handle(request(u"GET"_s, path, {}, token));
-    QCOMPARE(r.status, status);
-    QCOMPARE(r.delayMs, 0);
-    const QJsonObject body = bodyOf(r);
-    for (const QString &key : present)
-        QVERIFY2(key.startsWith(u'-') ? !body.contains(key.mid(1)) : body.contains(key), qPrintable(key));
-}
-
-void TestSimUnit::quirksOverTime()
-{
-    sim::Unit unit(config());
-    const QByteArray token = tokenFor(unit);
-    QCOMPARE(unit.configure({{u"churn"_s, true}, {u"poll_ms"_s, 100000}}), QString());
-    const QJsonObject first = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-    const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-    QVERIFY(first.value(u"hb_age"_s) != second.value(u"hb_age"_s));
-    QVERIFY(first.value(u"_panels"_s) != second.value(u"_panels"_s));
-    QCOMPARE(second.value(u"poll_ms"_s).toInt(), 100000);
-
-    // A lock-out without "retry_after", then answers held back or never sent.
-    QCOMPARE(unit.configure({{u"retry_after"_s, false}}), QString());
-    sim::Response r;
-    for (int i = 0; i < 3; ++i)
-        r = unit.handle(request(u"POST"_s, u"/api/login"_s, {{u"password"_s, u"wrong"_s}}));
-    QCOMPARE(r.status, 429);
-    QVERIFY(!bodyOf(r).contains(u"retry_after"_s));
-    QCOMPARE(unit.configure({{u"delay_ms"_s, 1500}}), QString());
-    QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, 1500);
-    QCOMPARE(unit.configure({{u"hang"_s, true}}), QString());
-    QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, -1);
-
-    // A wrong member changes nothing and is named.
-    QCOMPARE(unit.configure({{u"hang"_s, false}, {u"delay_ms"_s, u"soon"_s}}), u"delay_ms"_s);
-    QCOMPARE(unit.describeQuirks().value(u"hang"_s), QJsonValue(true));
-}
-
-void TestSimUnit::heldAnswerOverLoopback()
-{
-    // The server sends a held answer late, and the request behind it on the same connection after it.
-    int calls = 0;
-    sim::HttpServer server([&calls](const sim::Request &req) {
-        sim::Response r = sim::Response::text(200, req.path);
-        r.delayMs = ++calls == 1 ? 300 : 0;
-        return r;
-    });
-    QCOMPARE(server.listen(QHostAddress::LocalHost, 0, nullptr), QString());
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, server.port());
-    QVERIFY(socket.waitForConnected(5000));
-    socket.write("GET /first HTTP/1.1\r\nHost: x\r\n\r\nGET /second HTTP/1.1\r\nHost: x\r\n\r\n");
-    QByteArray got;
-    QTRY_VERIFY_WITH_TIMEOUT((got += socket.readAll()).count("HTTP/1.1 200") == 2, 10000);
-    QVERIFY(got.indexOf("/first") < got.indexOf("/second"));
-}
-
-void TestSimUnit::siteDealsOutUnits()
-{
-    const sim::ParsedOptions p =
-        sim::parseOptions({u"kestro-unit-sim"_s, u"--units"_s, u"3"_s, u"--product"_s, u"shuttle, lift"_s,
-                           u"--start-at"_s, u"io,commissioned"_s, u"--address"_s, u"127.0.0.9"_s, u"--http"_s});
-    QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
-    sim::Site site(p.options);
-    site.build();
-    QCOMPARE(site.units().size(), 3);
-    QStringList products, steps, hosts, addresses;
-    for (sim::Unit *u : site.units()) {
-        products << u->config().info.product;
-        steps << (u->flow().commissioned() ? u"commissioned"_s : u->flow().current().id);
-        hosts << u->config().info.hostname;
-        addresses << u->config().info.address;
-        QVERIFY(!u->config().info.tls);
+    void parseRequest()
+    {
+        QFETCH(QByteArray, raw);
+        QFETCH(int, state);
+        const sim::ParseResult r = sim::parseRequest(raw);
+        QCOMPARE(int(r.state), state);
+        if (r.state != sim::ParseState::Done)
+            return;
+        QFETCH(QString, path);
+        QFETCH(QString, query);
+        QFETCH(QByteArray, body);
+        QCOMPARE(r.request.path, path);
+        QCOMPARE(r.request.query.queryItemValue(u"q"_s, QUrl::FullyDecoded), query);
+        QCOMPARE(r.request.body, body);
+        QCOMPARE(r.consumed, raw.size());
     }
-    QCOMPARE(products, QStringList({u"shuttle"_s, u"lift"_s, u"shuttle"_s}));
-    QCOMPARE(steps, QStringList({u"io"_s, u"commissioned"_s, u"io"_s}));
-    QCOMPARE(hosts, QStringList({u"shuttle-01"_s, u"lift-02"_s, u"shuttle-03"_s}));
-    QCOMPARE(addresses, QStringList({u"127.0.0.9"_s, u"127.0.0.10"_s, u"127.0.0.11"_s}));
-    QCOMPARE(site.describe().value(1), u"unit  lift-02  KU-04202  http://127.0.0.10:8090  lift"_s);
-    // Neighbours start with different template sets, so a client has something to carry between them.
-    QStringList firstIds;
-    for (const sim::Unit *u : site.units()) {
-        QStringList ids;
-        for (const QJsonObject &t : u->config().templates)
-            ids << t.value(u"id"_s).toString();
-        QVERIFY(!ids.isEmpty());
-        QVERIFY2(firstIds.isEmpty() || !ids.contains(firstIds.first()), qPrintable(ids.join(u',')));
-        if (firstIds.isEmpty())
-            firstIds = ids;
+
+    void serverOverLoopback_data()
+    {
+        // Raw bytes sent in one go; the status lines expected back, and whether the server hangs up.
+        QTest::addColumn<QByteArray>("raw");
+        QTest::addColumn<QList<int>>("statuses");
+        QTest::addColumn<bool>("closes");
+
+        QTest::newRow("one request, kept alive") << QByteArray("GET /a HTTP/1.1\r\n\r\n") << QList<int>{200} << false;
+        QTest::newRow("two pipelined") << QByteArray("GET /a HTTP/1.1\r\n\r\nGET /missing HTTP/1.1\r\n\r\n")
+                                       << QList<int>{200, 404} << false;
+        QTest::newRow("close asked for") << QByteArray("GET /a HTTP/1.1\r\nConnection: close\r\n\r\n")
+                                         << QList<int>{200} << true;
+        // An answer held back still goes out before the one behind it on the same connection.
+        QTest::newRow("held answer keeps its place")
+            << QByteArray("GET /held HTTP/1.1\r\n\r\nGET /a HTTP/1.1\r\n\r\n") << QList<int>{201, 200} << false;
+        QTest::newRow("garbage") << QByteArray("HELLO\r\n\r\n") << QList<int>{400} << true;
+        QTest::newRow("body too large") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n")
+                                        << QList<int>{413} << true;
     }
-}
 
-void TestSimUnit::yesterdayAndTrailingLineFeed()
-{
-    const sim::ParsedOptions p =
-        sim::parseOptions({u"kestro-unit-sim"_s, u"--start-at"_s, u"load"_s, u"--done-yesterday"_s, u"1"_s,
-                           u"--summary-newline"_s, u"--passcode"_s, u"right-pass"_s});
-    QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
-    sim::Site site(p.options);
-    site.build();
-    sim::Unit &unit = *site.units().first();
-    const QByteArray token = tokenFor(unit);
-    const QString today = QDate::currentDate().toString(Qt::ISODate);
-    const QString yesterday = QDate::currentDate().addDays(-1).toString(Qt::ISODate);
-    QStringList days;
-    for (const QJsonValue &stage :
-         bodyOf(unit.handle(request(u"GET"_s, u"/api/state"_s, {}, token))).value(u"stages"_s).toArray())
-        days << stage.toObject().value(u"completed_at"_s).toString().left(10);
-    QCOMPARE(days, QStringList({yesterday, today, today, QString(), QString()}));
-    const QString text =
-        bodyOf(unit.handle(request(u"GET"_s, u"/api/day/summary"_s, {}, token))).value(u"text"_s).toString();
-    QVERIFY2(text.startsWith(u"Drive calibration done at "_s) && text.endsWith(u" steps\n"_s), qPrintable(text));
-    QCOMPARE(text.count(u'\n'), 3);
-}
+    void serverOverLoopback()
+    {
+        QFETCH(QByteArray, raw);
+        QFETCH(QList<int>, statuses);
+        QFETCH(bool, closes);
+        sim::HttpServer server([](const sim::Request &r) {
+            if (r.path == u"/held"_s) {
+                sim::Response held = sim::Response::json(201, {{u"ok"_s, true}});
+                held.delayMs = 300;
+                return held;
+            }
+            return r.path == u"/a"_s ? sim::Response::json(200, {{u"ok"_s, true}}) : sim::Response::error(404, u"no"_s);
+        });
+        QCOMPARE(server.listen(QHostAddress::LocalHost, 0, nullptr), QString());
+        QTcpSocket client;
+        client.connectToHost(QHostAddress::LocalHost, server.port());
+        QVERIFY(client.waitForConnected(5000));
+        client.write(raw);
+        QByteArray got;
+        const auto count = [&] { return int(got.count("HTTP/1.1 ")); };
+        QTRY_VERIFY_WITH_TIMEOUT((got += client.readAll(), count() >= statuses.size()), 10000);
+        QList<int> seen;
+        for (qsizetype at = got.indexOf("HTTP/1.1 "); at >= 0; at = got.indexOf("HTTP/1.1 ", at + 1))
+            seen << got.mid(at + 9, 3).toInt();
+        QCOMPARE(seen, statuses);
+        QVERIFY(got.contains("Content-Type: application/json"));
+        if (closes)
+            QTRY_COMPARE_WITH_TIMEOUT(client.state(), QAbstractSocket::UnconnectedState, 5000);
+        else
+            QCOMPARE(client.state(), QAbstractSocket::ConnectedState);
+    }
 
-void TestSimUnit::signIn_data()
-{
-    // A sequence of passcodes; the expected status of each attempt.
-    QTest::addColumn<QStringList>("attempts");
-    QTest::addColumn<QList<int>>("statuses");
+    void options_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("error"); // a piece of the error, empty for none
+        QTest::addColumn<QString>("lastAddress");
 
-    QTest::newRow("right") << QStringList{u"right-pass"_s} << QList<int>{200};
-    QTest::newRow("wrong") << QStringList{u"nope"_s} << QList<int>{401};
-    QTest::newRow("case matters") << QStringList{u"RIGHT-PASS"_s} << QList<int>{401};
-    QTest::newRow("lock-out on the third") << QStringList{u"a"_s, u"b"_s, u"c"_s} << QList<int>{401, 401, 429};
-    QTest::newRow("locked even with the right one")
-        << QStringList{u"a"_s, u"b"_s, u"c"_s, u"right-pass"_s} << QList<int>{401, 401, 429, 429};
-    QTest::newRow("success resets the count")
-        << QStringList{u"a"_s, u"b"_s, u"right-pass"_s, u"c"_s, u"d"_s} << QList<int>{401, 401, 200, 401, 401};
-}
+        QTest::newRow("defaults") << QStringList{} << QString() << u"10.77.0.21"_s;
+        QTest::newRow("loopback") << QStringList{u"--units"_s, u"3"_s, u"--address"_s, u"127.0.0.5"_s} << QString()
+                                  << u"127.0.0.7"_s;
+        QTest::newRow("zero units") << QStringList{u"--units"_s, u"0"_s} << u"--units"_s << QString();
+        QTest::newRow("port too big") << QStringList{u"--port"_s, u"70000"_s} << u"--port"_s << QString();
+        QTest::newRow("past the subnet") << QStringList{u"--units"_s, u"10"_s, u"--address"_s, u"10.0.0.250"_s}
+                                         << u"past the end"_s << QString();
+        QTest::newRow("bad address") << QStringList{u"--address"_s, u"unit.local"_s} << u"IPv4"_s << QString();
+        QTest::newRow("empty passcode") << QStringList{u"--passcode"_s, u""_s} << u"--passcode"_s << QString();
+        QTest::newRow("cert without key") << QStringList{u"--cert"_s, u"a.crt"_s} << u"--key"_s << QString();
+        QTest::newRow("http with other cert")
+            << QStringList{u"--http"_s, u"--other-cert"_s} << u"--http"_s << QString();
+        QTest::newRow("one bad step in a list")
+            << QStringList{u"--start-at"_s, u"drive,paint"_s} << u"\"paint\""_s << QString();
+        QTest::newRow("unknown option") << QStringList{u"--colour"_s} << u"colour"_s << QString();
+        QTest::newRow("stray argument") << QStringList{u"now"_s} << u"now"_s << QString();
+        QTest::newRow("poll not a number") << QStringList{u"--poll-ms"_s, u"fast"_s} << u"--poll-ms"_s << QString();
+        QTest::newRow("poll out of a client's range")
+            << QStringList{u"--poll-ms"_s, u"100"_s, u"--quirks"_s, u"churn,delay=50"_s} << QString()
+            << u"10.77.0.21"_s;
+        QTest::newRow("unknown quirk") << QStringList{u"--quirks"_s, u"churn,slow"_s} << u"\"slow\""_s << QString();
+        QTest::newRow("fixed passcode on unit 2")
+            << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"2"_s} << QString() << u"10.77.0.22"_s;
+        QTest::newRow("fixed passcode past the units")
+            << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"1,3"_s} << u"--fixed-passcode"_s << QString();
+        QTest::newRow("more done yesterday than steps")
+            << QStringList{u"--done-yesterday"_s, u"6"_s} << u"--done-yesterday"_s << QString();
+    }
 
-void TestSimUnit::signIn()
-{
-    QFETCH(QStringList, attempts);
-    QFETCH(QList<int>, statuses);
-    sim::Unit unit(config());
-    for (int i = 0; i < attempts.size(); ++i) {
-        const sim::Response r = unit.handle(request(u"POST"_s, u"/api/login"_s, {{u"password"_s, attempts[i]}}));
-        QCOMPARE(r.status, statuses[i]);
-        const QJsonObject body = bodyOf(r);
-        if (r.status == 200)
-            QVERIFY(body.value(u"token"_s).toString().size() >= 20);
-        if (r.status == 401)
-            QVERIFY(!body.value(u"error"_s).toString().isEmpty());
-        if (r.status == 429) {
-            const int retry = body.value(u"retry_after"_s).toInt();
-            QVERIFY2(retry > 0 && retry <= 45, qPrintable(QString::number(retry)));
+    void options()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, error);
+        QFETCH(QString, lastAddress);
+        const sim::ParsedOptions p = sim::parseOptions(QStringList{u"kestro-unit-sim"_s} + args);
+        if (error.isEmpty()) {
+            QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+            QCOMPARE(p.options.unitAddress(p.options.units - 1).toString(), lastAddress);
+        } else {
+            QVERIFY2(p.error.contains(error), qPrintable(p.error));
         }
     }
-}
 
-void TestSimUnit::routes_data()
-{
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<bool>("signedIn");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("key"); // a key the JSON answer must hold
+    void quirks_data()
+    {
+        QTest::addColumn<QJsonObject>("changes");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QStringList>("present"); // members of the answer, "-" before one that must be absent
 
-    QTest::newRow("ui") << u"GET"_s << u"/api/ui"_s << true << 200 << u"screen"_s;
-    QTest::newRow("ui unsigned") << u"GET"_s << u"/api/ui"_s << false << 401 << u"error"_s;
-    QTest::newRow("source") << u"GET"_s << u"/api/live/progress"_s << true << 200 << u"total"_s;
-    QTest::newRow("source unsigned") << u"GET"_s << u"/api/live/log"_s << false << 401 << u"error"_s;
-    QTest::newRow("state") << u"GET"_s << u"/api/state"_s << true << 200 << u"stages"_s;
-    QTest::newRow("day summary") << u"GET"_s << u"/api/day/summary"_s << true << 200 << u"text"_s;
-    QTest::newRow("faults") << u"GET"_s << u"/api/faults?q=231"_s << true << 200 << u"results"_s;
-    QTest::newRow("templates") << u"POST"_s << u"/api/iotemplates"_s << true << 200 << u"templates"_s;
-    QTest::newRow("unknown api path") << u"GET"_s << u"/api/nothing"_s << true << 404 << u"error"_s;
-    QTest::newRow("unknown path") << u"GET"_s << u"/index.html"_s << false << 404 << u"error"_s;
-    QTest::newRow("unknown action") << u"POST"_s << u"/api/action/dance"_s << true << 404 << u"error"_s;
-    QTest::newRow("login by GET") << u"GET"_s << u"/api/login"_s << false << 405 << u"error"_s;
-    QTest::newRow("press by GET") << u"GET"_s << u"/api/action/start"_s << true << 405 << u"error"_s;
-    QTest::newRow("day without action") << u"POST"_s << u"/api/day"_s << true << 400 << u"error"_s;
-}
-
-void TestSimUnit::routes()
-{
-    QFETCH(QString, method);
-    QFETCH(QString, path);
-    QFETCH(bool, signedIn);
-    QFETCH(int, status);
-    QFETCH(QString, key);
-    sim::Unit unit(config());
-    const QByteArray token = signedIn ? tokenFor(unit) : QByteArray();
-    const sim::Response r = unit.handle(request(method, path, {}, token));
-    QCOMPARE(r.status, status);
-    QVERIFY2(bodyOf(r).contains(key), r.body.constData());
-}
-
-void TestSimUnit::scriptedFlow()
-{
-    sim::Flow flow(10, false);
-    QCOMPARE(flow.current().id, u"identity"_s);
-    QCOMPARE(flow.saveIdentity({{u"unit_name"_s, u"  Aisle A 1 "_s}}).status, 200);
-    QCOMPARE(flow.identity().value(u"unit_name"_s).toString(), u"Aisle A 1"_s);
-    QCOMPARE(flow.current().id, u"drive"_s);
-
-    QCOMPARE(flow.start().status, 200);
-    QVERIFY(flow.running());
-    flow.tick();
-    QVERIFY(flow.positionMm() > 0);
-    runToEnd(flow);
-    QCOMPARE(flow.current().id, u"io"_s);
-    QCOMPARE(flow.positionMm(), 0.0); // the calibration sweep ends where it began
-
-    // The IO check stops with a fault on its ninth tick.
-    QCOMPARE(flow.start().status, 200);
-    runToEnd(flow);
-    QCOMPARE(flow.progress(), 9);
-    QVERIFY(flow.fault().startsWith(u"F-231"_s));
-    QCOMPARE(flow.start().status, 409);
-    QCOMPARE(flow.clearFault().status, 200);
-    QCOMPARE(flow.start().status, 200);
-    runToEnd(flow);
-    QCOMPARE(flow.current().id, u"load"_s);
-    QVERIFY(flow.fault().isEmpty());
-
-    QCOMPARE(flow.start().status, 200);
-    runToEnd(flow);
-    QCOMPARE(flow.current().id, u"handover"_s);
-    QCOMPARE(flow.completedCount(), 4);
-    QCOMPARE(flow.finish().status, 200);
-    QVERIFY(flow.commissioned());
-    QCOMPARE(flow.completedCount(), 5);
-
-    QCOMPARE(flow.reset().status, 200);
-    QVERIFY(!flow.commissioned());
-    QCOMPARE(flow.completedCount(), 0);
-    QCOMPARE(flow.current().id, u"identity"_s);
-}
-
-void TestSimUnit::refusedPresses_data()
-{
-    QTest::addColumn<QString>("startAt");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QJsonObject>("body");
-    QTest::addColumn<int>("status");
-
-    QTest::newRow("save without a name") << u"identity"_s << u"/api/save/identity"_s
-                                         << QJsonObject{{u"unit_name"_s, u"  "_s}} << 422;
-    QTest::newRow("save a setting") << u"drive"_s << u"/api/save/setting"_s
-                                    << QJsonObject{{u"site_notes"_s, u"shimmed"_s}} << 200;
-    QTest::newRow("save nothing") << u"drive"_s << u"/api/save/setting"_s << QJsonObject{} << 422;
-    QTest::newRow("identity does not run") << u"identity"_s << u"/api/action/start"_s << QJsonObject{} << 409;
-    QTest::newRow("finish too early") << u"drive"_s << u"/api/action/finish"_s << QJsonObject{} << 409;
-    QTest::newRow("stop when idle") << u"drive"_s << u"/api/action/stop"_s << QJsonObject{} << 409;
-    QTest::newRow("no fault to clear") << u"io"_s << u"/api/action/clear_fault"_s << QJsonObject{} << 409;
-    QTest::newRow("jog too far") << u"load"_s << u"/api/action/jog"_s << QJsonObject{{u"mm"_s, 9000}} << 422;
-    QTest::newRow("jog") << u"load"_s << u"/api/action/jog"_s << QJsonObject{{u"mm"_s, 100}} << 200;
-    QTest::newRow("view unknown stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"x"_s}} << 422;
-    QTest::newRow("view a stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"drive"_s}} << 200;
-    QTest::newRow("finish") << u"handover"_s << u"/api/action/finish"_s << QJsonObject{} << 200;
-    QTest::newRow("finish twice") << u"commissioned"_s << u"/api/action/finish"_s << QJsonObject{} << 409;
-    QTest::newRow("start when commissioned") << u"commissioned"_s << u"/api/action/start"_s << QJsonObject{} << 409;
-    QTest::newRow("password wrong current")
-        << u"drive"_s << u"/api/password"_s << QJsonObject{{u"current"_s, u"x"_s}, {u"new"_s, u"longenough"_s}} << 403;
-    QTest::newRow("password too short") << u"drive"_s << u"/api/password"_s
-                                        << QJsonObject{{u"current"_s, u"right-pass"_s}, {u"new"_s, u"short"_s}} << 422;
-}
-
-void TestSimUnit::refusedPresses()
-{
-    QFETCH(QString, startAt);
-    QFETCH(QString, path);
-    QFETCH(QJsonObject, body);
-    QFETCH(int, status);
-    sim::Unit unit(config());
-    QVERIFY(unit.flow().startAt(startAt));
-    const sim::Response r = unit.handle(request(u"POST"_s, path, body, tokenFor(unit)));
-    QCOMPARE(r.status, status);
-    const QJsonObject answer = bodyOf(r);
-    if (path == u"/api/password"_s) {
-        QCOMPARE(answer.value(u"ok"_s).toBool(), status == 200);
-    } else if (status == 409 || status == 422) {
-        // A refusal carries its reason both as the error and as an error-toned toast.
-        QVERIFY(answer.value(u"refused"_s).toBool());
-        QVERIFY(!answer.value(u"error"_s).toString().isEmpty());
-        QCOMPARE(answer.value(u"toast"_s).toObject().value(u"tone"_s).toString(), u"error"_s);
-    } else {
-        QVERIFY(!answer.value(u"toast"_s).toObject().value(u"text"_s).toString().isEmpty());
+        const QStringList usual{u"schema"_s, u"poll_ms"_s, u"-hb_age"_s};
+        QTest::newRow("as usual") << QJsonObject{} << u"/api/ui"_s << 200 << usual;
+        QTest::newRow("no schema") << QJsonObject{{u"schema"_s, false}} << u"/api/ui"_s << 200
+                                   << QStringList{u"-schema"_s, u"screen"_s};
+        QTest::newRow("churn") << QJsonObject{{u"churn"_s, true}} << u"/api/ui"_s << 200
+                               << QStringList{u"hb_age"_s, u"_panels"_s};
+        QTest::newRow("no poll_ms") << QJsonObject{{u"poll_ms"_s, QJsonValue::Null}} << u"/api/ui"_s << 200
+                                    << QStringList{u"-poll_ms"_s};
+        QTest::newRow("templates gone") << QJsonObject{{u"iotemplates"_s, false}} << u"/api/iotemplates"_s << 404
+                                        << QStringList{u"error"_s};
     }
-}
 
-void TestSimUnit::discoveryAnswerFollowsTheFlow()
-{
-    sim::Unit unit(config());
-    QJsonObject a = unit.discoveryAnswer();
-    QCOMPARE(a.value(u"app"_s).toString(), u"shuttle-commissioning"_s);
-    QCOMPARE(a.value(u"hostname"_s).toString(), u"shuttle-01"_s);
-    QCOMPARE(a.value(u"port"_s).toInt(), 8090);
-    QCOMPARE(a.value(u"total_count"_s).toInt(), 5);
-    QCOMPARE(a.value(u"completed_count"_s).toInt(), 0);
-    QCOMPARE(a.value(u"status"_s).toString(), QString());
+    void quirks()
+    {
+        QFETCH(QJsonObject, changes);
+        QFETCH(QString, path);
+        QFETCH(int, status);
+        QFETCH(QStringList, present);
+        sim::Unit unit(config());
+        const QByteArray token = tokenFor(unit);
+        QCOMPARE(unit.configure(changes), QString());
+        const sim::Response r = unit.handle(request(u"GET"_s, path, {}, token));
+        QCOMPARE(r.status, status);
+        QCOMPARE(r.delayMs, 0);
+        const QJsonObject body = bodyOf(r);
+        for (const QString &key : present)
+            QVERIFY2(key.startsWith(u'-') ? !body.contains(key.mid(1)) : body.contains(key), qPrintable(key));
+    }
 
-    unit.flow().startAt(u"io"_s);
-    unit.flow().start();
-    a = unit.discoveryAnswer();
-    QCOMPARE(a.value(u"completed_count"_s).toInt(), 2);
-    QCOMPARE(a.value(u"status_tone"_s).toString(), u"busy"_s);
-    QCOMPARE(a.value(u"activity_total"_s).toInt(), 16);
-    QVERIFY(a.value(u"activity_detail"_s).toString().startsWith(u"IO check"_s));
-    runToEnd(unit.flow());
-    a = unit.discoveryAnswer();
-    QCOMPARE(a.value(u"status"_s).toString(), u"FAULT F-231"_s);
-    QCOMPARE(a.value(u"status_tone"_s).toString(), u"error"_s);
+    void quirksOverTime()
+    {
+        sim::Unit unit(config());
+        const QByteArray token = tokenFor(unit);
+        QCOMPARE(unit.configure({{u"churn"_s, true}, {u"poll_ms"_s, 100000}}), QString());
+        const QJsonObject first = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
+        const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
+        QVERIFY(first.value(u"hb_age"_s) != second.value(u"hb_age"_s));
+        QVERIFY(first.value(u"_panels"_s) != second.value(u"_panels"_s));
+        QCOMPARE(second.value(u"poll_ms"_s).toInt(), 100000);
 
-    unit.flow().startAt(u"handover"_s);
-    unit.flow().finish();
-    a = unit.discoveryAnswer();
-    QVERIFY(a.value(u"commissioned"_s).toBool());
-    QCOMPARE(a.value(u"completed_count"_s).toInt(), 5);
-}
+        // A lock-out without "retry_after", then answers held back or never sent.
+        QCOMPARE(unit.configure({{u"retry_after"_s, false}}), QString());
+        sim::Response r;
+        for (int i = 0; i < 3; ++i)
+            r = unit.handle(request(u"POST"_s, u"/api/login"_s, {{u"password"_s, u"wrong"_s}}));
+        QCOMPARE(r.status, 429);
+        QVERIFY(!bodyOf(r).contains(u"retry_after"_s));
+        QCOMPARE(unit.configure({{u"delay_ms"_s, 1500}}), QString());
+        QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, 1500);
+        QCOMPARE(unit.configure({{u"hang"_s, true}}), QString());
+        QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, -1);
 
-void TestSimUnit::screensUseEveryElementType()
-{
-    // Walk the whole sequence, as a technician would, and gather every element type served.
-    sim::Flow flow(10, false);
-    const sim::UnitInfo info = config().info;
-    QSet<QString> types;
-    const auto look = [&] { collectTypes(sim::screenFor(flow, info), types); };
-    look();
-    flow.saveIdentity({{u"unit_name"_s, u"A1"_s}});
-    for (int step = 0; step < 3; ++step) {
+        // A wrong member changes nothing and is named.
+        QCOMPARE(unit.configure({{u"hang"_s, false}, {u"delay_ms"_s, u"soon"_s}}), u"delay_ms"_s);
+        QCOMPARE(unit.describeQuirks().value(u"hang"_s), QJsonValue(true));
+    }
+
+    void siteDealsOutUnits()
+    {
+        const sim::ParsedOptions p =
+            sim::parseOptions({u"kestro-unit-sim"_s, u"--units"_s, u"3"_s, u"--product"_s, u"shuttle, lift"_s,
+                               u"--start-at"_s, u"io,commissioned"_s, u"--address"_s, u"127.0.0.9"_s, u"--http"_s});
+        QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+        sim::Site site(p.options);
+        site.build();
+        QCOMPARE(site.units().size(), 3);
+        QStringList products, steps, hosts, addresses;
+        for (sim::Unit *u : site.units()) {
+            products << u->config().info.product;
+            steps << (u->flow().commissioned() ? u"commissioned"_s : u->flow().current().id);
+            hosts << u->config().info.hostname;
+            addresses << u->config().info.address;
+            QVERIFY(!u->config().info.tls);
+        }
+        QCOMPARE(products, QStringList({u"shuttle"_s, u"lift"_s, u"shuttle"_s}));
+        QCOMPARE(steps, QStringList({u"io"_s, u"commissioned"_s, u"io"_s}));
+        QCOMPARE(hosts, QStringList({u"shuttle-01"_s, u"lift-02"_s, u"shuttle-03"_s}));
+        QCOMPARE(addresses, QStringList({u"127.0.0.9"_s, u"127.0.0.10"_s, u"127.0.0.11"_s}));
+        QCOMPARE(site.describe().value(1), u"unit  lift-02  KU-04202  http://127.0.0.10:8090  lift"_s);
+        // Neighbours start with different template sets, so a client has something to carry between them.
+        QStringList firstIds;
+        for (const sim::Unit *u : site.units()) {
+            QStringList ids;
+            for (const QJsonObject &t : u->config().templates)
+                ids << t.value(u"id"_s).toString();
+            QVERIFY(!ids.isEmpty());
+            QVERIFY2(firstIds.isEmpty() || !ids.contains(firstIds.first()), qPrintable(ids.join(u',')));
+            if (firstIds.isEmpty())
+                firstIds = ids;
+        }
+    }
+
+    void yesterdayAndTrailingLineFeed()
+    {
+        const sim::ParsedOptions p =
+            sim::parseOptions({u"kestro-unit-sim"_s, u"--start-at"_s, u"load"_s, u"--done-yesterday"_s, u"1"_s,
+                               u"--summary-newline"_s, u"--passcode"_s, u"right-pass"_s});
+        QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
+        sim::Site site(p.options);
+        site.build();
+        sim::Unit &unit = *site.units().first();
+        const QByteArray token = tokenFor(unit);
+        const QString today = QDate::currentDate().toString(Qt::ISODate);
+        const QString yesterday = QDate::currentDate().addDays(-1).toString(Qt::ISODate);
+        QStringList days;
+        for (const QJsonValue &stage :
+             bodyOf(unit.handle(request(u"GET"_s, u"/api/state"_s, {}, token))).value(u"stages"_s).toArray())
+            days << stage.toObject().value(u"completed_at"_s).toString().left(10);
+        QCOMPARE(days, QStringList({yesterday, today, today, QString(), QString()}));
+        const QString text =
+            bodyOf(unit.handle(request(u"GET"_s, u"/api/day/summary"_s, {}, token))).value(u"text"_s).toString();
+        QVERIFY2(text.startsWith(u"Drive calibration done at "_s) && text.endsWith(u" steps\n"_s), qPrintable(text));
+        QCOMPARE(text.count(u'\n'), 3);
+    }
+
+    void signIn_data()
+    {
+        // A sequence of passcodes; the expected status of each attempt.
+        QTest::addColumn<QStringList>("attempts");
+        QTest::addColumn<QList<int>>("statuses");
+
+        QTest::newRow("right") << QStringList{u"right-pass"_s} << QList<int>{200};
+        QTest::newRow("case matters") << QStringList{u"RIGHT-PASS"_s} << QList<int>{401};
+        QTest::newRow("locked even with the right one")
+            << QStringList{u"a"_s, u"b"_s, u"c"_s, u"right-pass"_s} << QList<int>{401, 401, 429, 429};
+        QTest::newRow("success resets the count")
+            << QStringList{u"a"_s, u"b"_s, u"right-pass"_s, u"c"_s, u"d"_s} << QList<int>{401, 401, 200, 401, 401};
+    }
+
+    void signIn()
+    {
+        QFETCH(QStringList, attempts);
+        QFETCH(QList<int>, statuses);
+        sim::Unit unit(config());
+        for (int i = 0; i < attempts.size(); ++i) {
+            const sim::Response r = unit.handle(request(u"POST"_s, u"/api/login"_s, {{u"password"_s, attempts[i]}}));
+            QCOMPARE(r.status, statuses[i]);
+            const QJsonObject body = bodyOf(r);
+            if (r.status == 200)
+                QVERIFY(body.value(u"token"_s).toString().size() >= 20);
+            if (r.status == 401)
+                QVERIFY(!body.value(u"error"_s).toString().isEmpty());
+            if (r.status == 429) {
+                const int retry = body.value(u"retry_after"_s).toInt();
+                QVERIFY2(retry > 0 && retry <= 45, qPrintable(QString::number(retry)));
+            }
+        }
+    }
+
+    void routes_data()
+    {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("signedIn");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("key"); // a key the JSON answer must hold
+
+        QTest::newRow("ui") << u"GET"_s << u"/api/ui"_s << true << 200 << u"screen"_s;
+        QTest::newRow("ui unsigned") << u"GET"_s << u"/api/ui"_s << false << 401 << u"error"_s;
+        QTest::newRow("source") << u"GET"_s << u"/api/live/progress"_s << true << 200 << u"total"_s;
+        QTest::newRow("state") << u"GET"_s << u"/api/state"_s << true << 200 << u"stages"_s;
+        QTest::newRow("day summary") << u"GET"_s << u"/api/day/summary"_s << true << 200 << u"text"_s;
+        QTest::newRow("faults") << u"GET"_s << u"/api/faults?q=231"_s << true << 200 << u"results"_s;
+        QTest::newRow("fault by code") << u"GET"_s << u"/api/faults?q=F-231"_s << true << 200 << u"results"_s;
+        QTest::newRow("templates") << u"POST"_s << u"/api/iotemplates"_s << true << 200 << u"templates"_s;
+        QTest::newRow("unknown api path") << u"GET"_s << u"/api/nothing"_s << true << 404 << u"error"_s;
+        QTest::newRow("unknown path") << u"GET"_s << u"/index.html"_s << false << 404 << u"error"_s;
+        QTest::newRow("unknown action") << u"POST"_s << u"/api/action/dance"_s << true << 404 << u"error"_s;
+        QTest::newRow("login by GET") << u"GET"_s << u"/api/login"_s << false << 405 << u"error"_s;
+        QTest::newRow("press by GET") << u"GET"_s << u"/api/action/start"_s << true << 405 << u"error"_s;
+        QTest::newRow("day without action") << u"POST"_s << u"/api/day"_s << true << 400 << u"error"_s;
+    }
+
+    void routes()
+    {
+        QFETCH(QString, method);
+        QFETCH(QString, path);
+        QFETCH(bool, signedIn);
+        QFETCH(int, status);
+        QFETCH(QString, key);
+        sim::Unit unit(config());
+        const QByteArray token = signedIn ? tokenFor(unit) : QByteArray();
+        const sim::Response r = unit.handle(request(method, path, {}, token));
+        QCOMPARE(r.status, status);
+        QVERIFY2(bodyOf(r).contains(key), r.body.constData());
+    }
+
+    void scriptedFlow()
+    {
+        sim::Flow flow(10, false);
+        QCOMPARE(flow.current().id, u"identity"_s);
+        QCOMPARE(flow.saveIdentity({{u"unit_name"_s, u"  Aisle A 1 "_s}}).status, 200);
+        QCOMPARE(flow.identity().value(u"unit_name"_s).toString(), u"Aisle A 1"_s);
+        QCOMPARE(flow.current().id, u"drive"_s);
+
+        QCOMPARE(flow.start().status, 200);
+        QVERIFY(flow.running());
+        flow.tick();
+        QVERIFY(flow.positionMm() > 0);
+        runToEnd(flow);
+        QCOMPARE(flow.current().id, u"io"_s);
+        QCOMPARE(flow.positionMm(), 0.0); // the calibration sweep ends where it began
+
+        // The IO check stops with a fault on its ninth tick.
+        QCOMPARE(flow.start().status, 200);
+        runToEnd(flow);
+        QCOMPARE(flow.progress(), 9);
+        QVERIFY(flow.fault().startsWith(u"F-231"_s));
+        QCOMPARE(flow.start().status, 409);
+        QCOMPARE(flow.clearFault().status, 200);
+        QCOMPARE(flow.start().status, 200);
+        runToEnd(flow);
+        QCOMPARE(flow.current().id, u"load"_s);
+        QVERIFY(flow.fault().isEmpty());
+
+        QCOMPARE(flow.start().status, 200);
+        runToEnd(flow);
+        QCOMPARE(flow.current().id, u"handover"_s);
+        QCOMPARE(flow.completedCount(), 4);
+        QCOMPARE(flow.finish().status, 200);
+        QVERIFY(flow.commissioned());
+        QCOMPARE(flow.completedCount(), 5);
+
+        QCOMPARE(flow.reset().status, 200);
+        QVERIFY(!flow.commissioned());
+        QCOMPARE(flow.completedCount(), 0);
+        QCOMPARE(flow.current().id, u"identity"_s);
+    }
+
+    void refusedPresses_data()
+    {
+        QTest::addColumn<QString>("startAt");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QJsonObject>("body");
+        QTest::addColumn<int>("status");
+
+        QTest::newRow("save without a name")
+            << u"identity"_s << u"/api/save/identity"_s << QJsonObject{{u"unit_name"_s, u"  "_s}} << 422;
+        QTest::newRow("save a setting") << u"drive"_s << u"/api/save/setting"_s
+                                        << QJsonObject{{u"site_notes"_s, u"shimmed"_s}} << 200;
+        QTest::newRow("save nothing") << u"drive"_s << u"/api/save/setting"_s << QJsonObject{} << 422;
+        QTest::newRow("identity does not run") << u"identity"_s << u"/api/action/start"_s << QJsonObject{} << 409;
+        QTest::newRow("finish too early") << u"drive"_s << u"/api/action/finish"_s << QJsonObject{} << 409;
+        QTest::newRow("stop when idle") << u"drive"_s << u"/api/action/stop"_s << QJsonObject{} << 409;
+        QTest::newRow("no fault to clear") << u"io"_s << u"/api/action/clear_fault"_s << QJsonObject{} << 409;
+        QTest::newRow("day start") << u"drive"_s << u"/api/day"_s
+                                   << QJsonObject{{u"action"_s, u"start"_s}, {u"who"_s, u"Ana"_s}} << 200;
+        QTest::newRow("jog too far") << u"load"_s << u"/api/action/jog"_s << QJsonObject{{u"mm"_s, 9000}} << 422;
+        QTest::newRow("jog") << u"load"_s << u"/api/action/jog"_s << QJsonObject{{u"mm"_s, 100}} << 200;
+        QTest::newRow("view unknown stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"x"_s}} << 422;
+        QTest::newRow("view a stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"drive"_s}} << 200;
+        QTest::newRow("finish") << u"handover"_s << u"/api/action/finish"_s << QJsonObject{} << 200;
+        QTest::newRow("finish twice") << u"commissioned"_s << u"/api/action/finish"_s << QJsonObject{} << 409;
+        QTest::newRow("start when commissioned") << u"commissioned"_s << u"/api/action/start"_s << QJsonObject{} << 409;
+        QTest::newRow("password wrong current")
+            << u"drive"_s << u"/api/password"_s << QJsonObject{{u"current"_s, u"x"_s}, {u"new"_s, u"longenough"_s}}
+            << 403;
+        QTest::newRow("password too short")
+            << u"drive"_s << u"/api/password"_s << QJsonObject{{u"current"_s, u"right-pass"_s}, {u"new"_s, u"short"_s}}
+            << 422;
+    }
+
+    void refusedPresses()
+    {
+        QFETCH(QString, startAt);
+        QFETCH(QString, path);
+        QFETCH(QJsonObject, body);
+        QFETCH(int, status);
+        sim::Unit unit(config());
+        QVERIFY(unit.flow().startAt(startAt));
+        const sim::Response r = unit.handle(request(u"POST"_s, path, body, tokenFor(unit)));
+        QCOMPARE(r.status, status);
+        const QJsonObject answer = bodyOf(r);
+        if (path == u"/api/password"_s) {
+            QCOMPARE(answer.value(u"ok"_s).toBool(), status == 200);
+        } else if (status == 409 || status == 422) {
+            // A refusal carries its reason both as the error and as an error-toned toast.
+            QVERIFY(answer.value(u"refused"_s).toBool());
+            QVERIFY(!answer.value(u"error"_s).toString().isEmpty());
+            QCOMPARE(answer.value(u"toast"_s).toObject().value(u"tone"_s).toString(), u"error"_s);
+        } else {
+            QVERIFY(!answer.value(u"toast"_s).toObject().value(u"text"_s).toString().isEmpty());
+        }
+    }
+
+    void discoveryAnswerFollowsTheFlow()
+    {
+        sim::Unit unit(config());
+        QJsonObject a = unit.discoveryAnswer();
+        QCOMPARE(a.value(u"app"_s).toString(), u"shuttle-commissioning"_s);
+        QCOMPARE(a.value(u"hostname"_s).toString(), u"shuttle-01"_s);
+        QCOMPARE(a.value(u"port"_s).toInt(), 8090);
+        QCOMPARE(a.value(u"total_count"_s).toInt(), 5);
+        QCOMPARE(a.value(u"completed_count"_s).toInt(), 0);
+        QCOMPARE(a.value(u"status"_s).toString(), QString());
+
+        unit.flow().startAt(u"io"_s);
+        unit.flow().start();
+        a = unit.discoveryAnswer();
+        QCOMPARE(a.value(u"completed_count"_s).toInt(), 2);
+        QCOMPARE(a.value(u"status_tone"_s).toString(), u"busy"_s);
+        QCOMPARE(a.value(u"activity_total"_s).toInt(), 16);
+        QVERIFY(a.value(u"activity_detail"_s).toString().startsWith(u"IO check"_s));
+        runToEnd(unit.flow());
+        a = unit.discoveryAnswer();
+        QCOMPARE(a.value(u"status"_s).toString(), u"FAULT F-231"_s);
+        QCOMPARE(a.value(u"status_tone"_s).toString(), u"error"_s);
+
+        unit.flow().startAt(u"handover"_s);
+        unit.flow().finish();
+        a = unit.discoveryAnswer();
+        QVERIFY(a.value(u"commissioned"_s).toBool());
+        QCOMPARE(a.value(u"completed_count"_s).toInt(), 5);
+    }
+
+    void screensUseEveryElementType()
+    {
+        // Walk the whole sequence, as a technician would, and gather every element type served.
+        sim::Flow flow(10, false);
+        const sim::UnitInfo info = config().info;
+        QSet<QString> types;
+        const auto look = [&] { collectTypes(sim::screenFor(flow, info), types); };
         look();
+        flow.saveIdentity({{u"unit_name"_s, u"A1"_s}});
+        for (int step = 0; step < 3; ++step) {
+            look();
+            flow.start();
+            flow.tick();
+            look();
+            runToEnd(flow);
+            if (!flow.fault().isEmpty()) {
+                look();
+                flow.clearFault();
+                flow.start();
+                runToEnd(flow);
+            }
+        }
+        look();
+        flow.finish();
+        look();
+
+        const QStringList expected{
+            u"heading"_s, u"text"_s,      u"fact"_s,      u"chips"_s,    u"strip"_s,    u"shape"_s,    u"rows"_s,
+            u"cards"_s,   u"canvas"_s,    u"divider"_s,   u"spacer"_s,   u"group"_s,    u"column"_s,   u"row"_s,
+            u"action"_s,  u"field"_s,     u"panel"_s,     u"shapes"_s,   u"layout"_s,   u"scroll"_s,   u"tabs"_s,
+            u"split"_s,   u"dialog"_s,    u"wizard"_s,    u"tooltip"_s,  u"alert"_s,    u"gauge"_s,    u"dial"_s,
+            u"ring"_s,    u"meter"_s,     u"sparkline"_s, u"chart"_s,    u"timeline"_s, u"led"_s,      u"badge"_s,
+            u"kpi"_s,     u"stat_grid"_s, u"table"_s,     u"tree"_s,     u"list"_s,     u"keyvalue"_s, u"log"_s,
+            u"image"_s,   u"toggle"_s,    u"search"_s,    u"datetime"_s, u"spinner"_s};
+        QStringList missing;
+        for (const QString &t : expected)
+            if (!types.contains(t))
+                missing << t;
+        // "shapes" is served as a panel kind rather than an element type; count it through the panel.
+        missing.removeAll(u"shapes"_s);
+        QVERIFY2(missing.isEmpty(), qPrintable(u"never served: "_s + missing.join(u", "_s)));
+    }
+
+    // Every bundle the simulator dumps, at every step, draws in this client: only the panels (drawn by
+    // the board layer) may still show the needs-update placeholder.
+    void bundlesDrawWithoutPlaceholders()
+    {
+        const QStringList starts{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s, u"commissioned"_s};
+        for (const QString &at : starts) {
+            for (int ticks : {0, 9}) {
+                sim::Flow flow(10, false);
+                QVERIFY(flow.startAt(at));
+                if (ticks > 0 && flow.start().status == 200) {
+                    for (int i = 0; i < ticks && flow.running(); ++i)
+                        flow.tick();
+                }
+                const QJsonObject bundle = sim::renderBundle(flow, config().info);
+                const std::unique_ptr<QWidget> root(render::screen(
+                    bundle.value(u"screen"_s).toObject(), app::bundleActions(bundle.value(u"endpoints"_s).toObject())));
+                for (const QFrame *frame : root->findChildren<QFrame *>(u"needsUpdate"_s)) {
+                    QStringList texts;
+                    for (const QLabel *l : frame->findChildren<QLabel *>())
+                        texts << l->text();
+                    QVERIFY2(texts.join(u' ').contains(u"element 'panel'"_s),
+                             qPrintable(u"%1 after %2 ticks: %3"_s.arg(at).arg(ticks).arg(texts.join(u' '))));
+                }
+            }
+        }
+    }
+
+    void bundleCarriesEveryNamedSource()
+    {
+        sim::Flow flow(10, false);
+        flow.startAt(u"drive"_s);
         flow.start();
         flow.tick();
-        look();
-        runToEnd(flow);
-        if (!flow.fault().isEmpty()) {
-            look();
-            flow.clearFault();
-            flow.start();
-            runToEnd(flow);
-        }
+        const QJsonObject bundle = sim::renderBundle(flow, config().info);
+        const QJsonObject endpoints = bundle.value(u"endpoints"_s).toObject();
+        const QStringList served = endpoints.keys();
+        QCOMPARE(QSet<QString>(served.begin(), served.end()),
+                 QSet<QString>(
+                     {u"/api/live/progress"_s, u"/api/live/log"_s, u"/api/live/position"_s, u"/api/live/drawing"_s}));
+        const QJsonObject progress = endpoints.value(u"/api/live/progress"_s).toObject();
+        QCOMPARE(progress.value(u"current"_s).toInt(), 1);
+        QCOMPARE(progress.value(u"total"_s).toInt(), 20);
+        QVERIFY(progress.value(u"running"_s).toBool());
+        QVERIFY(endpoints.value(u"/api/live/drawing"_s).toObject().value(u"items"_s).toArray().size() > 3);
+        QVERIFY(endpoints.value(u"/api/live/position"_s).toObject().value(u"x_mm"_s).toDouble() > 0);
+        // The offline render takes its header from the screen itself.
+        QCOMPARE(bundle.value(u"screen"_s).toObject().value(u"badge"_s).toObject().value(u"label"_s).toString(),
+                 u"STEP 2 OF 5"_s);
     }
-    look();
-    flow.finish();
-    look();
 
-    const QStringList expected{u"heading"_s,   u"text"_s,   u"fact"_s,     u"chips"_s,    u"strip"_s,    u"shape"_s,
-                               u"rows"_s,      u"cards"_s,  u"canvas"_s,   u"divider"_s,  u"spacer"_s,   u"group"_s,
-                               u"column"_s,    u"row"_s,    u"action"_s,   u"field"_s,    u"panel"_s,    u"shapes"_s,
-                               u"layout"_s,    u"scroll"_s, u"tabs"_s,     u"split"_s,    u"dialog"_s,   u"wizard"_s,
-                               u"tooltip"_s,   u"alert"_s,  u"gauge"_s,    u"dial"_s,     u"ring"_s,     u"meter"_s,
-                               u"sparkline"_s, u"chart"_s,  u"timeline"_s, u"led"_s,      u"badge"_s,    u"kpi"_s,
-                               u"stat_grid"_s, u"table"_s,  u"tree"_s,     u"list"_s,     u"keyvalue"_s, u"log"_s,
-                               u"image"_s,     u"toggle"_s, u"search"_s,   u"datetime"_s, u"spinner"_s};
-    QStringList missing;
-    for (const QString &t : expected)
-        if (!types.contains(t))
-            missing << t;
-    // "shapes" is served as a panel kind rather than an element type; count it through the panel.
-    missing.removeAll(u"shapes"_s);
-    QVERIFY2(missing.isEmpty(), qPrintable(u"never served: "_s + missing.join(u", "_s)));
-}
-
-// Every bundle the simulator dumps, at every step, draws in this client: only the panels (drawn by
-// the board layer) may still show the needs-update placeholder.
-void TestSimUnit::bundlesDrawWithoutPlaceholders()
-{
-    const QStringList starts{u"identity"_s, u"drive"_s, u"io"_s, u"load"_s, u"handover"_s, u"commissioned"_s};
-    for (const QString &at : starts) {
-        for (int ticks : {0, 9}) {
-            sim::Flow flow(10, false);
-            QVERIFY(flow.startAt(at));
-            if (ticks > 0 && flow.start().status == 200) {
-                for (int i = 0; i < ticks && flow.running(); ++i)
-                    flow.tick();
-            }
-            const QJsonObject bundle = sim::renderBundle(flow, config().info);
-            const std::unique_ptr<QWidget> root(render::screen(
-                bundle.value(u"screen"_s).toObject(), app::bundleActions(bundle.value(u"endpoints"_s).toObject())));
-            for (const QFrame *frame : root->findChildren<QFrame *>(u"needsUpdate"_s)) {
-                QStringList texts;
-                for (const QLabel *l : frame->findChildren<QLabel *>())
-                    texts << l->text();
-                QVERIFY2(texts.join(u' ').contains(u"element 'panel'"_s),
-                         qPrintable(u"%1 after %2 ticks: %3"_s.arg(at).arg(ticks).arg(texts.join(u' '))));
-            }
-        }
+    void toastIsSaidOnce()
+    {
+        sim::Unit unit(config());
+        const QByteArray token = tokenFor(unit);
+        unit.flow().startAt(u"load"_s);
+        unit.flow().start();
+        for (int i = 0; i < 12; ++i)
+            unit.flow().tick();
+        const QJsonObject first = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
+        QCOMPARE(first.value(u"toast"_s).toObject().value(u"text"_s).toString(), u"Load test done"_s);
+        const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
+        QVERIFY(!second.contains(u"toast"_s));
+        QCOMPARE(second.value(u"schema"_s).toInt(), 1);
     }
-}
 
-void TestSimUnit::bundleCarriesEveryNamedSource()
-{
-    sim::Flow flow(10, false);
-    flow.startAt(u"drive"_s);
-    flow.start();
-    flow.tick();
-    const QJsonObject bundle = sim::renderBundle(flow, config().info);
-    const QJsonObject endpoints = bundle.value(u"endpoints"_s).toObject();
-    const QStringList served = endpoints.keys();
-    QCOMPARE(
-        QSet<QString>(served.begin(), served.end()),
-        QSet<QString>({u"/api/live/progress"_s, u"/api/live/log"_s, u"/api/live/position"_s, u"/api/live/drawing"_s}));
-    const QJsonObject progress = endpoints.value(u"/api/live/progress"_s).toObject();
-    QCOMPARE(progress.value(u"current"_s).toInt(), 1);
-    QCOMPARE(progress.value(u"total"_s).toInt(), 20);
-    QVERIFY(progress.value(u"running"_s).toBool());
-    QVERIFY(endpoints.value(u"/api/live/drawing"_s).toObject().value(u"items"_s).toArray().size() > 3);
-    QVERIFY(endpoints.value(u"/api/live/position"_s).toObject().value(u"x_mm"_s).toDouble() > 0);
-    // The offline render takes its header from the screen itself.
-    QCOMPARE(bundle.value(u"screen"_s).toObject().value(u"badge"_s).toObject().value(u"label"_s).toString(),
-             u"STEP 2 OF 5"_s);
-}
+    void aislePlanIsAPicture()
+    {
+        const QImage image = QImage::fromData(QByteArray::fromBase64(sim::aislePlanPng()), "PNG");
+        QCOMPARE(image.size(), QSize(96, 48));
+        QCOMPARE(image.pixelColor(66, 24), QColor(91, 141, 184)); // the shuttle
+        QCOMPARE(image.pixelColor(0, 20), QColor(30, 34, 40));    // the floor
+    }
 
-void TestSimUnit::toastIsSaidOnce()
-{
-    sim::Unit unit(config());
-    const QByteArray token = tokenFor(unit);
-    unit.flow().startAt(u"load"_s);
-    unit.flow().start();
-    for (int i = 0; i < 12; ++i)
-        unit.flow().tick();
-    const QJsonObject first = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-    QCOMPARE(first.value(u"toast"_s).toObject().value(u"text"_s).toString(), u"Load test done"_s);
-    const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-    QVERIFY(!second.contains(u"toast"_s));
-    QCOMPARE(second.value(u"schema"_s).toInt(), 1);
-}
+    // The unit's side of a template sync: it starts with one own template updated 2026-10-01 12:00 UTC
+    // and the built-in ones, and takes a client's copy only when that copy is a later time.
+    void ioTemplates_data()
+    {
+        QTest::addColumn<QString>("incoming"); // a JSON array
+        QTest::addColumn<QString>("expected"); // "added|updated|rejected ids"
+        QTest::addColumn<QString>("ownAfter"); // "updated" of the unit's own template afterwards
 
-void TestSimUnit::aislePlanIsAPicture()
-{
-    const QImage image = QImage::fromData(QByteArray::fromBase64(sim::aislePlanPng()), "PNG");
-    QCOMPARE(image.size(), QSize(96, 48));
-    QCOMPARE(image.pixelColor(66, 24), QColor(91, 141, 184)); // the shuttle
-    QCOMPARE(image.pixelColor(0, 20), QColor(30, 34, 40));    // the floor
-}
+        const QString own = u"2026-10-01T12:00:00Z"_s;
+        const auto t = [](const char *id, const char *updated) {
+            return u"{\"schema\":\"kestro.io-template/1\",\"id\":\"%1\",\"name\":\"N\",\"inputs\":1,"
+                   u"\"outputs\":0,\"connection\":{\"type\":\"picontrol\"},\"updated\":\"%2\"}"_s.arg(
+                       QLatin1StringView(id), QLatin1StringView(updated));
+        };
+        QTest::newRow("new id") << u"[%1]"_s.arg(t("x1", "2020-01-01T00:00:00Z")) << u"1|0|"_s << own;
+        QTest::newRow("a millisecond later")
+            << u"[%1]"_s.arg(t("own-1", "2026-10-01T12:00:00.001Z")) << u"0|1|"_s << u"2026-10-01T12:00:00.001Z"_s;
+        QTest::newRow("later as text, earlier in time")
+            << u"[%1]"_s.arg(t("own-1", "2026-10-01T13:00:00+02:00")) << u"0|0|"_s << own;
+        QTest::newRow("earlier as text, later in time")
+            << u"[%1]"_s.arg(t("own-1", "2026-10-01T09:00:00-05:00")) << u"0|1|"_s << u"2026-10-01T09:00:00-05:00"_s;
+        QTest::newRow("same time") << u"[%1]"_s.arg(t("own-1", "2026-10-01T14:00:00+02:00")) << u"0|0|"_s << own;
+        QTest::newRow("no time") << u"[%1]"_s.arg(t("own-1", "")) << u"0|0|"_s << own;
+        QTest::newRow("built-in id stays built in")
+            << u"[%1]"_s.arg(t("kestro-dio8", "2030-01-01T00:00:00Z")) << u"0|0|"_s << own;
+        QTest::newRow("rejected") << u"[%1, {\"id\":\"no-schema\"}, {\"name\":\"x\"}, 5]"_s.arg(t("a.b", ""))
+                                  << u"0|0|a.b,no-schema,?,?"_s << own;
+    }
 
-// The unit's side of a template sync: it starts with one own template updated 2026-10-01 12:00 UTC
-// and the built-in ones, and takes a client's copy only when that copy is a later time.
-void TestSimUnit::ioTemplates_data()
-{
-    QTest::addColumn<QString>("incoming"); // a JSON array
-    QTest::addColumn<QString>("expected"); // "added|updated|rejected ids"
-    QTest::addColumn<QString>("ownAfter"); // "updated" of the unit's own template afterwards
-
-    const QString own = u"2026-10-01T12:00:00Z"_s;
-    const auto t = [](const char *id, const char *updated) {
-        return u"{\"schema\":\"kestro.io-template/1\",\"id\":\"%1\",\"name\":\"N\",\"inputs\":1,"
-               u"\"outputs\":0,\"connection\":{\"type\":\"picontrol\"},\"updated\":\"%2\"}"_s.arg(
-                   QLatin1StringView(id), QLatin1StringView(updated));
-    };
-    QTest::newRow("new id") << u"[%1]"_s.arg(t("x1", "2020-01-01T00:00:00Z")) << u"1|0|"_s << own;
-    QTest::newRow("a millisecond later") << u"[%1]"_s.arg(t("own-1", "2026-10-01T12:00:00.001Z")) << u"0|1|"_s
-                                         << u"2026-10-01T12:00:00.001Z"_s;
-    QTest::newRow("later as text, earlier in time")
-        << u"[%1]"_s.arg(t("own-1", "2026-10-01T13:00:00+02:00")) << u"0|0|"_s << own;
-    QTest::newRow("earlier as text, later in time")
-        << u"[%1]"_s.arg(t("own-1", "2026-10-01T09:00:00-05:00")) << u"0|1|"_s << u"2026-10-01T09:00:00-05:00"_s;
-    QTest::newRow("same time") << u"[%1]"_s.arg(t("own-1", "2026-10-01T14:00:00+02:00")) << u"0|0|"_s << own;
-    QTest::newRow("no time") << u"[%1]"_s.arg(t("own-1", "")) << u"0|0|"_s << own;
-    QTest::newRow("built-in id stays built in")
-        << u"[%1]"_s.arg(t("kestro-dio8", "2030-01-01T00:00:00Z")) << u"0|0|"_s << own;
-    QTest::newRow("rejected") << u"[%1, {\"id\":\"no-schema\"}, {\"name\":\"x\"}, 5]"_s.arg(t("a.b", ""))
-                              << u"0|0|a.b,no-schema,?,?"_s << own;
-}
-
-void TestSimUnit::ioTemplates()
-{
-    QFETCH(QString, incoming);
-    QFETCH(QString, expected);
-    QFETCH(QString, ownAfter);
-    sim::UnitConfig c = config();
-    c.templates = {testsupport::json(R"({"schema":"kestro.io-template/1","id":"own-1","name":"Own","inputs":2,
+    void ioTemplates()
+    {
+        QFETCH(QString, incoming);
+        QFETCH(QString, expected);
+        QFETCH(QString, ownAfter);
+        sim::UnitConfig c = config();
+        c.templates = {testsupport::json(R"({"schema":"kestro.io-template/1","id":"own-1","name":"Own","inputs":2,
         "outputs":2,"connection":{"type":"modbus_tcp"},"updated":"2026-10-01T12:00:00Z"})")};
-    sim::Unit unit(c);
-    const QJsonArray sent = QJsonDocument::fromJson(incoming.toUtf8()).array();
-    const sim::Response r =
-        unit.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(unit)));
-    QCOMPARE(r.status, 200);
-    const QJsonObject body = bodyOf(r);
-    QStringList rejected;
-    for (const QJsonValue &v : body.value(u"rejected"_s).toArray())
-        rejected << v.toString();
-    QCOMPARE(u"%1|%2|%3"_s.arg(body.value(u"added"_s).toInt())
-                 .arg(body.value(u"updated"_s).toInt())
-                 .arg(rejected.join(u',')),
-             expected);
-    QHash<QString, QJsonObject> byId;
-    for (const QJsonValue &v : body.value(u"templates"_s).toArray())
-        byId.insert(v.toObject().value(u"id"_s).toString(), v.toObject());
-    QCOMPARE(byId.value(u"own-1"_s).value(u"updated"_s).toString(), ownAfter);
-    QVERIFY(byId.value(u"kestro-dio8"_s).value(u"builtin"_s).toBool());
-    QVERIFY(byId.value(u"kestro-aio4"_s).value(u"builtin"_s).toBool());
+        sim::Unit unit(c);
+        const QJsonArray sent = QJsonDocument::fromJson(incoming.toUtf8()).array();
+        const sim::Response r =
+            unit.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(unit)));
+        QCOMPARE(r.status, 200);
+        const QJsonObject body = bodyOf(r);
+        QStringList rejected;
+        for (const QJsonValue &v : body.value(u"rejected"_s).toArray())
+            rejected << v.toString();
+        QCOMPARE(u"%1|%2|%3"_s.arg(body.value(u"added"_s).toInt())
+                     .arg(body.value(u"updated"_s).toInt())
+                     .arg(rejected.join(u',')),
+                 expected);
+        QHash<QString, QJsonObject> byId;
+        for (const QJsonValue &v : body.value(u"templates"_s).toArray())
+            byId.insert(v.toObject().value(u"id"_s).toString(), v.toObject());
+        QCOMPARE(byId.value(u"own-1"_s).value(u"updated"_s).toString(), ownAfter);
+        QVERIFY(byId.value(u"kestro-dio8"_s).value(u"builtin"_s).toBool());
+        QVERIFY(byId.value(u"kestro-aio4"_s).value(u"builtin"_s).toBool());
 
-    // Told to, the same unit answers as one without template support would.
-    sim::Unit old(c);
-    old.quirks().ioTemplates = false;
-    QCOMPARE(old.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(old))).status,
-             404);
-}
+        // Told to, the same unit answers as one without template support would.
+        sim::Unit old(c);
+        old.quirks().ioTemplates = false;
+        QCOMPARE(old.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(old))).status,
+                 404);
+    }
+};
 
 QTEST_MAIN(TestSimUnit) // widgets: the bundles are drawn by the client
 #include "tst_simunit.moc"

@@ -1,8 +1,10 @@
 #include "support/testsupport.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QJsonDocument>
 #include <QLayout>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -48,6 +50,42 @@ void layOut(QWidget *w, int width, int height)
     if (height <= 0 && w->hasHeightForWidth())
         w->resize(width, w->heightForWidth(width));
     QCoreApplication::processEvents();
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+bool makeCertificate(const QString &dir, const QString &name, const QString &altName)
+{
+    QStringList args{QStringLiteral("req"),
+                     QStringLiteral("-x509"),
+                     QStringLiteral("-newkey"),
+                     QStringLiteral("ec"),
+                     QStringLiteral("-pkeyopt"),
+                     QStringLiteral("ec_paramgen_curve:prime256v1"),
+                     QStringLiteral("-nodes"),
+                     QStringLiteral("-days"),
+                     QStringLiteral("2"),
+                     QStringLiteral("-subj"),
+                     u"/CN=" + name,
+                     QStringLiteral("-keyout"),
+                     dir + u'/' + name + u".key",
+                     QStringLiteral("-out"),
+                     dir + u'/' + name + u".pem"};
+    if (!altName.isEmpty())
+        args << QStringLiteral("-addext") << u"subjectAltName=" + altName;
+    QProcess openssl;
+    openssl.start(QStringLiteral("openssl"), args);
+    return openssl.waitForFinished(60000) && openssl.exitStatus() == QProcess::NormalExit && openssl.exitCode() == 0;
 }
 
 } // namespace testsupport

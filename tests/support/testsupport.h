@@ -23,4 +23,12 @@ QJsonObject json(const char *text);
 // Shows `w` off-screen at the given width and lets its layouts settle.
 void layOut(QWidget *w, int width, int height = 0);
 
+// A file's bytes (empty when it cannot be read), and writing them whole (false when it fails).
+QByteArray readFile(const QString &path);
+bool writeFile(const QString &path, const QByteArray &bytes);
+
+// A self-signed EC certificate and its key made by openssl (NAME.pem, NAME.key in `dir`) for the
+// servers tests stand up on loopback; `altName` such as "IP:127.0.0.1" when a client checks it.
+bool makeCertificate(const QString &dir, const QString &name, const QString &altName = {});
+
 } // namespace testsupport

@@ -22,6 +22,7 @@
 #include <QUrl>
 
 using namespace Qt::StringLiterals;
+using toolstest::readFile;
 using toolstest::Seen;
 
 namespace {
@@ -37,12 +38,6 @@ units::Unit record(const QString &name, const QString &ip)
     u.name = name;
     u.ip = ip;
     return u;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 // Times of day vary from run to run; the lines around them do not.

@@ -30,264 +30,241 @@ void press(QDialog *dialog, const char *objectName)
     QTest::mouseClick(dialog->findChild<QPushButton *>(QLatin1StringView(objectName)), Qt::LeftButton);
 }
 
-void storeSettings(const QJsonObject &settings)
-{
-    app::saveSettings(settings);
-}
-
 } // namespace
 
 class TestToolsLocal : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void textScale_data();
-    void textScale();
-    void sound_data();
-    void sound();
-    void applyPutsTheLookOnTheRunningApp();
-
-    void scrub_data();
-    void scrub();
-    void diagnosticsSummary();
-    void openDiagnosticsFolder();
-    void uninstallNote();
-
-private:
     QList<app::Sound> m_played;
+
+private slots:
+    void initTestCase()
+    {
+        testsupport::isolateConfig();
+        app::overrideSuppression(false);
+        app::setSoundSink([this](app::Sound sound, const QString &) { m_played << sound; });
+    }
+
+    void init()
+    {
+        app::overrideCanPlay(true);
+        app::saveSettings({});
+        theme::setTheme(QLatin1StringView(theme::kDarkName));
+        theme::setAccent(u"Kestro Blue"_s);
+        theme::setTextScale(1.0);
+        m_played.clear();
+    }
+
+    void cleanup()
+    {
+        app::setNextAnswer({});
+        tools::setUrlOpener({});
+    }
+
+    void textScale_data()
+    {
+        QTest::addColumn<QJsonValue>("stored");
+        QTest::addColumn<QString>("selected"); // empty: none
+
+        QTest::newRow("1.149 is Large") << QJsonValue(1.149) << u"Large  (115%)"_s;
+        QTest::newRow("1.2 is none") << QJsonValue(1.2) << QString();
+        QTest::newRow("0.9 is Small") << QJsonValue(0.9) << u"Small  (90%)"_s;
+        QTest::newRow("none stored is Normal") << QJsonValue() << u"Normal  (100%)"_s;
+    }
+
+    void textScale()
+    {
+        QFETCH(QJsonValue, stored);
+        QFETCH(QString, selected);
+        QJsonObject settings{{u"soundMuted"_s, false}};
+        if (!stored.isUndefined())
+            settings.insert(u"textScale"_s, stored);
+        app::saveSettings(settings);
+
+        QStringList offered;
+        QStringList marked;
+        app::setNextAnswer([&](QDialog *dialog) {
+            auto *list = dialog->findChild<QListWidget *>(u"textSizes"_s);
+            for (int i = 0; i < list->count(); ++i)
+                offered << list->item(i)->text();
+            for (const QListWidgetItem *item : list->selectedItems())
+                marked << item->text();
+            press(dialog, "apply");
+        });
+        QVERIFY(tools::appearance(nullptr));
+        QCOMPARE(offered, QStringList({u"Small  (90%)"_s, u"Normal  (100%)"_s, u"Large  (115%)"_s, u"Larger  (130%)"_s,
+                                       u"Largest  (150%)"_s}));
+        QCOMPARE(marked, selected.isEmpty() ? QStringList() : QStringList{selected});
+        // Applying without choosing keeps the stored scale as it was, 1.149 and 1.2 included.
+        QCOMPARE(app::loadSettings().value(u"textScale"_s), stored);
+    }
+
+    void sound_data()
+    {
+        QTest::addColumn<bool>("canPlay");
+        QTest::addColumn<bool>("mutedBefore");
+        QTest::addColumn<bool>("checked");
+        QTest::addColumn<QList<app::Sound>>("played");
+        QTest::addColumn<QString>("label");
+
+        const QString mute = u"Mute sounds"_s;
+        QTest::newRow("unmuting plays one sample")
+            << true << true << false << QList<app::Sound>{app::Sound::Notify} << mute;
+        QTest::newRow("muting plays none") << true << false << true << QList<app::Sound>{} << mute;
+        QTest::newRow("nothing can play") << false << true << true << QList<app::Sound>{}
+                                          << u"Mute sounds  (nothing on this computer can play one)"_s;
+    }
+
+    void sound()
+    {
+        QFETCH(bool, canPlay);
+        QFETCH(bool, mutedBefore);
+        QFETCH(bool, checked);
+        QFETCH(QList<app::Sound>, played);
+        QFETCH(QString, label);
+        app::overrideCanPlay(canPlay);
+        app::setSoundMuted(mutedBefore);
+        QString shown;
+        bool enabled = false;
+        app::setNextAnswer([&](QDialog *dialog) {
+            auto *box = dialog->findChild<QCheckBox *>(u"muteSounds"_s);
+            QCOMPARE(box->isChecked(), mutedBefore);
+            shown = box->text();
+            enabled = box->isEnabled();
+            if (box->isChecked() != checked)
+                QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(8, box->height() / 2));
+            press(dialog, "apply");
+        });
+        QVERIFY(tools::appearance(nullptr));
+        QCOMPARE(shown, label);
+        QCOMPARE(enabled, canPlay);
+        QCOMPARE(app::soundMuted(), checked);
+        QCOMPARE(m_played, played);
+    }
+
+    void applyPutsTheLookOnTheRunningApp()
+    {
+        const QString darkSheet = theme::styleSheet();
+        qApp->setStyleSheet(darkSheet);
+        QApplication::setFont(theme::uiFont(10, false));
+        QWidget other; // a window open meanwhile that copied the application sheet, as tool dialogs do
+        other.setStyleSheet(darkSheet);
+        testsupport::layOut(&other, 200, 100);
+        QSignalSpy applied(&tools::lookChanges(), &tools::LookChanges::applied);
+
+        // Cancel changes nothing.
+        app::setNextAnswer([](QDialog *dialog) {
+            dialog->findChild<QComboBox *>(u"themeChoice"_s)->setCurrentText(QLatin1StringView(theme::kLightName));
+            press(dialog, "cancel");
+        });
+        QVERIFY(!tools::appearance(nullptr));
+        QCOMPARE(theme::currentThemeName(), QLatin1StringView(theme::kDarkName));
+        QCOMPARE(qApp->styleSheet(), darkSheet);
+        QCOMPARE(applied.count(), 0);
+        QCOMPARE(app::loadSettings(), QJsonObject());
+
+        app::setNextAnswer([](QDialog *dialog) {
+            dialog->findChild<QComboBox *>(u"themeChoice"_s)->setCurrentText(QLatin1StringView(theme::kLightName));
+            dialog->findChild<QComboBox *>(u"accentChoice"_s)->setCurrentText(u"Teal"_s);
+            dialog->findChild<QListWidget *>(u"textSizes"_s)->setCurrentRow(3); // Larger
+            press(dialog, "apply");
+        });
+        QVERIFY(tools::appearance(nullptr));
+        const QJsonObject stored = app::loadSettings();
+        QCOMPARE(stored.value(u"theme"_s).toString(), QLatin1StringView(theme::kLightName));
+        QCOMPARE(stored.value(u"accent"_s).toString(), u"Teal"_s);
+        QCOMPARE(stored.value(u"textScale"_s).toDouble(), 1.3);
+        QCOMPARE(theme::palette().accent, QColor(u"#2C6F6A"_s));
+        // At once, on what is already open: the application sheet and font, and the other window.
+        QVERIFY(qApp->styleSheet() != darkSheet);
+        QCOMPARE(qApp->styleSheet(), theme::styleSheet());
+        QVERIFY(qApp->styleSheet().contains(u"#F2F4F6"_s, Qt::CaseInsensitive));
+        QCOMPARE(other.styleSheet(), theme::styleSheet());
+        QCOMPARE(QApplication::font().pointSize(), 13);
+        QCOMPARE(other.font().pointSize(), 13);
+        QCOMPARE(applied.count(), 1);
+        qApp->setStyleSheet(QString());
+    }
+
+    void scrub_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("scrubbed");
+
+        QTest::newRow("JSON member") << uR"(login  10.77.0.21:8090  {"password":"hunter22","speed":2})"_s
+                                     << uR"(login  10.77.0.21:8090  {[removed],"speed":2})"_s;
+        QTest::newRow("JSON member with escapes")
+            << u"{\"apiSecret\": \"s3 \\\"q\\\"\", \"n\": 1}"_s << uR"({[removed], "n": 1})"_s;
+        QTest::newRow("JSON number") << uR"({"tokenTtl":3600})"_s << uR"({[removed]})"_s;
+        QTest::newRow("query") << u"GET /api/ui?token=abc123&x=1 -> 200"_s << u"GET /api/ui?[removed]&x=1 -> 200"_s;
+        QTest::newRow("colon pair") << u"wifi psk: key-9 joined"_s << u"wifi [removed] joined"_s;
+        QTest::newRow("bearer") << u"Authorization: Bearer tok-xyz sent"_s << u"Authorization: Bearer [removed] sent"_s;
+        QTest::newRow("the sidebar passcode") << u"typed site-pass-7 into a note"_s << u"typed [removed] into a note"_s;
+        QTest::newRow("a plain line")
+            << u"poll FAIL  10.77.0.21:8090  GET /api/ui -> 0  8000 ms  (#2 in a row)  x: 1"_s
+            << u"poll FAIL  10.77.0.21:8090  GET /api/ui -> 0  8000 ms  (#2 in a row)  x: 1"_s;
+    }
+
+    void scrub()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, scrubbed);
+        QCOMPARE(tools::scrubSecrets(line, {u"site-pass-7"_s}), scrubbed);
+    }
+
+    void diagnosticsSummary()
+    {
+        // 45 entries: five old ones, then secrets among ordinary lines.
+        QStringList entries;
+        for (int i = 1; i <= 5; ++i)
+            entries << u"old entry %1"_s.arg(i);
+        const QStringList secrets{uR"({"password":"hunter22"})"_s, u"GET /api/ui?token=abc123"_s,
+                                  u"Authorization: Bearer tok-xyz"_s, u"psk=wifi-key-9"_s, u"passcode site-pass-7"_s};
+        for (int i = 0; i < 40; ++i)
+            entries << (i % 8 == 0 ? secrets[i / 8] : u"poll OK  10.77.0.21:8090  entry %1"_s.arg(i));
+        QByteArray log;
+        for (const QString &e : entries)
+            log += "2026-11-22T10:00:00.000  " + e.toUtf8() + '\n';
+        QVERIFY(writeFile(units::connectLogPath(), log));
+
+        const QList<units::Unit> list{siteUnit(1), siteUnit(2, false)};
+        const QString summary = tools::copyDiagnosticsSummary(list, {u"site-pass-7"_s});
+        QCOMPARE(QGuiApplication::clipboard()->text(), summary);
+        QVERIFY(summary.contains(u"Units     2 known, 1 answering discovery\n"_s));
+        QVERIFY(summary.contains(u"  10.77.0.22:8090  shuttle-02  offline  https\n"_s));
+        const QStringList block = summary.section(u"\nLast 40 log lines:\n"_s, 1).split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(block.size(), 40);
+        QVERIFY(block.first().endsWith(u"[removed]}"_s));
+        QVERIFY(block.last().endsWith(u"entry 39"_s));
+        for (const QString &secret : {u"hunter22"_s, u"abc123"_s, u"tok-xyz"_s, u"wifi-key-9"_s, u"site-pass-7"_s,
+                                      u"password"_s, u"psk"_s, u"old entry"_s})
+            QVERIFY2(!summary.contains(secret), qPrintable(secret));
+    }
+
+    void openDiagnosticsFolder()
+    {
+        QList<QUrl> opened;
+        tools::setUrlOpener([&](const QUrl &url) {
+            opened << url;
+            return true;
+        });
+        QVERIFY(tools::openDiagnosticsFolder());
+        QCOMPARE(opened, QList<QUrl>{QUrl::fromLocalFile(units::diagnosticsDir())});
+        QVERIFY(QFileInfo(opened.first().toLocalFile()).isDir());
+    }
+
+    void uninstallNote()
+    {
+        Box box;
+        app::setNextAnswer(readBox(&box));
+        tools::uninstallNote(nullptr);
+        QCOMPARE(box.title, u"Uninstall"_s);
+        QCOMPARE(box.text, u"Remove the package the way it was installed, then delete this folder to drop the unit "
+                           u"list and settings:\n\n"_s +
+                               units::configDir());
+    }
 };
-
-void TestToolsLocal::initTestCase()
-{
-    testsupport::isolateConfig();
-    app::overrideSuppression(false);
-    app::setSoundSink([this](app::Sound sound, const QString &) { m_played << sound; });
-}
-
-void TestToolsLocal::init()
-{
-    app::overrideCanPlay(true);
-    storeSettings({});
-    theme::setTheme(QLatin1StringView(theme::kDarkName));
-    theme::setAccent(u"Kestro Blue"_s);
-    theme::setTextScale(1.0);
-    m_played.clear();
-}
-
-void TestToolsLocal::cleanup()
-{
-    app::setNextAnswer({});
-    tools::setUrlOpener({});
-}
-
-void TestToolsLocal::textScale_data()
-{
-    QTest::addColumn<QJsonValue>("stored");
-    QTest::addColumn<QString>("selected"); // empty: none
-
-    QTest::newRow("1.149 is Large") << QJsonValue(1.149) << u"Large  (115%)"_s;
-    QTest::newRow("1.2 is none") << QJsonValue(1.2) << QString();
-    QTest::newRow("0.9 is Small") << QJsonValue(0.9) << u"Small  (90%)"_s;
-    QTest::newRow("1.5 is Largest") << QJsonValue(1.5) << u"Largest  (150%)"_s;
-    QTest::newRow("none stored is Normal") << QJsonValue() << u"Normal  (100%)"_s;
-}
-
-void TestToolsLocal::textScale()
-{
-    QFETCH(QJsonValue, stored);
-    QFETCH(QString, selected);
-    QJsonObject settings{{u"soundMuted"_s, false}};
-    if (!stored.isUndefined())
-        settings.insert(u"textScale"_s, stored);
-    storeSettings(settings);
-
-    QStringList offered;
-    QStringList marked;
-    app::setNextAnswer([&](QDialog *dialog) {
-        auto *list = dialog->findChild<QListWidget *>(u"textSizes"_s);
-        for (int i = 0; i < list->count(); ++i)
-            offered << list->item(i)->text();
-        for (const QListWidgetItem *item : list->selectedItems())
-            marked << item->text();
-        press(dialog, "apply");
-    });
-    QVERIFY(tools::appearance(nullptr));
-    QCOMPARE(offered, QStringList({u"Small  (90%)"_s, u"Normal  (100%)"_s, u"Large  (115%)"_s, u"Larger  (130%)"_s,
-                                   u"Largest  (150%)"_s}));
-    QCOMPARE(marked, selected.isEmpty() ? QStringList() : QStringList{selected});
-    // Applying without choosing keeps the stored scale as it was, 1.149 and 1.2 included.
-    QCOMPARE(app::loadSettings().value(u"textScale"_s), stored);
-}
-
-void TestToolsLocal::sound_data()
-{
-    QTest::addColumn<bool>("canPlay");
-    QTest::addColumn<bool>("mutedBefore");
-    QTest::addColumn<bool>("checked");
-    QTest::addColumn<QList<app::Sound>>("played");
-    QTest::addColumn<QString>("label");
-
-    const QString mute = u"Mute sounds"_s;
-    QTest::newRow("unmuting plays one sample")
-        << true << true << false << QList<app::Sound>{app::Sound::Notify} << mute;
-    QTest::newRow("muting plays none") << true << false << true << QList<app::Sound>{} << mute;
-    QTest::newRow("left on plays none") << true << false << false << QList<app::Sound>{} << mute;
-    QTest::newRow("nothing can play") << false << true << true << QList<app::Sound>{}
-                                      << u"Mute sounds  (nothing on this computer can play one)"_s;
-}
-
-void TestToolsLocal::sound()
-{
-    QFETCH(bool, canPlay);
-    QFETCH(bool, mutedBefore);
-    QFETCH(bool, checked);
-    QFETCH(QList<app::Sound>, played);
-    QFETCH(QString, label);
-    app::overrideCanPlay(canPlay);
-    app::setSoundMuted(mutedBefore);
-    QString shown;
-    bool enabled = false;
-    app::setNextAnswer([&](QDialog *dialog) {
-        auto *box = dialog->findChild<QCheckBox *>(u"muteSounds"_s);
-        QCOMPARE(box->isChecked(), mutedBefore);
-        shown = box->text();
-        enabled = box->isEnabled();
-        if (box->isChecked() != checked)
-            QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(8, box->height() / 2));
-        press(dialog, "apply");
-    });
-    QVERIFY(tools::appearance(nullptr));
-    QCOMPARE(shown, label);
-    QCOMPARE(enabled, canPlay);
-    QCOMPARE(app::soundMuted(), checked);
-    QCOMPARE(m_played, played);
-}
-
-void TestToolsLocal::applyPutsTheLookOnTheRunningApp()
-{
-    const QString darkSheet = theme::styleSheet();
-    qApp->setStyleSheet(darkSheet);
-    QApplication::setFont(theme::uiFont(10, false));
-    QWidget other; // a window open meanwhile that copied the application sheet, as tool dialogs do
-    other.setStyleSheet(darkSheet);
-    testsupport::layOut(&other, 200, 100);
-    QSignalSpy applied(&tools::lookChanges(), &tools::LookChanges::applied);
-
-    // Cancel changes nothing.
-    app::setNextAnswer([](QDialog *dialog) {
-        dialog->findChild<QComboBox *>(u"themeChoice"_s)->setCurrentText(QLatin1StringView(theme::kLightName));
-        press(dialog, "cancel");
-    });
-    QVERIFY(!tools::appearance(nullptr));
-    QCOMPARE(theme::currentThemeName(), QLatin1StringView(theme::kDarkName));
-    QCOMPARE(qApp->styleSheet(), darkSheet);
-    QCOMPARE(applied.count(), 0);
-    QCOMPARE(app::loadSettings(), QJsonObject());
-
-    app::setNextAnswer([](QDialog *dialog) {
-        dialog->findChild<QComboBox *>(u"themeChoice"_s)->setCurrentText(QLatin1StringView(theme::kLightName));
-        dialog->findChild<QComboBox *>(u"accentChoice"_s)->setCurrentText(u"Teal"_s);
-        dialog->findChild<QListWidget *>(u"textSizes"_s)->setCurrentRow(3); // Larger
-        press(dialog, "apply");
-    });
-    QVERIFY(tools::appearance(nullptr));
-    const QJsonObject stored = app::loadSettings();
-    QCOMPARE(stored.value(u"theme"_s).toString(), QLatin1StringView(theme::kLightName));
-    QCOMPARE(stored.value(u"accent"_s).toString(), u"Teal"_s);
-    QCOMPARE(stored.value(u"textScale"_s).toDouble(), 1.3);
-    QCOMPARE(theme::palette().accent, QColor(u"#2C6F6A"_s));
-    // At once, on what is already open: the application sheet and font, and the other window.
-    QVERIFY(qApp->styleSheet() != darkSheet);
-    QCOMPARE(qApp->styleSheet(), theme::styleSheet());
-    QVERIFY(qApp->styleSheet().contains(u"#F2F4F6"_s, Qt::CaseInsensitive));
-    QCOMPARE(other.styleSheet(), theme::styleSheet());
-    QCOMPARE(QApplication::font().pointSize(), 13);
-    QCOMPARE(other.font().pointSize(), 13);
-    QCOMPARE(applied.count(), 1);
-    qApp->setStyleSheet(QString());
-}
-
-void TestToolsLocal::scrub_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QString>("scrubbed");
-
-    QTest::newRow("JSON member") << uR"(login  10.77.0.21:8090  {"password":"hunter22","speed":2})"_s
-                                 << uR"(login  10.77.0.21:8090  {[removed],"speed":2})"_s;
-    QTest::newRow("JSON member with escapes")
-        << uR"({"apiSecret": "s3 \"q\"", "n": 1})"_s << uR"({[removed], "n": 1})"_s;
-    QTest::newRow("JSON number") << uR"({"tokenTtl":3600})"_s << uR"({[removed]})"_s;
-    QTest::newRow("query") << u"GET /api/ui?token=abc123&x=1 -> 200"_s << u"GET /api/ui?[removed]&x=1 -> 200"_s;
-    QTest::newRow("colon pair") << u"wifi psk: key-9 joined"_s << u"wifi [removed] joined"_s;
-    QTest::newRow("bearer") << u"Authorization: Bearer tok-xyz sent"_s << u"Authorization: Bearer [removed] sent"_s;
-    QTest::newRow("the sidebar passcode") << u"typed site-pass-7 into a note"_s << u"typed [removed] into a note"_s;
-    QTest::newRow("a plain line") << u"poll FAIL  10.77.0.21:8090  GET /api/ui -> 0  8000 ms  (#2 in a row)  x: 1"_s
-                                  << u"poll FAIL  10.77.0.21:8090  GET /api/ui -> 0  8000 ms  (#2 in a row)  x: 1"_s;
-}
-
-void TestToolsLocal::scrub()
-{
-    QFETCH(QString, line);
-    QFETCH(QString, scrubbed);
-    QCOMPARE(tools::scrubSecrets(line, {u"site-pass-7"_s}), scrubbed);
-}
-
-void TestToolsLocal::diagnosticsSummary()
-{
-    // 45 entries: five old ones, then secrets among ordinary lines.
-    QStringList entries;
-    for (int i = 1; i <= 5; ++i)
-        entries << u"old entry %1"_s.arg(i);
-    const QStringList secrets{uR"({"password":"hunter22"})"_s, u"GET /api/ui?token=abc123"_s,
-                              u"Authorization: Bearer tok-xyz"_s, u"psk=wifi-key-9"_s, u"passcode site-pass-7"_s};
-    for (int i = 0; i < 40; ++i)
-        entries << (i % 8 == 0 ? secrets[i / 8] : u"poll OK  10.77.0.21:8090  entry %1"_s.arg(i));
-    QByteArray log;
-    for (const QString &e : entries)
-        log += "2026-11-22T10:00:00.000  " + e.toUtf8() + '\n';
-    QVERIFY(writeFile(units::connectLogPath(), log));
-
-    const QList<units::Unit> list{siteUnit(1), siteUnit(2, false)};
-    const QString summary = tools::copyDiagnosticsSummary(list, {u"site-pass-7"_s});
-    QCOMPARE(QGuiApplication::clipboard()->text(), summary);
-    QVERIFY(summary.contains(u"Units     2 known, 1 answering discovery\n"_s));
-    QVERIFY(summary.contains(u"  10.77.0.22:8090  shuttle-02  offline  https\n"_s));
-    const QStringList block = summary.section(u"\nLast 40 log lines:\n"_s, 1).split(u'\n', Qt::SkipEmptyParts);
-    QCOMPARE(block.size(), 40);
-    QVERIFY(block.first().endsWith(u"[removed]}"_s));
-    QVERIFY(block.last().endsWith(u"entry 39"_s));
-    for (const QString &secret : {u"hunter22"_s, u"abc123"_s, u"tok-xyz"_s, u"wifi-key-9"_s, u"site-pass-7"_s,
-                                  u"password"_s, u"psk"_s, u"old entry"_s})
-        QVERIFY2(!summary.contains(secret), qPrintable(secret));
-}
-
-void TestToolsLocal::openDiagnosticsFolder()
-{
-    QList<QUrl> opened;
-    tools::setUrlOpener([&](const QUrl &url) {
-        opened << url;
-        return true;
-    });
-    QVERIFY(tools::openDiagnosticsFolder());
-    QCOMPARE(opened, QList<QUrl>{QUrl::fromLocalFile(units::diagnosticsDir())});
-    QVERIFY(QFileInfo(opened.first().toLocalFile()).isDir());
-}
-
-void TestToolsLocal::uninstallNote()
-{
-    Box box;
-    app::setNextAnswer(readBox(&box));
-    tools::uninstallNote(nullptr);
-    QCOMPARE(box.title, u"Uninstall"_s);
-    QCOMPARE(box.text, u"Remove the package the way it was installed, then delete this folder to drop the unit "
-                       u"list and settings:\n\n"_s +
-                           units::configDir());
-}
 
 QTEST_MAIN(TestToolsLocal)
 #include "tst_toolslocal.moc"

@@ -30,11 +30,9 @@ const QString kPasscode = u"site-pass-1"_s;
 
 void clickButton(QWidget *in, const QString &text)
 {
-    for (QPushButton *b : in->findChildren<QPushButton *>()) {
-        if (b->text() == text)
-            return QTest::mouseClick(b, Qt::LeftButton);
-    }
-    QFAIL(qPrintable(u"no button \"%1\""_s.arg(text)));
+    QPushButton *b = button(in, text);
+    QVERIFY2(b, qPrintable(text));
+    QTest::mouseClick(b, Qt::LeftButton);
 }
 
 } // namespace
@@ -43,276 +41,262 @@ class TestToolsOnSite : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void cleanup();
-
-    void faultLookup_data();
-    void faultLookup();
-    void faultLookupWithoutUnit();
-
-    void problemReport();
-    void problemReportNotMade_data();
-    void problemReportNotMade();
-
-    void passcodeChecks_data();
-    void passcodeChecks();
-    void passcodeChangedOnSignedInUnits(); // last: it changes the site's passcode
-
-private:
     QTemporaryDir m_certs;
     testsupport::SimProcess m_sim{QStringLiteral(KESTRO_UNIT_SIM)};
     units::Api m_api;
     QList<units::Unit> m_units{siteUnit(1), siteUnit(2, false), siteUnit(3)};
+
+private slots:
+    void initTestCase()
+    {
+        if (qEnvironmentVariableIsEmpty("KESTRO_SITE_NET"))
+            QSKIP("needs the private site network (run through tests/netns-run)");
+        testsupport::isolateConfig();
+        QVERIFY2(m_sim.start({u"--units"_s, u"3"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path(),
+                              u"--fixed-passcode"_s, u"3"_s, u"--no-discovery"_s}),
+                 m_sim.output().constData());
+        // Units 1 and 3 are signed in; unit 2 never is. The Api is left on unit 1.
+        QCOMPARE(signIn(m_api, m_units[2], kPasscode), 200);
+        QCOMPARE(signIn(m_api, m_units[0], kPasscode), 200);
+    }
+
+    void cleanup()
+    {
+        app::setNextAnswer({});
+        tools::setUrlOpener({});
+    }
+
+    void faultLookup_data()
+    {
+        QTest::addColumn<int>("unit"); // index into m_units
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<bool>("byButton"); // else Return in the field
+        QTest::addColumn<QString>("shown"); // how the text begins
+
+        QTest::newRow("by number")
+            << 0 << u"231"_s << true
+            << u"Brake feedback missing   (fault F-231)\n"
+               u"Drive  -  stop\n"
+               u"Why it happens\n"
+               u"The brake was released but its feedback contact did not close within 200 ms.\n"
+               u"What to check\n"
+               u"Plug X4 seated and locked; 24 V at X4.1; the feedback contact closes by hand.\n"_s;
+        // The same layout for every result: the other rows check how each begins.
+        QTest::newRow("by words") << 0 << u"encoder cable"_s << false
+                                  << u"Encoder count jumped   (fault F-112)\nPosition  -  warning\n"_s;
+        QTest::newRow("result without span")
+            << 0 << u"77"_s << false << u"Drive temperature high   (fault 77)\nDrive  -  warning\n"_s;
+        QTest::newRow("not found") << 0 << u"conveyor & belt"_s << false
+                                   << u"Nothing matches \"conveyor & belt\". Try the number on its own, or a word from "
+                                      u"the message."_s;
+        QTest::newRow("unit not signed in") << 1 << u"231"_s << true << u"Could not reach the unit: sign in first"_s;
+    }
+
+    void faultLookup()
+    {
+        QFETCH(int, unit);
+        QFETCH(QString, query);
+        QFETCH(bool, byButton);
+        QFETCH(QString, shown);
+        QString text;
+        bool openAfterLookup = false;
+        QStringList labels;
+        app::setNextAnswer([&](QDialog *dialog) {
+            for (QLabel *l : dialog->findChildren<QLabel *>())
+                labels << l->text();
+            auto *field = dialog->findChild<QLineEdit *>(u"faultQuery"_s);
+            QVERIFY(field);
+            QTest::keyClicks(field, query);
+            if (byButton)
+                clickButton(dialog, u"Look it up"_s);
+            else
+                QTest::keyClick(field, Qt::Key_Return);
+            text = dialog->findChild<QPlainTextEdit *>(u"faultText"_s)->toPlainText();
+            openAfterLookup = dialog->isVisible();
+            clickButton(dialog, u"Close"_s);
+        });
+        tools::faultLookup(nullptr, m_api, &m_units[unit]);
+        QVERIFY2(text.startsWith(shown), qPrintable(text));
+        QVERIFY(openAfterLookup);
+        QCOMPARE(labels, QStringList({u"Type the number the shuttle reported, or a few words if you do not have the "
+                                      u"number."_s,
+                                      m_units[unit].name}));
+    }
+
+    void faultLookupWithoutUnit()
+    {
+        Box box;
+        app::setNextAnswer(readBox(&box));
+        tools::faultLookup(nullptr, m_api, nullptr);
+        QCOMPARE(box.title, u"Fault lookup"_s);
+        QCOMPARE(box.text, u"Select a unit first."_s);
+    }
+
+    void problemReport()
+    {
+        // 100 error lines, with empty lines between them that do not count.
+        QByteArray log;
+        for (int i = 1; i <= 100; ++i)
+            log += "error line " + QByteArray::number(i) + (i % 10 == 0 ? "\n\n" : "\n");
+        QVERIFY(writeFile(units::configPath(u"errors.log"_s), log));
+        const QString said = u"The shuttle stopped at the end of aisle 4 & would not reverse. "_s.repeated(30);
+        QVERIFY(said.size() > tools::kMailBodyLimit);
+
+        QList<QUrl> opened;
+        tools::setUrlOpener([&](const QUrl &url) {
+            opened << url;
+            return true;
+        });
+        Box saved;
+        answerInTurn({[&](QDialog *prompt) {
+                          QCOMPARE(prompt->windowTitle(), u"Report a problem"_s);
+                          auto *input = qobject_cast<QInputDialog *>(prompt);
+                          QVERIFY(input);
+                          QCOMPARE(input->labelText(),
+                                   u"What happened? A sentence is enough - the app attaches the details itself."_s);
+                          auto *edit = prompt->findChild<QPlainTextEdit *>();
+                          QVERIFY(edit && edit->isVisible());
+                          edit->setPlainText(said);
+                          prompt->accept();
+                      },
+                      readBox(&saved)});
+        QVERIFY(tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
+
+        const QString path = units::configPath(u"problem-report.txt"_s);
+        QCOMPARE(saved.title, u"Report saved"_s);
+        QCOMPARE(saved.text, path);
+        const QString report = QString::fromUtf8(readFile(path));
+        const QStringList lines = report.split(u'\n');
+        QCOMPARE(lines.value(0), u"KESTRO COMMISSIONING - PROBLEM REPORT"_s);
+        QVERIFY(lines.value(1).startsWith(u"When      "_s));
+        QCOMPARE(lines.value(2), u"App       Kestro Connect v%1 (qt)"_s.arg(QLatin1StringView(app::kVersion)));
+        QCOMPARE(lines.value(3), u"Machine   "_s + QSysInfo::machineHostName());
+        QCOMPARE(lines.mid(5, 9),
+                 QStringList({QString(), u"WHAT HAPPENED"_s, said, QString(), u"UNITS ON THE NETWORK"_s,
+                              u"  shuttle-01  online  10.77.0.21:8090"_s, u"  shuttle-02  offline  10.77.0.22:8090"_s,
+                              u"  shuttle-03  online  10.77.0.23:8090"_s, u"SELECTED UNIT: 10.77.0.21:8090"_s}));
+        QVERIFY2(lines.value(14).startsWith(u"COMMISSIONING REPORT - shuttle-01"_s), qPrintable(lines.value(14)));
+        // The unit's report, then the errors: lines 61 to 100 and nothing after.
+        QStringList errors;
+        for (int i = 61; i <= 100; ++i)
+            errors << u"error line %1"_s.arg(i);
+        const qsizetype recent = lines.indexOf(u"RECENT ERRORS"_s);
+        QVERIFY(recent > 14);
+        QCOMPARE(lines.value(recent - 1), QString());
+        QCOMPARE(lines.mid(recent + 1), errors);
+
+        // The mail: to the installation's address, the report cut to 1500 characters; the file is whole.
+        QCOMPARE(opened.size(), 1);
+        const QUrl mail = opened.first();
+        QCOMPARE(mail.scheme(), u"mailto"_s);
+        QCOMPARE(mail.path(), app::installation().supportEmail);
+        const QUrlQuery query(mail);
+        QCOMPARE(query.queryItemValue(u"subject"_s, QUrl::FullyDecoded),
+                 u"Kestro Connect problem - "_s + QSysInfo::machineHostName());
+        QCOMPARE(query.queryItemValue(u"body"_s, QUrl::FullyDecoded), report.left(tools::kMailBodyLimit));
+        QVERIFY(report.size() > tools::kMailBodyLimit);
+    }
+
+    void problemReportNotMade_data()
+    {
+        QTest::addColumn<bool>("accept");
+        QTest::addColumn<QString>("typed");
+        QTest::newRow("cancelled") << false << u"it broke"_s;
+        QTest::newRow("nothing typed") << true << u"  \n "_s;
+    }
+
+    void problemReportNotMade()
+    {
+        QFETCH(bool, accept);
+        QFETCH(QString, typed);
+        const QString path = units::configPath(u"problem-report.txt"_s);
+        QFile::remove(path);
+        int opened = 0;
+        tools::setUrlOpener([&](const QUrl &) { return ++opened > 0; });
+        Box after;
+        answerInTurn({[&](QDialog *prompt) {
+                          prompt->findChild<QPlainTextEdit *>()->setPlainText(typed);
+                          accept ? prompt->accept() : prompt->reject();
+                      },
+                      readBox(&after)});
+        QVERIFY(!tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
+        QVERIFY(!QFile::exists(path));
+        QCOMPARE(opened, 0);
+        QCOMPARE(after.seen, 0);
+    }
+
+    void passcodeChecks_data()
+    {
+        QTest::addColumn<QString>("current");
+        QTest::addColumn<QString>("fresh");
+        QTest::addColumn<QString>("again");
+        QTest::addColumn<QString>("status");
+
+        const QString noCurrent = u"Type the current site passcode in the box on the left first."_s;
+        const QString tooShort = u"The new passcode must be at least 8 characters."_s;
+        const QString differ = u"The two new passcodes do not match."_s;
+        QTest::newRow("no current, first of all") << QString() << u"short"_s << u"other"_s << noCurrent;
+        QTest::newRow("seven characters") << kPasscode << u"seven77"_s << u"seven77"_s << tooShort;
+        QTest::newRow("short before different") << kPasscode << u"short"_s << u"other"_s << tooShort;
+        QTest::newRow("different") << kPasscode << u"new-pass-22"_s << u"new-pass-23"_s << differ;
+    }
+
+    void passcodeChecks()
+    {
+        QFETCH(QString, current);
+        QFETCH(QString, fresh);
+        QFETCH(QString, again);
+        QFETCH(QString, status);
+        QString shown;
+        bool stayedOpen = false;
+        Box report;
+        answerInTurn({[&](QDialog *dialog) {
+                          QCOMPARE(dialog->windowTitle(), u"Change site passcode"_s);
+                          QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscode"_s), fresh);
+                          QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s), again);
+                          clickButton(dialog, u"Change passcode"_s);
+                          auto *line = dialog->findChild<QLabel *>(u"passcodeStatus"_s);
+                          shown = line->isVisible() ? line->text() : QString();
+                          stayedOpen = dialog->isVisible();
+                          dialog->reject(); // closed another way: nothing changes
+                      },
+                      readBox(&report)});
+        const tools::PasscodeChange change = tools::changePasscode(nullptr, m_api, m_units, current);
+        QCOMPARE(shown, status);
+        QVERIFY(stayedOpen);
+        QVERIFY(change.passcode.isEmpty());
+        QCOMPARE(report.seen, 0);
+    }
+
+    // Last: it changes the site's passcode.
+    void passcodeChangedOnSignedInUnits()
+    {
+        const QString fresh = u"new-site-pass-2"_s;
+        Box report;
+        answerInTurn({[&](QDialog *dialog) {
+                          QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscode"_s), fresh);
+                          QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s), fresh);
+                          // Return in the second field presses the one button.
+                          QTest::keyClick(dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s), Qt::Key_Return);
+                      },
+                      readBox(&report)});
+        const tools::PasscodeChange change = tools::changePasscode(nullptr, m_api, m_units, kPasscode);
+        QCOMPARE(change.passcode, fresh);
+        QCOMPARE(change.changed, 1);
+        QCOMPARE(change.failed, QStringList{u"shuttle-03"_s});
+        QCOMPARE(report.title, u"Change site passcode"_s);
+        QCOMPARE(report.text, u"Passcode changed on 1 unit(s).\nFailed: shuttle-03"_s);
+
+        // The new passcode signs in where it was changed; the unit without a token was not asked, and
+        // the one that refused keeps the old passcode.
+        units::Api fresher;
+        QCOMPARE(signIn(fresher, m_units[0], fresh), 200);
+        QCOMPARE(signIn(fresher, m_units[0], kPasscode), 401);
+        QCOMPARE(signIn(fresher, m_units[1], kPasscode), 200);
+        QCOMPARE(signIn(fresher, m_units[2], kPasscode), 200);
+        QCOMPARE(signIn(fresher, m_units[2], fresh), 401);
+    }
 };
-
-void TestToolsOnSite::initTestCase()
-{
-    if (qEnvironmentVariableIsEmpty("KESTRO_SITE_NET"))
-        QSKIP("needs the private site network (run through tests/netns-run)");
-    testsupport::isolateConfig();
-    QVERIFY2(m_sim.start({u"--units"_s, u"3"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path(),
-                          u"--fixed-passcode"_s, u"3"_s, u"--no-discovery"_s}),
-             m_sim.output().constData());
-    // Units 1 and 3 are signed in; unit 2 never is. The Api is left on unit 1.
-    QCOMPARE(signIn(m_api, m_units[2], kPasscode), 200);
-    QCOMPARE(signIn(m_api, m_units[0], kPasscode), 200);
-}
-
-void TestToolsOnSite::cleanup()
-{
-    app::setNextAnswer({});
-    tools::setUrlOpener({});
-}
-
-void TestToolsOnSite::faultLookup_data()
-{
-    QTest::addColumn<int>("unit"); // index into m_units
-    QTest::addColumn<QString>("query");
-    QTest::addColumn<bool>("byButton"); // else Return in the field
-    QTest::addColumn<QString>("shown"); // how the text begins
-
-    QTest::newRow("by number") << 0 << u"231"_s << true
-                               << u"Brake feedback missing   (fault F-231)\n"
-                                  u"Drive  -  stop\n"
-                                  u"Why it happens\n"
-                                  u"The brake was released but its feedback contact did not close within 200 ms.\n"
-                                  u"What to check\n"
-                                  u"Plug X4 seated and locked; 24 V at X4.1; the feedback contact closes by hand.\n"_s;
-    // The same layout for every result: the other rows check how each begins.
-    QTest::newRow("by words") << 0 << u"encoder cable"_s << false
-                              << u"Encoder count jumped   (fault F-112)\nPosition  -  warning\n"_s;
-    QTest::newRow("result without span") << 0 << u"77"_s << false
-                                         << u"Drive temperature high   (fault 77)\nDrive  -  warning\n"_s;
-    QTest::newRow("not found") << 0 << u"conveyor & belt"_s << false
-                               << u"Nothing matches \"conveyor & belt\". Try the number on its own, or a word from "
-                                  u"the message."_s;
-    QTest::newRow("unit not signed in") << 1 << u"231"_s << true << u"Could not reach the unit: sign in first"_s;
-}
-
-void TestToolsOnSite::faultLookup()
-{
-    QFETCH(int, unit);
-    QFETCH(QString, query);
-    QFETCH(bool, byButton);
-    QFETCH(QString, shown);
-    QString text;
-    bool openAfterLookup = false;
-    QStringList labels;
-    app::setNextAnswer([&](QDialog *dialog) {
-        for (QLabel *l : dialog->findChildren<QLabel *>())
-            labels << l->text();
-        auto *field = dialog->findChild<QLineEdit *>(u"faultQuery"_s);
-        QVERIFY(field);
-        QTest::keyClicks(field, query);
-        if (byButton)
-            clickButton(dialog, u"Look it up"_s);
-        else
-            QTest::keyClick(field, Qt::Key_Return);
-        text = dialog->findChild<QPlainTextEdit *>(u"faultText"_s)->toPlainText();
-        openAfterLookup = dialog->isVisible();
-        clickButton(dialog, u"Close"_s);
-    });
-    tools::faultLookup(nullptr, m_api, &m_units[unit]);
-    QVERIFY2(text.startsWith(shown), qPrintable(text));
-    QVERIFY(openAfterLookup);
-    QCOMPARE(labels, QStringList({u"Type the number the shuttle reported, or a few words if you do not have the "
-                                  u"number."_s,
-                                  m_units[unit].name}));
-}
-
-void TestToolsOnSite::faultLookupWithoutUnit()
-{
-    Box box;
-    app::setNextAnswer(readBox(&box));
-    tools::faultLookup(nullptr, m_api, nullptr);
-    QCOMPARE(box.title, u"Fault lookup"_s);
-    QCOMPARE(box.text, u"Select a unit first."_s);
-}
-
-void TestToolsOnSite::problemReport()
-{
-    // 100 error lines, with empty lines between them that do not count.
-    QByteArray log;
-    for (int i = 1; i <= 100; ++i)
-        log += "error line " + QByteArray::number(i) + (i % 10 == 0 ? "\n\n" : "\n");
-    QVERIFY(writeFile(units::configPath(u"errors.log"_s), log));
-    const QString said = u"The shuttle stopped at the end of aisle 4 & would not reverse. "_s.repeated(30);
-    QVERIFY(said.size() > tools::kMailBodyLimit);
-
-    QList<QUrl> opened;
-    tools::setUrlOpener([&](const QUrl &url) {
-        opened << url;
-        return true;
-    });
-    Box saved;
-    answerInTurn({[&](QDialog *prompt) {
-                      QCOMPARE(prompt->windowTitle(), u"Report a problem"_s);
-                      auto *input = qobject_cast<QInputDialog *>(prompt);
-                      QVERIFY(input);
-                      QCOMPARE(input->labelText(),
-                               u"What happened? A sentence is enough - the app attaches the details itself."_s);
-                      auto *edit = prompt->findChild<QPlainTextEdit *>();
-                      QVERIFY(edit && edit->isVisible());
-                      edit->setPlainText(said);
-                      prompt->accept();
-                  },
-                  readBox(&saved)});
-    QVERIFY(tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
-
-    const QString path = units::configPath(u"problem-report.txt"_s);
-    QCOMPARE(saved.title, u"Report saved"_s);
-    QCOMPARE(saved.text, path);
-    const QString report = QString::fromUtf8(readFile(path));
-    const QStringList lines = report.split(u'\n');
-    QCOMPARE(lines.value(0), u"KESTRO COMMISSIONING - PROBLEM REPORT"_s);
-    QVERIFY(lines.value(1).startsWith(u"When      "_s));
-    QCOMPARE(lines.value(2), u"App       Kestro Connect v%1 (qt)"_s.arg(QLatin1StringView(app::kVersion)));
-    QCOMPARE(lines.value(3), u"Machine   "_s + QSysInfo::machineHostName());
-    QCOMPARE(lines.mid(5, 9),
-             QStringList({QString(), u"WHAT HAPPENED"_s, said, QString(), u"UNITS ON THE NETWORK"_s,
-                          u"  shuttle-01  online  10.77.0.21:8090"_s, u"  shuttle-02  offline  10.77.0.22:8090"_s,
-                          u"  shuttle-03  online  10.77.0.23:8090"_s, u"SELECTED UNIT: 10.77.0.21:8090"_s}));
-    QVERIFY2(lines.value(14).startsWith(u"COMMISSIONING REPORT - shuttle-01"_s), qPrintable(lines.value(14)));
-    // The unit's report, then the errors: lines 61 to 100 and nothing after.
-    QStringList errors;
-    for (int i = 61; i <= 100; ++i)
-        errors << u"error line %1"_s.arg(i);
-    const qsizetype recent = lines.indexOf(u"RECENT ERRORS"_s);
-    QVERIFY(recent > 14);
-    QCOMPARE(lines.value(recent - 1), QString());
-    QCOMPARE(lines.mid(recent + 1), errors);
-
-    // The mail: to the installation's address, the report cut to 1500 characters; the file is whole.
-    QCOMPARE(opened.size(), 1);
-    const QUrl mail = opened.first();
-    QCOMPARE(mail.scheme(), u"mailto"_s);
-    QCOMPARE(mail.path(), app::installation().supportEmail);
-    const QUrlQuery query(mail);
-    QCOMPARE(query.queryItemValue(u"subject"_s, QUrl::FullyDecoded),
-             u"Kestro Connect problem - "_s + QSysInfo::machineHostName());
-    QCOMPARE(query.queryItemValue(u"body"_s, QUrl::FullyDecoded), report.left(tools::kMailBodyLimit));
-    QVERIFY(report.size() > tools::kMailBodyLimit);
-}
-
-void TestToolsOnSite::problemReportNotMade_data()
-{
-    QTest::addColumn<bool>("accept");
-    QTest::addColumn<QString>("typed");
-    QTest::newRow("cancelled") << false << u"it broke"_s;
-    QTest::newRow("nothing typed") << true << u"  \n "_s;
-}
-
-void TestToolsOnSite::problemReportNotMade()
-{
-    QFETCH(bool, accept);
-    QFETCH(QString, typed);
-    const QString path = units::configPath(u"problem-report.txt"_s);
-    QFile::remove(path);
-    int opened = 0;
-    tools::setUrlOpener([&](const QUrl &) { return ++opened > 0; });
-    Box after;
-    answerInTurn({[&](QDialog *prompt) {
-                      prompt->findChild<QPlainTextEdit *>()->setPlainText(typed);
-                      accept ? prompt->accept() : prompt->reject();
-                  },
-                  readBox(&after)});
-    QVERIFY(!tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
-    QVERIFY(!QFile::exists(path));
-    QCOMPARE(opened, 0);
-    QCOMPARE(after.seen, 0);
-}
-
-void TestToolsOnSite::passcodeChecks_data()
-{
-    QTest::addColumn<QString>("current");
-    QTest::addColumn<QString>("fresh");
-    QTest::addColumn<QString>("again");
-    QTest::addColumn<QString>("status");
-
-    const QString noCurrent = u"Type the current site passcode in the box on the left first."_s;
-    const QString tooShort = u"The new passcode must be at least 8 characters."_s;
-    const QString differ = u"The two new passcodes do not match."_s;
-    QTest::newRow("no current, first of all") << QString() << u"short"_s << u"other"_s << noCurrent;
-    QTest::newRow("seven characters") << kPasscode << u"seven77"_s << u"seven77"_s << tooShort;
-    QTest::newRow("short before different") << kPasscode << u"short"_s << u"other"_s << tooShort;
-    QTest::newRow("different") << kPasscode << u"new-pass-22"_s << u"new-pass-23"_s << differ;
-}
-
-void TestToolsOnSite::passcodeChecks()
-{
-    QFETCH(QString, current);
-    QFETCH(QString, fresh);
-    QFETCH(QString, again);
-    QFETCH(QString, status);
-    QString shown;
-    bool stayedOpen = false;
-    Box report;
-    answerInTurn({[&](QDialog *dialog) {
-                      QCOMPARE(dialog->windowTitle(), u"Change site passcode"_s);
-                      QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscode"_s), fresh);
-                      QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s), again);
-                      clickButton(dialog, u"Change passcode"_s);
-                      auto *line = dialog->findChild<QLabel *>(u"passcodeStatus"_s);
-                      shown = line->isVisible() ? line->text() : QString();
-                      stayedOpen = dialog->isVisible();
-                      dialog->reject(); // closed another way: nothing changes
-                  },
-                  readBox(&report)});
-    const tools::PasscodeChange change = tools::changePasscode(nullptr, m_api, m_units, current);
-    QCOMPARE(shown, status);
-    QVERIFY(stayedOpen);
-    QVERIFY(change.passcode.isEmpty());
-    QCOMPARE(report.seen, 0);
-}
-
-void TestToolsOnSite::passcodeChangedOnSignedInUnits()
-{
-    const QString fresh = u"new-site-pass-2"_s;
-    Box report;
-    answerInTurn({[&](QDialog *dialog) {
-                      QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscode"_s), fresh);
-                      QTest::keyClicks(dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s), fresh);
-                      // Return in the second field presses the one button.
-                      QTest::keyClick(dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s), Qt::Key_Return);
-                  },
-                  readBox(&report)});
-    const tools::PasscodeChange change = tools::changePasscode(nullptr, m_api, m_units, kPasscode);
-    QCOMPARE(change.passcode, fresh);
-    QCOMPARE(change.changed, 1);
-    QCOMPARE(change.failed, QStringList{u"shuttle-03"_s});
-    QCOMPARE(report.title, u"Change site passcode"_s);
-    QCOMPARE(report.text, u"Passcode changed on 1 unit(s).\nFailed: shuttle-03"_s);
-
-    // The new passcode signs in where it was changed; the unit without a token was not asked, and
-    // the one that refused keeps the old passcode.
-    units::Api fresher;
-    QCOMPARE(signIn(fresher, m_units[0], fresh), 200);
-    QCOMPARE(signIn(fresher, m_units[0], kPasscode), 401);
-    QCOMPARE(signIn(fresher, m_units[1], kPasscode), 200);
-    QCOMPARE(signIn(fresher, m_units[2], kPasscode), 200);
-    QCOMPARE(signIn(fresher, m_units[2], fresh), 401);
-}
 
 QTEST_MAIN(TestToolsOnSite)
 #include "tst_toolsonsite.moc"

@@ -180,7 +180,6 @@ private slots:
     {
         QTest::addColumn<int>("savesBeforeKill");
         QTest::newRow("first save") << 1;
-        QTest::newRow("a few saves") << 3;
         QTest::newRow("many saves") << 40;
     }
     void killedWhileSaving()

@@ -12,17 +12,8 @@
 
 namespace unitstest {
 
-inline QByteArray readFile(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-inline bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
-}
+using testsupport::readFile;
+using testsupport::writeFile;
 
 // "key|name|type|unit_id|misses" per unit, then "|manual", "|http" and "|online" where they apply.
 inline QStringList describe(const QList<units::Unit> &list)

@@ -14,7 +14,6 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QMessageBox>
-#include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -24,6 +23,7 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+using testsupport::readFile;
 using updater::Outcome;
 
 namespace {
@@ -103,12 +103,6 @@ QString installerFile()
 QStringList downloadFolderEntries()
 {
     return QDir(updater::Updater::downloadFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 void saveShot(QWidget *w, const char *name)
@@ -197,12 +191,8 @@ private slots:
         QVERIFY(QDir().mkpath(m_dir.filePath(u"tmp"_s)) && QDir::tempPath().startsWith(m_dir.path()));
 
         const QString cert = m_dir.filePath(u"release.pem"_s), key = m_dir.filePath(u"release.key"_s);
-        QProcess openssl;
-        openssl.start(u"openssl"_s,
-                      {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:prime256v1"_s,
-                       u"-nodes"_s, u"-days"_s, u"2"_s, u"-subj"_s, u"/CN=release-test"_s, u"-addext"_s,
-                       u"subjectAltName=IP:127.0.0.1"_s, u"-keyout"_s, key, u"-out"_s, cert});
-        QVERIFY2(openssl.waitForFinished(60000) && openssl.exitCode() == 0, "openssl could not make a certificate");
+        QVERIFY2(testsupport::makeCertificate(m_dir.path(), u"release"_s, u"IP:127.0.0.1"_s),
+                 "openssl could not make a certificate");
         m_cert = QSslCertificate(readFile(cert), QSsl::Pem);
         QVERIFY(m_server.start(m_cert, QSslKey(readFile(key), QSsl::Ec, QSsl::Pem)));
 
@@ -306,10 +296,6 @@ private slots:
         QTest::newRow("8.10 is newer than 8.9.13") << good << QString() << Outcome::Installing << QStringList{ready};
         QTest::newRow("8.9.13.0 is not newer")
             << manifest(u"8.10"_s, u"8.9.13.0"_s, sha) << QString() << Outcome::Latest << latest;
-        QTest::newRow("8.9.13 is not newer")
-            << manifest(u"8.9.13"_s, u"8.9.13"_s, sha) << QString() << Outcome::Latest << latest;
-        QTest::newRow("8.9.12 is older") << manifest(u"8.9"_s, u"8.9.12"_s, sha) << QString() << Outcome::Latest
-                                         << latest;
         QTest::newRow("the app's version when the entry has none")
             << manifest(u"8.10"_s, {}, sha, {}) << u"later"_s << Outcome::Postponed
             << QStringList{ready.section(u'|', 0, 0) + u"|Installing closes the app and reopens the new version."_s};
