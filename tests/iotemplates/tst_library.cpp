@@ -67,6 +67,8 @@ private slots:
         QTest::newRow("id of 65") << QJsonValue(valid(QString(65, u'a')))
                                   << u"id \"%1\""_s.arg(QString(65, u'a')) + idRule;
         QTest::newRow("id with a dot") << QJsonValue(valid(u"relay.4"_s)) << u"id \"relay.4\""_s + idRule;
+        QTest::newRow("id ending in a line feed")
+            << QJsonValue(valid(u"relay-4\n"_s)) << u"id \"relay-4\n\""_s + idRule;
         QTest::newRow("id a number") << patched(R"({"id":4})") << u"id \"?\""_s + idRule;
         QTest::newRow("blank name, bad inputs") << patched(R"({"name":" ","inputs":99})") << u"no name"_s;
         QTest::newRow("inputs 65") << patched(R"({"inputs":65})") << inputs;
