@@ -39,6 +39,8 @@ constexpr int kFitMargin = 8;   // kept free around a fitted screen
 constexpr int kFooterRoom = 24; // the zoom row under the view, taken off KESTRO_RENDER_H
 constexpr int kMinRoom = 180;
 constexpr int kPanThreshold = 8; // pixels, horizontal plus vertical, before a press becomes a pan
+constexpr const char *kClearPage =
+    "QScrollArea#screenPage{background:transparent;}QScrollArea#screenPage>QWidget>QWidget{background:transparent;}";
 
 bool pressable(const QWidget *w)
 {
@@ -194,9 +196,8 @@ Viewport::Viewport(QWidget *parent)
     m_page->setWidgetResizable(true);
     m_page->setFrameShape(QFrame::NoFrame);
     m_page->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_page->setStyleSheet(
-        u"QScrollArea#screenPage{background:transparent;}QScrollArea#screenPage>QWidget>QWidget{background:transparent;}"_s);
     m_page->setAttribute(Qt::WA_TranslucentBackground);
+    m_page->viewport()->setAutoFillBackground(false);
     m_proxy = m_scene->addWidget(m_page);
 
     m_slider = new QSlider(Qt::Horizontal, this);
@@ -251,11 +252,24 @@ void Viewport::setScreen(QWidget *screen)
     }
     m_screen = screen;
     if (screen) {
+        keepPageClear();
         m_page->setWidget(screen);
+        screen->setAutoFillBackground(false); // the page shows through, as the view does
         screen->show();
         screen->installEventFilter(this);
     }
     scheduleLayout();
+}
+
+void Viewport::keepPageClear()
+{
+    // A style sheet on the page would put every widget of every screen under the style sheet
+    // style, which polishes each one many times slower than the plain style. Without an
+    // application sheet the page's palette keeps it clear; with one, only a sheet overrides the
+    // application's background for scroll areas.
+    const QString sheet = qApp->styleSheet().isEmpty() ? QString() : QString::fromLatin1(kClearPage);
+    if (m_page->styleSheet() != sheet)
+        m_page->setStyleSheet(sheet);
 }
 
 QScrollArea *Viewport::scroller() const

@@ -67,6 +67,7 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void keepPageClear();
     void scheduleLayout();
     void layOutPage();
     void applyZoom();

@@ -20,10 +20,12 @@ TextLabel *textLabel(const QString &text, int points, const QColor &color, bool 
         font.setWeight(bold ? QFont::Bold : QFont::Normal);
     label->setFont(font);
     label->setWordWrap(true);
+    // The colour is the label's own rather than a style sheet of its own: a sheet would make
+    // the style sheet style parse and polish every label of a screen one by one.
     QPalette pal = label->palette();
     pal.setColor(QPalette::WindowText, color);
     label->setPalette(pal);
-    label->setStyleSheet(QStringLiteral("color:%1; background:transparent; border:none;").arg(color.name()));
+    label->setTextColor(color);
     return label;
 }
 

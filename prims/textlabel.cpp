@@ -71,13 +71,16 @@ QString shownText(const QString &text)
     return shown;
 }
 
-// The bounding size of the lines: what a QLabel measures for its text.
-QSize boundingSize(QTextLayout &layout, int width, QTextOption::WrapMode mode)
+// The bounding size of the lines: what a QLabel measures for its text. `widestLine`, when given,
+// gets the widest line's natural width.
+QSize boundingSize(QTextLayout &layout, int width, QTextOption::WrapMode mode, qreal *widestLine = nullptr)
 {
     if (layout.text().isEmpty())
         return QRectF(0, 0, 0, QFontMetricsF(layout.font()).height()).toAlignedRect().size();
     setWrap(layout, mode, directionOf(layout.text()));
     const auto [height, widest] = stackLines(layout, width);
+    if (widestLine)
+        *widestLine = widest;
     return QRectF(0, 0, widest, height).toAlignedRect().size();
 }
 
@@ -102,7 +105,9 @@ TextLabel::TextLabel(const QString &text, QWidget *parent)
 void TextLabel::setSelectable(bool selectable)
 {
     m_selectable = selectable;
-    setFocusPolicy(selectable ? Qt::ClickFocus : Qt::NoFocus);
+    // No focus policy even when selectable: QLabel builds a text control and a text document for
+    // any label that can take focus, which this label never uses. A press gives it focus instead.
+    setFocusPolicy(Qt::NoFocus);
     if (selectable)
         setCursor(Qt::IBeamCursor);
     else
@@ -118,6 +123,17 @@ void TextLabel::setPrefersOneLine(bool oneLine)
     m_oneLine = oneLine;
     m_hints.valid = false;
     updateGeometry();
+}
+
+void TextLabel::setTextColor(const QColor &color)
+{
+    m_color = color;
+    update();
+}
+
+QColor TextLabel::textColor() const
+{
+    return m_color.isValid() ? m_color : palette().color(foregroundRole());
 }
 
 void TextLabel::select(int start, int length)
@@ -144,9 +160,18 @@ bool TextLabel::copySelection() const
 
 QSize TextLabel::measure(int width, QTextOption::WrapMode mode) const
 {
+    // Lines that fit the width wrap nowhere, so their box is the unwrapped one: most labels are
+    // shaped twice (unwrapped and word by word) however many widths the layouts ask about. The
+    // pixel to spare keeps a line that only just fits measured for real.
+    if (mode != QTextOption::NoWrap && m_unwrapped.valid && m_unwrapped.widest + 1 <= width)
+        return m_unwrapped.box;
     // A layout of its own: Qt shapes the text again for every layout in any case.
     QTextLayout layout(shownText(text()), font());
-    return boundingSize(layout, width, mode);
+    qreal widest = 0;
+    const QSize box = boundingSize(layout, width, mode, &widest);
+    if (mode == QTextOption::NoWrap)
+        m_unwrapped = {true, widest, box};
+    return box;
 }
 
 QSize TextLabel::extras() const
@@ -196,6 +221,7 @@ const TextLabel::Hints &TextLabel::hints() const
     if (m_hints.valid && m_hints.wrap == wrap && m_hints.text == text())
         return m_hints;
     ensurePolished();
+    m_unwrapped = {};
     Hints h;
     h.text = text();
     h.wrap = wrap;
@@ -328,7 +354,7 @@ void TextLabel::paintEvent(QPaintEvent *)
     if (text().isEmpty())
         return;
     const QPointF origin = layOutForPaint();
-    painter.setPen(QPen(palette().brush(foregroundRole()), 1));
+    painter.setPen(m_color.isValid() ? QPen(m_color, 1) : QPen(palette().brush(foregroundRole()), 1));
     if (m_clip)
         painter.setClipRect(documentRect(), Qt::IntersectClip);
     QList<QTextLayout::FormatRange> selections;
@@ -363,6 +389,7 @@ void TextLabel::mousePressEvent(QMouseEvent *event)
         event->ignore();
         return;
     }
+    setFocus(Qt::MouseFocusReason);
     m_anchor = m_cursor = positionAt(event->position().toPoint());
     m_selected = text();
     m_selecting = true;

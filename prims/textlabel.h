@@ -27,6 +27,10 @@ public:
     // When on, the label asks for its text on one line (wrapping only when it gets less), where
     // a wrapping QLabel would ask for a narrower, taller box.
     void setPrefersOneLine(bool oneLine);
+    // The colour the text is drawn in, whatever style is in force (an application style sheet
+    // gives every widget one text colour); invalid, the default: the palette's.
+    void setTextColor(const QColor &color);
+    QColor textColor() const;
 
     // Selects `length` characters from `start` (clamped to the text).
     void select(int start, int length);
@@ -82,12 +86,21 @@ private:
     int m_cursor = 0;
     QString m_selected;
     mutable Hints m_hints;
+    // The text's box and widest line unwrapped, for the text and font of m_hints.
+    struct Unwrapped
+    {
+        bool valid = false;
+        qreal widest = 0;
+        QSize box;
+    };
+    mutable Unwrapped m_unwrapped;
     // The lines as painted, for the size and text they were laid out for.
     QTextLayout m_layout;
     QSize m_layoutSize;
     QString m_layoutText;
     QPointF m_origin;
     bool m_clip = false;
+    QColor m_color;
 };
 
 } // namespace prims

@@ -55,7 +55,7 @@ QWidget *section(const QJsonObject &sec, const Actions &actions, int depth, QWid
     auto *title = new prims::TextLabel(label, header);
     title->setObjectName(u"sectionTitle"_s);
     title->setFont(theme::uiFont(nested ? 11 : 13, true));
-    title->setStyleSheet(u"color:%1;"_s.arg(theme::palette().ink.name()));
+    title->setTextColor(theme::palette().ink);
     title->setWordWrap(true);
     headerBox->addWidget(title, 1);
     const QString badgeLabel = prims::readText(badge, "label"_L1);

@@ -13,6 +13,7 @@
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QSlider>
+#include <QStyle>
 #include <QTest>
 #include <QVBoxLayout>
 
@@ -74,6 +75,8 @@ private slots:
     void pressBecomesPanPastEightPixels_data();
     void pressBecomesPanPastEightPixels();
     void rebuildKeepsThePosition();
+    void pageStaysClear_data();
+    void pageStaysClear();
 };
 
 void TestViewport::fitAndUserZoom()
@@ -158,6 +161,35 @@ void TestViewport::rebuildKeepsThePosition()
     // Without remember() a new screen starts at the top.
     f.show(screen(121));
     QCOMPARE(f.viewport->scrollY(), 0);
+}
+
+void TestViewport::pageStaysClear_data()
+{
+    QTest::addColumn<bool>("appSheet");
+    QTest::newRow("no application sheet") << false;
+    QTest::newRow("application sheet") << true;
+}
+
+// The page is clear over any application sheet that paints scroll areas' contents, and puts no
+// sheet over a screen's widgets when there is none: that would move every one of them onto the
+// style sheet style, the slowest part of setting a screen in.
+void TestViewport::pageStaysClear()
+{
+    QFETCH(bool, appSheet);
+    qApp->setStyleSheet(appSheet ? u"QAbstractScrollArea > QWidget > QWidget { background: #ff0000; }"_s : QString());
+    {
+        Frame f;
+        QWidget *s = screen(3);
+        f.show(s);
+        QCOMPARE(QByteArray(s->style()->metaObject()->className()) == "QStyleSheetStyle", appSheet);
+        const QImage shot = f.viewport->view()->viewport()->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        int red = 0;
+        for (int y = 0; y < shot.height(); ++y)
+            for (int x = 0; x < shot.width(); ++x)
+                red += shot.pixel(x, y) == qRgb(255, 0, 0);
+        QCOMPARE(red, 0);
+    }
+    qApp->setStyleSheet(QString());
 }
 
 QTEST_MAIN(TestViewport)

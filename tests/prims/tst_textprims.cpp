@@ -15,7 +15,9 @@
 #include <QJsonArray>
 #include <QLabel>
 #include <QTest>
+#include <QTextDocument>
 #include <QTextEdit>
+#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -160,6 +162,40 @@ private slots:
     }
 
     // Items fill the grid row by row; each column is a label and a value, the value stretching.
+    // A text label keeps its tone under an application-wide sheet that colours every widget, and
+    // builds no text document of QLabel's, however it is used: that is what keeps a screen of
+    // hundreds of labels quick to draw.
+    void labelToneAndWeight()
+    {
+        QWidget page;
+        page.setStyleSheet(u"QWidget { color: #ff0000; background: #000000; }"_s);
+        auto *box = new QVBoxLayout(&page);
+        const QColor tone(u"#00ff00"_s);
+        prims::TextLabel *label = prims::textLabel(u"WWW"_s, 24, tone, true, false, &page);
+        box->addWidget(label);
+        page.resize(200, 80);
+        const QImage shot = page.grab().toImage().convertToFormat(QImage::Format_RGB32);
+        int toned = 0, sheet = 0;
+        for (int y = 0; y < shot.height(); ++y) {
+            for (int x = 0; x < shot.width(); ++x) {
+                toned += shot.pixel(x, y) == tone.rgb();
+                sheet += QColor(shot.pixel(x, y)).red() > 0;
+            }
+        }
+        QVERIFY(toned > 20);
+        QCOMPARE(sheet, 0);
+        label->setText(u"another text"_s);
+        label->select(0, 3);
+        QVERIFY(!label->findChild<QTextDocument *>());
+        QCOMPARE(label->selection(), u"ano"_s);
+        // Without a focus policy of its own, a press still gives it the keys that copy.
+        page.show();
+        page.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&page));
+        QTest::mouseClick(label, Qt::LeftButton, {}, QPoint(4, label->height() / 2));
+        QTRY_VERIFY(label->hasFocus());
+    }
+
     void keyvalueGrid_data()
     {
         QTest::addColumn<int>("columns");

@@ -111,8 +111,8 @@ private slots:
         auto *name = cell->findChild<QLabel *>(u"stepLabel"_s);
         QVERIFY(tagLabel && name);
         QCOMPARE(tagLabel->text(), tag);
-        QVERIFY(tagLabel->styleSheet().contains(theme::toneColor(tagTone).name()));
-        QVERIFY(name->styleSheet().contains((finished ? theme::palette().muted : theme::palette().ink).name()));
+        QCOMPARE(tagLabel->palette().color(QPalette::WindowText), theme::toneColor(tagTone));
+        QCOMPARE(name->palette().color(QPalette::WindowText), finished ? theme::palette().muted : theme::palette().ink);
         QCOMPARE(cell->cursor().shape() == Qt::PointingHandCursor, finished);
         QCOMPARE(cell->isLocked(), index == 2);
 
