@@ -466,6 +466,8 @@ void TestWindow::connectLogLines()
         u"certificate  {K}  new certificate trusted by the user"_s,
         u"discovery: online now \\[({K}(, {K})*)?\\]"_s,
         u"unit  {K}  (added by hand|removed from the list)"_s,
+        // Each sign-in shares the IO module templates (the sharing has its own tests).
+        u"iotemplates  {K}  sent \\d+(, unit added .+|  skipped \\(.+\\))  \\d+ ms"_s,
     };
     QList<QRegularExpression> patterns;
     QList<int> seen(formats.size(), 0);
