@@ -9,7 +9,7 @@
 #include "board/viewport.h"
 #include "window/sidebar.h"
 
-#include <QGraphicsOpacityEffect>
+#include <QEvent>
 #include <QLabel>
 #include <QPushButton>
 
@@ -59,9 +59,21 @@ void Window::markStale()
 {
     if (!m_viewport->screen() || !m_lastSeen.isValid() || m_staleTicker.isActive())
         return;
-    auto *dim = new QGraphicsOpacityEffect(m_viewport);
-    dim->setOpacity(0.45);
-    m_viewport->setGraphicsEffect(dim);
+    if (!m_staleVeil) {
+        // A veil in the page colour, so the screen stays readable but cannot pass for live;
+        // the technician can still scroll and read it through.
+        m_staleVeil = new QWidget(m_viewport);
+        m_staleVeil->setObjectName(u"staleVeil"_s);
+        m_staleVeil->setAttribute(Qt::WA_TransparentForMouseEvents);
+        m_staleVeil->setAttribute(Qt::WA_StyledBackground);
+        m_viewport->installEventFilter(this);
+    }
+    QColor veil = theme::palette().bg;
+    veil.setAlpha(150);
+    m_staleVeil->setStyleSheet(u"QWidget#staleVeil { background:%1; }"_s.arg(veil.name(QColor::HexArgb)));
+    m_staleVeil->setGeometry(m_viewport->rect());
+    m_staleVeil->raise();
+    m_staleVeil->show();
     const QString tone = u"warn"_s;
     m_staleMark->setStyleSheet(
         u"color:%1; background:%2; border:1px solid %1; border-radius:9px; padding:2px 10px;"_s.arg(
@@ -69,6 +81,13 @@ void Window::markStale()
     m_staleTicker.start();
     updateStaleMark();
     m_staleMark->show();
+}
+
+bool Window::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_viewport && event->type() == QEvent::Resize && m_staleVeil)
+        m_staleVeil->setGeometry(m_viewport->rect());
+    return QWidget::eventFilter(watched, event);
 }
 
 void Window::updateStaleMark()
@@ -82,7 +101,8 @@ void Window::clearStale()
 {
     m_staleTicker.stop();
     m_staleMark->hide();
-    m_viewport->setGraphicsEffect(nullptr);
+    if (m_staleVeil)
+        m_staleVeil->hide();
 }
 
 } // namespace window

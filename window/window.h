@@ -91,6 +91,8 @@ public:
     // banner buttons. See session.cpp for its order.
     void refresh();
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
     // What a drawn screen may ask of the session.
     render::Actions actions();
 
@@ -238,6 +240,7 @@ private:
     QLabel *m_placeholderText = nullptr;
     board::Viewport *m_viewport = nullptr;
     QLabel *m_staleMark = nullptr;
+    QWidget *m_staleVeil = nullptr; // over the viewport while the screen is stale
 };
 
 } // namespace window
