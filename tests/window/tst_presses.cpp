@@ -9,6 +9,7 @@
 #include "board/viewport.h"
 #include "render/steps.h"
 #include "render/toast.h"
+#include "simsite.h"
 #include "support/testsupport.h"
 #include "units/diaglog.h"
 #include "window/sidebar.h"
@@ -17,7 +18,6 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QDirIterator>
-#include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
 #include <QLabel>
@@ -26,7 +26,6 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPainter>
 #include <QProcess>
 #include <QPushButton>
@@ -36,9 +35,7 @@
 #include <QTest>
 #include <QToolButton>
 
-#include <csignal>
 #include <memory>
-#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -50,19 +47,8 @@ const QString kUnit2 = u"10.77.0.22:8090"_s;
 constexpr int kControlPort = 8098;
 constexpr int kWait = 20000; // generous: the machine is shared; nothing here is timed
 
-QStringList logLines()
-{
-    QFile f(units::connectLogPath());
-    if (!f.open(QIODevice::ReadOnly | QIODevice::Text))
-        return {};
-    return QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts);
-}
-
-qsizetype countLog(const QString &piece)
-{
-    const QStringList lines = logLines();
-    return std::count_if(lines.begin(), lines.end(), [&piece](const QString &l) { return l.contains(piece); });
-}
+using simsite::countLog;
+using simsite::logLines;
 
 } // namespace
 
@@ -124,19 +110,10 @@ void TestPresses::initTestCase()
     app::overrideCanPlay(true);
     app::setSoundSink([this](app::Sound s, const QString &) { m_sounds << s; });
 
-    m_sim.setProgram(QStringLiteral(KESTRO_UNIT_SIM));
-    m_sim.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    m_sim.setArguments({u"--units"_s, u"2"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_dir.path(), u"--control"_s,
-                        QString::number(kControlPort), u"--poll-ms"_s, u"250"_s, u"--pace"_s, u"30"_s});
-    m_sim.start();
-    QVERIFY(m_sim.waitForStarted(10000));
-    QByteArray out;
-    for (int i = 0; i < 300 && !out.contains("ready\n"); ++i) {
-        QVERIFY2(m_sim.state() == QProcess::Running, out.constData());
-        m_sim.waitForReadyRead(100);
-        out += m_sim.readAllStandardOutput();
-    }
-    QVERIFY2(out.contains("ready\n"), out.constData());
+    const QByteArray trouble = simsite::start(m_sim, {u"--units"_s, u"2"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s,
+                                                      m_dir.path(), u"--control"_s, QString::number(kControlPort),
+                                                      u"--poll-ms"_s, u"250"_s, u"--pace"_s, u"30"_s});
+    QVERIFY2(trouble.isEmpty(), trouble.constData());
 }
 
 void TestPresses::cleanupTestCase()
@@ -167,16 +144,7 @@ void TestPresses::cleanup()
 
 bool TestPresses::control(int unit, const QJsonObject &changes)
 {
-    QNetworkRequest req(
-        QUrl(u"http://127.0.0.1:%1/units/%2"_s.arg(kControlPort).arg(unit == 0 ? u"all"_s : QString::number(unit))));
-    req.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
-    QNetworkReply *reply = m_net.post(req, QJsonDocument(changes).toJson(QJsonDocument::Compact));
-    QEventLoop loop;
-    connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    if (!reply->isFinished())
-        loop.exec();
-    reply->deleteLater();
-    return reply->error() == QNetworkReply::NoError;
+    return simsite::control(m_net, kControlPort, unit, changes);
 }
 
 void TestPresses::signInTo(const QString &key)
