@@ -25,7 +25,7 @@ int intOption(const QCommandLineParser &p, const QString &name, int def, int lo,
     return ok ? v : def;
 }
 
-const auto kQuirkWords = "no-schema, churn, no-retry-after, no-iotemplates, hang, delay=MS, down"_L1;
+const auto kQuirkWords = "no-schema, churn, restless, no-retry-after, no-iotemplates, hang, delay=MS, down"_L1;
 
 // "no-schema,delay=2000" into the control's form; the first word it does not know, else empty.
 QString readQuirks(const QString &list, QJsonObject &out)
@@ -37,6 +37,8 @@ QString readQuirks(const QString &list, QJsonObject &out)
             out.insert(u"schema"_s, false);
         else if (w == u"churn"_s)
             out.insert(u"churn"_s, true);
+        else if (w == u"restless"_s)
+            out.insert(u"restless"_s, true);
         else if (w == u"no-retry-after"_s)
             out.insert(u"retry_after"_s, false);
         else if (w == u"no-iotemplates"_s)
@@ -152,7 +154,7 @@ ParsedOptions parseOptions(const QStringList &arguments)
         {u"poll-ms"_s, u"\"poll_ms\" the units send, in range or not, or \"none\" to send none (default 1000)."_s,
          u"ms"_s},
         {u"quirks"_s,
-         u"Misbehave from the start: a comma list of no-schema, churn, no-retry-after, "_s
+         u"Misbehave from the start: a comma list of no-schema, churn, restless, no-retry-after, "_s
          u"no-iotemplates, hang, delay=MS, down."_s,
          u"list"_s},
         {u"control"_s, u"Listen on 127.0.0.1:PORT for control requests that change the units while they run."_s,

@@ -82,6 +82,7 @@ QString Quirks::apply(const QJsonObject &changes)
         const QString &k = it.key();
         const bool ok = k == u"schema"_s        ? readInto(*it, schema)
                         : k == u"churn"_s       ? readInto(*it, churn)
+                        : k == u"restless"_s    ? readInto(*it, restless)
                         : k == u"retry_after"_s ? readInto(*it, retryAfter)
                         : k == u"iotemplates"_s ? readInto(*it, ioTemplates)
                         : k == u"delay_ms"_s    ? readInto(*it, delayMs)
@@ -99,6 +100,7 @@ QJsonObject Quirks::toJson() const
 {
     return {{u"schema"_s, schema},
             {u"churn"_s, churn},
+            {u"restless"_s, restless},
             {u"retry_after"_s, retryAfter},
             {u"iotemplates"_s, ioTemplates},
             {u"delay_ms"_s, delayMs},
@@ -263,6 +265,10 @@ Response Unit::answer(const Request &req)
             // Members a client must ignore when it compares two answers.
             answer.insert(u"hb_age"_s, m_polls);
             answer.insert(u"_panels"_s, QJsonObject{{u"poll"_s, m_polls}});
+        }
+        if (m_quirks.restless) {
+            // A screen that changes under the technician's hands: each answer counts itself.
+            answer.insert(u"subtitle"_s, u"%1 (answer %2)"_s.arg(answer.value(u"subtitle"_s).toString()).arg(m_polls));
         }
         return Response::json(200, answer);
     }

@@ -20,6 +20,7 @@ struct Quirks
 {
     bool schema = true;      // false: GET /api/ui answers without "schema"
     bool churn = false;      // "hb_age" and "_panels" differ in every answer
+    bool restless = false;   // every /api/ui answer differs in what a client draws
     bool retryAfter = true;  // false: a lock-out's 429 carries no "retry_after"
     bool ioTemplates = true; // false: /api/iotemplates answers 404
     int delayMs = 0;         // every answer waits this long
@@ -27,7 +28,7 @@ struct Quirks
     bool down = false;       // the API port is closed (the site applies it)
     bool otherCert = false;  // presents its other certificate (the site applies it)
 
-    // Applies the members of `changes` that name a quirk ("schema", "churn", "retry_after",
+    // Applies the members of `changes` that name a quirk ("schema", "churn", "restless", "retry_after",
     // "iotemplates", "delay_ms", "hang", "down", "other_cert"; "poll_ms" goes to the unit).
     // Returns the first member it does not know or whose value has the wrong type, else empty.
     QString apply(const QJsonObject &changes);

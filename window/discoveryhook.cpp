@@ -28,7 +28,7 @@ void Window::onSwept(const units::Discovery::Found &found)
         m_sweptOnce = true;
         m_sidebar->setScanning(false);
     }
-    m_sidebar->setUnits(m_units);
+    unitsChanged();
     // The selected unit may have been dropped after too many silent sweeps.
     if (!m_selected.isEmpty() && !unit(m_selected))
         deselect();

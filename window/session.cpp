@@ -147,6 +147,7 @@ void Window::onPollReply(const QString &key, qint64 elapsedMs, const units::Api:
     }
     const QString why = reply.error.isEmpty() ? u"empty reply"_s : reply.error;
     countFailure(key, u"/api/ui"_s, reply.status, elapsedMs, why);
+    markStale();
     showBanner(u"Unit unreachable"_s, u"%1 - %2"_s.arg(key, why), u"error"_s);
     setStatusLine(u"● No answer"_s, u"error"_s);
     markUnit(u"OFFLINE"_s, u"idle"_s);
@@ -218,6 +219,7 @@ void Window::applyAnswer(QJsonObject answer)
     const bool same = !m_lastApplied.isEmpty() && compared == m_lastApplied;
     pollTrace(u"poll: payload %1  force=%2"_s.arg(same ? u"SAME"_s : u"CHANGED"_s, m_force ? u"1"_s : u"0"_s));
     units::saveLastScreen(answer, m_selected);
+    m_lastSeen = QDateTime::currentDateTime();
     // The no-pause flag lasts until the next screen is applied.
     m_noPause = false;
 
@@ -242,6 +244,7 @@ void Window::applyAnswer(QJsonObject answer)
     m_lastAnswer = answer;
     m_force = false;
     rebuild(answer);
+    clearStale(); // only once the fresh screen is drawn
 }
 
 } // namespace window

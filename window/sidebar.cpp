@@ -89,14 +89,6 @@ Sidebar::Sidebar(QWidget *parent)
     setObjectName(u"sidebar"_s);
     setAttribute(Qt::WA_StyledBackground);
     setFixedWidth(kWidth);
-    // The panel's own background reaches every child; buttons and boxes get theirs back.
-    setStyleSheet(u"QWidget#sidebar { background:%1;border-right:1px solid %2; }QWidget { background:%1; }"_s.arg(
-                      p.panel.name(), p.edge.name()) +
-                  u"QPushButton { background:%1; }QPushButton:hover { background:%2; }QLineEdit { background:%3; }"
-                  u"QPushButton[kind=\"primary\"] { background:%4; color:%3; border-color:%4; }"
-                  u"QPushButton[kind=\"primary\"]:hover { background:%5; border-color:%5; }"_s.arg(
-                      p.button.name(), p.buttonHover.name(), p.bg.name(), p.accent.name(), p.accentStrong.name()));
-
     auto *box = new QVBoxLayout(this);
     box->setContentsMargins(12, 14, 12, 12);
     box->setSpacing(8);
@@ -129,9 +121,7 @@ Sidebar::Sidebar(QWidget *parent)
     m_list->setFrameShape(QFrame::NoFrame);
     m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_list->setStyleSheet(
-        u"QListWidget { background:%1; border:none;              outline:none; }QListWidget::item { border-radius:5px; margin:1px 0px;                    border-left:3px solid transparent; }QListWidget::item:hover { background:%3; }QListWidget::item:selected { background:%2;                             border-left:3px solid %4; }"_s
-            .arg(p.panel.name(), theme::blend(p.panel, p.accent, 0.16).name(), p.buttonHover.name(), p.accent.name()));
+    applySheets();
 
     auto *empty = new QWidget(this);
     auto *emptyBox = new QVBoxLayout(empty);
@@ -211,6 +201,34 @@ Sidebar::Sidebar(QWidget *parent)
     connect(m_tools->menu(), &QMenu::triggered, this, [this](QAction *a) { emit tool(a->data().toString()); });
 
     rebuildRows();
+}
+
+void Sidebar::applySheets()
+{
+    const theme::Palette &p = theme::palette();
+    // The panel's own background reaches every child; buttons and boxes get theirs back.
+    setStyleSheet(u"QWidget#sidebar { background:%1;border-right:1px solid %2; }QWidget { background:%1; }"_s.arg(
+                      p.panel.name(), p.edge.name()) +
+                  u"QPushButton { background:%1; }QPushButton:hover { background:%2; }QLineEdit { background:%3; }"
+                  u"QPushButton[kind=\"primary\"] { background:%4; color:%3; border-color:%4; }"
+                  u"QPushButton[kind=\"primary\"]:hover { background:%5; border-color:%5; }"_s.arg(
+                      p.button.name(), p.buttonHover.name(), p.bg.name(), p.accent.name(), p.accentStrong.name()));
+
+    m_list->setStyleSheet(
+        u"QListWidget { background:%1; border:none;              outline:none; }QListWidget::item { border-radius:5px; margin:1px 0px;                    border-left:3px solid transparent; }QListWidget::item:hover { background:%3; }QListWidget::item:selected { background:%2;                             border-left:3px solid %4; }"_s
+            .arg(p.panel.name(), theme::blend(p.panel, p.accent, 0.16).name(), p.buttonHover.name(), p.accent.name()));
+}
+
+void Sidebar::restyle()
+{
+    // The rows and pills read the palette when they are made, so they are made again.
+    applySheets();
+    rebuildRows();
+}
+
+void Sidebar::setPasscode(const QString &passcode)
+{
+    m_passcode->setText(passcode);
 }
 
 void Sidebar::setUnits(const QList<units::Unit> &units)

@@ -53,6 +53,10 @@ public:
     void setTools(const QStringList &names);
 
     QString passcode() const;
+    // Puts a new site passcode in the box (after "Change site passcode...").
+    void setPasscode(const QString &passcode);
+    // Draws the panel again in the palette in force (after "Appearance...").
+    void restyle();
     // The pill shown for a unit (for the window's tests and the phone page).
     Pill pill(const QString &key) const;
 
@@ -65,6 +69,7 @@ signals:
     void removeRequested(const QString &key);
 
 private:
+    void applySheets();
     void rebuildRows();
     void updatePill(const QString &key);
     void applyFilter();

@@ -1,5 +1,5 @@
 // The window's frame: building the chrome, the heading and title bar, selecting, adding and
-// removing units, rebuilding the screen, and the actions a drawn screen gets.
+// removing units, and rebuilding the screen.
 
 #include "window/window.h"
 
@@ -8,9 +8,11 @@
 #include "app/base/theme.h"
 #include "app/base/version.h"
 #include "board/viewport.h"
+#include "render/fields.h"
 #include "render/screen.h"
 #include "render/toast.h"
 #include "units/diaglog.h"
+#include "window/keepinput.h"
 #include "window/polllog.h"
 #include "window/sidebar.h"
 
@@ -79,6 +81,10 @@ Window::Window(QWidget *parent)
     connect(&m_discoveryTimer, &QTimer::timeout, this, [this] { m_discovery->sweep(false); });
     m_discoveryTimer.start();
     m_discovery->sweep(false);
+
+    m_staleTicker.setInterval(1000);
+    connect(&m_staleTicker, &QTimer::timeout, this, &Window::updateStaleMark);
+    startTools();
 }
 
 Window::~Window()
@@ -126,6 +132,9 @@ void Window::buildChrome()
     m_badge = plainLabel(u"headingBadge"_s, theme::uiFont(9, true), column);
     m_badge->hide();
     header->addWidget(m_badge, 0, Qt::AlignVCenter);
+    m_staleMark = plainLabel(u"staleMark"_s, theme::uiFont(9, true), column);
+    m_staleMark->hide();
+    header->addWidget(m_staleMark, 0, Qt::AlignVCenter);
     box->addLayout(header);
     m_info = plainLabel(u"headingInfo"_s, theme::uiFont(10), column);
     m_info->setStyleSheet(u"color:%1;"_s.arg(p.muted.name()));
@@ -260,6 +269,10 @@ void Window::selectUnit(const QString &key)
                                                               u->tls ? u"https"_s : u"http"_s));
     m_sidebar->setCurrent(key);
     m_sourceCache.clear();
+    // Edits, the viewed step and the stale mark belong to the screen of the unit left.
+    m_edits.clear();
+    m_viewedStep.clear();
+    clearStale();
     m_lastApplied = {};
     m_lastAnswer = {};
     m_viewport->setScreen(nullptr);
@@ -283,6 +296,10 @@ void Window::deselect()
     m_api->setUnit(QString(), 8090, true);
     m_sidebar->setCurrent(QString());
     m_sourceCache.clear();
+    // Edits, the viewed step and the stale mark belong to the screen of the unit left.
+    m_edits.clear();
+    m_viewedStep.clear();
+    clearStale();
     m_lastApplied = {};
     m_lastAnswer = {};
     m_viewport->setScreen(nullptr);
@@ -308,7 +325,7 @@ void Window::addUnit(const QString &ip, int port)
         m_units.append(u);
         units::saveUnits(m_units);
         units::logLine(u"unit  %1  added by hand"_s.arg(key));
-        m_sidebar->setUnits(m_units);
+        unitsChanged();
     }
     selectUnit(key);
 }
@@ -324,7 +341,7 @@ void Window::removeUnit(const QString &key)
     units::logLine(u"unit  %1  removed from the list"_s.arg(key));
     if (key == m_selected)
         deselect();
-    m_sidebar->setUnits(m_units);
+    unitsChanged();
 }
 
 void Window::rebuild(const QJsonObject &answer)
@@ -333,9 +350,15 @@ void Window::rebuild(const QJsonObject &answer)
     timer.start();
     const bool hadScreen = m_viewport->screen() != nullptr;
     const int before = hadScreen ? m_viewport->scrollY() : 0;
-    if (hadScreen)
+    const KeptInput kept = keepInput(m_viewport->screen());
+    if (hadScreen) {
         m_viewport->remember();
-    m_viewport->setScreen(render::screen(answer.value("screen"_L1).toObject(), actions(), nullptr));
+        quietFields(m_viewport->screen());
+    }
+    QWidget *screen = render::screen(answer.value("screen"_L1).toObject(), actions(), nullptr);
+    if (screen)
+        render::watchFields(screen, [this](const QString &id, const QJsonValue &value) { fieldEdited(id, value); });
+    m_viewport->setScreen(screen);
     m_stack->setCurrentWidget(m_viewport);
     ++m_rebuilds;
     updateHeading(answer);
@@ -343,54 +366,8 @@ void Window::rebuild(const QJsonObject &answer)
     if (m_pollTimer.interval() != interval)
         m_pollTimer.setInterval(interval);
     m_viewport->settleNow();
+    restoreInput(screen, kept);
     pollTrace(u"  REBUILD %1 ms  scroll %2 -> %3"_s.arg(timer.elapsed()).arg(before).arg(m_viewport->scrollY()));
-}
-
-render::Actions Window::actions()
-{
-    render::Actions a;
-    a.fetch = [this](const QString &path) { return m_sourceCache.value(path).toObject(); };
-    a.covered = [this](const QString &label) {
-        for (const QJsonValue &v : std::as_const(m_sourceCache)) {
-            const QJsonValue covers = v.toObject().value("covers"_L1);
-            if (covers.isString() ? covers.toString() == label : covers.toArray().contains(label))
-                return true;
-        }
-        return false;
-    };
-    a.warnBox = [this](const QString &title, const QString &text) {
-        QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok, this);
-        box.setTextFormat(Qt::PlainText);
-        app::execModal(&box);
-    };
-    a.setFlag = [this](bool on) {
-        if (on)
-            m_noPause = true;
-    };
-    a.viewedStep = m_viewedStep;
-    a.logLine = [this](const QString &text) { units::logLine(u"confirm cancelled  %1  %2"_s.arg(m_selected, text)); };
-
-    // --- Presses and field carry (the next piece of the window) fill these: ------------------
-    // press, openStage, save, collectFields, stateValue, carried, carry, playSound.
-    return a;
-}
-
-QStringList Window::toolNames() const
-{
-    // The tool dialogs register here as they are built; the menu shows only what exists.
-    return {};
-}
-
-void Window::runTool(const QString &name)
-{
-    if (!toolNames().contains(name))
-        return;
-    qCDebug(lcWindow, "tool %s", qPrintable(name));
-}
-
-void Window::syncIoTemplates()
-{
-    // The IO module template library shares its templates with the unit here once it exists.
 }
 
 } // namespace window

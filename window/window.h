@@ -5,8 +5,10 @@
 // the state of the connection in a status line, the sidebar's pills and a banner. Everything the
 // session says goes to the connection log (units/diaglog.h).
 //
-// The sources are split by topic: window.cpp (building, selection, actions), session.cpp
-// (refresh and the poll), signin.cpp, banners.cpp, discoveryhook.cpp.
+// The sources are split by topic: window.cpp (building, selection), session.cpp (refresh and the
+// poll), signin.cpp, banners.cpp (and the stale mark), discoveryhook.cpp, presses.cpp (the
+// actions a drawn screen gets, presses and field carry), keepinput.cpp (what the technician is
+// typing survives a rebuild) and tools.cpp (the tool menu).
 
 #include "render/actions.h"
 #include "units/api.h"
@@ -25,6 +27,13 @@ class QLabel;
 class QPushButton;
 class QStackedWidget;
 
+namespace phone {
+class Phone;
+}
+namespace updater {
+class Updater;
+}
+
 namespace board {
 class Viewport;
 }
@@ -42,6 +51,26 @@ inline constexpr int kMaxPollMs = 30000;
 inline constexpr int kDiscoveryMs = 10000;
 inline constexpr int kPressPauseMs = 6000;
 inline constexpr int kDefaultRetryAfterS = 300;
+inline constexpr int kPressTimeoutMs = 30000;
+inline constexpr int kViewTimeoutMs = 15000; // a stage change and a field's own save
+inline constexpr int kDayRollTimeoutMs = 8000;
+inline constexpr int kDefaultToastMs = 4000;
+
+// Whether a field id may be carried in "field_carry": never one whose name holds "pass", "psk",
+// "secret" or "token", in any letter case.
+bool carriable(const QString &fieldId);
+
+// What the unit's answer to a press asks the window to do.
+struct PressOutcome
+{
+    QString sound; // a sound name, empty for the plain success or failure sound
+    QString toast;
+    QString tone;
+    bool refused = false;
+};
+// Reads an answer: "sound", "toast" (an object with "text" and "tone", or a text) and "refused";
+// a failure that brought no toast shows its error as one.
+PressOutcome pressOutcome(const units::Api::Reply &reply);
 
 // The poll interval an answer asks for: "poll_ms" clamped to 250..30000 when above 0, else 3000.
 int pollIntervalFor(const QJsonObject &answer);
@@ -62,6 +91,8 @@ public:
     // banner buttons. See session.cpp for its order.
     void refresh();
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
     // What a drawn screen may ask of the session.
     render::Actions actions();
 
@@ -72,6 +103,15 @@ public:
 
     // Shares the IO module templates with the unit just signed in to.
     void syncIoTemplates();
+
+    // Sends a press to the selected unit (the screen's presses and the window's own); a press
+    // equal to one still waiting is ignored.
+    void sendPress(const render::Press &press, int timeoutMs = kPressTimeoutMs);
+    // The technician's unsent value of a field, or an invalid variant.
+    QVariant pendingEdit(const QString &fieldId) const { return m_edits.value(fieldId); }
+    QString viewedStep() const { return m_viewedStep; }
+    // Whether the drawn screen is marked as last seen at an earlier time.
+    bool isStale() const;
 
     void selectUnit(const QString &key);
     void deselect();
@@ -124,8 +164,24 @@ private:
     void hideBanner();
     void markUnit(const QString &text, const QString &tone);
 
+    void markStale();
+    void clearStale();
+    void updateStaleMark();
+
     // discoveryhook.cpp
     void onSwept(const units::Discovery::Found &found);
+
+    // presses.cpp
+    void send(const QString &what, const render::Press &press, int timeoutMs);
+    void onPressReply(const QString &what, const render::Press &press, const QString &signature,
+                      const QStringList &sentFields, qint64 elapsedMs, const units::Api::Reply &reply);
+    void viewStep(const QString &stepId);
+    void fieldEdited(const QString &id, const QJsonValue &value);
+
+    // tools.cpp
+    void startTools();
+    void unitsChanged();
+    void lookChanged();
 
     units::Api *m_api;
     units::Discovery *m_discovery;
@@ -149,6 +205,8 @@ private:
     int m_generation = 0; // raised on every selection: replies of an older one are dropped
     bool m_closing = false;
     QString m_viewedStep;
+    QSet<QString> m_inFlight;         // signatures of the presses sent and not yet answered
+    QHash<QString, QVariant> m_edits; // per field id, what the technician changed and did not send
 
     QTimer m_pollTimer;
     QTimer m_discoveryTimer;
@@ -157,6 +215,11 @@ private:
     QJsonObject m_lastApplied; // without its volatile members
     QJsonObject m_lastAnswer;  // whole, as applied
     int m_rebuilds = 0;
+    QDateTime m_lastSeen; // when the drawn screen was last confirmed by the unit
+    QTimer m_staleTicker;
+
+    phone::Phone *m_phone = nullptr;
+    updater::Updater *m_updater = nullptr;
 
     // Chrome.
     Sidebar *m_sidebar = nullptr;
@@ -176,6 +239,8 @@ private:
     QLabel *m_placeholderTitle = nullptr;
     QLabel *m_placeholderText = nullptr;
     board::Viewport *m_viewport = nullptr;
+    QLabel *m_staleMark = nullptr;
+    QWidget *m_staleVeil = nullptr; // over the viewport while the screen is stale
 };
 
 } // namespace window

@@ -5,6 +5,7 @@
 
 #include "app/base/modal.h"
 #include "board/viewport.h"
+#include "simsite.h"
 #include "support/testsupport.h"
 #include "units/diaglog.h"
 #include "units/store.h"
@@ -12,7 +13,6 @@
 #include "window/window.h"
 
 #include <QAbstractButton>
-#include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
 #include <QLabel>
@@ -20,16 +20,13 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <csignal>
 #include <memory>
-#include <sys/prctl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -42,19 +39,8 @@ const QString kUnit3 = u"10.77.0.23:8090"_s;
 constexpr int kControlPort = 8099;
 constexpr int kWait = 20000; // generous: the machine is shared; nothing here is timed
 
-QStringList logLines()
-{
-    QFile f(units::connectLogPath());
-    if (!f.open(QIODevice::ReadOnly | QIODevice::Text))
-        return {};
-    return QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts);
-}
-
-qsizetype countLog(const QString &piece)
-{
-    const QStringList lines = logLines();
-    return std::count_if(lines.begin(), lines.end(), [&piece](const QString &l) { return l.contains(piece); });
-}
+using simsite::countLog;
+using simsite::logLines;
 
 } // namespace
 
@@ -107,21 +93,11 @@ void TestWindow::initTestCase()
     testsupport::isolateConfig();
     QVERIFY(m_certs.isValid());
     qputenv("KESTRO_POLL_LOG", m_certs.filePath(u"poll.log"_s).toLocal8Bit());
-    m_sim.setProgram(QStringLiteral(KESTRO_UNIT_SIM));
-    // A test that dies (an abort, a sanitizer) takes its simulator with it.
-    m_sim.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    m_sim.setArguments({u"--units"_s, u"3"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path(),
-                        u"--control"_s, QString::number(kControlPort), u"--poll-ms"_s, u"250"_s, u"--lockout-after"_s,
-                        u"2"_s, u"--lockout-seconds"_s, u"40"_s});
-    m_sim.start();
-    QVERIFY(m_sim.waitForStarted(10000));
-    QByteArray out;
-    for (int i = 0; i < 300 && !out.contains("ready\n"); ++i) {
-        QVERIFY2(m_sim.state() == QProcess::Running, out.constData());
-        m_sim.waitForReadyRead(100);
-        out += m_sim.readAllStandardOutput();
-    }
-    QVERIFY2(out.contains("ready\n"), out.constData());
+    const QByteArray trouble =
+        simsite::start(m_sim, {u"--units"_s, u"3"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path(),
+                               u"--control"_s, QString::number(kControlPort), u"--poll-ms"_s, u"250"_s,
+                               u"--lockout-after"_s, u"2"_s, u"--lockout-seconds"_s, u"40"_s});
+    QVERIFY2(trouble.isEmpty(), trouble.constData());
 }
 
 void TestWindow::cleanupTestCase()
@@ -157,16 +133,7 @@ void TestWindow::cleanup()
 
 bool TestWindow::control(int unit, const QJsonObject &changes)
 {
-    QNetworkRequest req(
-        QUrl(u"http://127.0.0.1:%1/units/%2"_s.arg(kControlPort).arg(unit == 0 ? u"all"_s : QString::number(unit))));
-    req.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
-    QNetworkReply *reply = m_net.post(req, QJsonDocument(changes).toJson(QJsonDocument::Compact));
-    QEventLoop loop;
-    connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    if (!reply->isFinished())
-        loop.exec();
-    reply->deleteLater();
-    return reply->error() == QNetworkReply::NoError;
+    return simsite::control(m_net, kControlPort, unit, changes);
 }
 
 void TestWindow::choose(const QString &key)
@@ -466,6 +433,8 @@ void TestWindow::connectLogLines()
         u"certificate  {K}  new certificate trusted by the user"_s,
         u"discovery: online now \\[({K}(, {K})*)?\\]"_s,
         u"unit  {K}  (added by hand|removed from the list)"_s,
+        // Each sign-in shares the IO module templates (the sharing has its own tests).
+        u"iotemplates  {K}  sent \\d+(, unit added .+|  skipped \\(.+\\))  \\d+ ms"_s,
     };
     QList<QRegularExpression> patterns;
     QList<int> seen(formats.size(), 0);
