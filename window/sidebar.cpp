@@ -191,8 +191,14 @@ Sidebar::Sidebar(QWidget *parent)
     });
     connect(m_list, &QListWidget::currentItemChanged, this,
             [this](QListWidgetItem *item) { m_remove->setEnabled(item != nullptr); });
-    connect(m_passcode, &QLineEdit::returnPressed, this, &Sidebar::passcodeEntered);
-    connect(unlock, &QPushButton::clicked, this, &Sidebar::passcodeEntered);
+    // The passcode counts once it is entered: a half-typed one is never tried on a unit, where a
+    // few wrong attempts lock this machine out.
+    const auto enter = [this] {
+        m_entered = m_passcode->text();
+        emit passcodeEntered();
+    };
+    connect(m_passcode, &QLineEdit::returnPressed, this, enter);
+    connect(unlock, &QPushButton::clicked, this, enter);
     connect(add, &QPushButton::clicked, this, &Sidebar::askForAddress);
     connect(m_remove, &QPushButton::clicked, this, [this] {
         if (QListWidgetItem *item = m_list->currentItem())
@@ -229,6 +235,7 @@ void Sidebar::restyle()
 void Sidebar::setPasscode(const QString &passcode)
 {
     m_passcode->setText(passcode);
+    m_entered = passcode;
 }
 
 void Sidebar::setUnits(const QList<units::Unit> &units)
@@ -299,7 +306,7 @@ void Sidebar::setTools(const QStringList &names)
 
 QString Sidebar::passcode() const
 {
-    return m_passcode->text();
+    return m_entered;
 }
 
 Pill Sidebar::pill(const QString &key) const

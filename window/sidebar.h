@@ -52,6 +52,7 @@ public:
     // The tools the window can run; the menu button shows only when there is one.
     void setTools(const QStringList &names);
 
+    // The passcode as last entered (Enter or "Unlock"), not what the box holds while typing.
     QString passcode() const;
     // Puts a new site passcode in the box (after "Change site passcode...").
     void setPasscode(const QString &passcode);
@@ -93,6 +94,7 @@ private:
     QPushButton *m_remove;
     QToolButton *m_tools;
     QLineEdit *m_passcode;
+    QString m_entered;
 };
 
 } // namespace window

@@ -149,7 +149,9 @@ bool TestPresses::control(int unit, const QJsonObject &changes)
 
 void TestPresses::signInTo(const QString &key)
 {
-    m_window->findChild<QLineEdit *>(u"passcode"_s)->setText(kPasscode);
+    auto *box = m_window->findChild<QLineEdit *>(u"passcode"_s);
+    box->setText(kPasscode);
+    QTest::keyClick(box, Qt::Key_Return);
     m_window->selectUnit(key);
     QTRY_COMPARE_WITH_TIMEOUT(m_window->findChild<QLabel *>(u"sessionStatus"_s)->text(), u"● Live"_s, kWait);
     QTRY_VERIFY_WITH_TIMEOUT(screen() != nullptr, kWait);

@@ -155,6 +155,7 @@ void TestWindow::signInTo(const QString &key, const QString &passcode)
 {
     auto *box = m_window->findChild<QLineEdit *>(u"passcode"_s);
     box->setText(passcode);
+    QTest::keyClick(box, Qt::Key_Return);
     choose(key);
     QTRY_COMPARE_WITH_TIMEOUT(status(), u"● Live"_s, kWait);
     QTRY_VERIFY_WITH_TIMEOUT(m_window->viewport()->screen() != nullptr, kWait);
@@ -287,6 +288,7 @@ void TestWindow::wrongPasscodeIsNotSentAgain()
 {
     auto *box = m_window->findChild<QLineEdit *>(u"passcode"_s);
     box->setText(u"not-the-passcode"_s);
+    QTest::keyClick(box, Qt::Key_Return);
     choose(kUnit2);
     QTRY_COMPARE_WITH_TIMEOUT(bannerTitle(), u"That passcode was not accepted"_s, kWait);
     QCOMPARE(bannerText(), u"This unit rejected the passcode in the box on the left."_s);
@@ -316,6 +318,7 @@ void TestWindow::lockOutCountsDown()
     QVERIFY(control(2, {{u"retry_after"_s, retryAfter}}));
     auto *box = m_window->findChild<QLineEdit *>(u"passcode"_s);
     box->setText(u"wrong-one"_s);
+    QTest::keyClick(box, Qt::Key_Return);
     choose(kUnit2);
     QTRY_VERIFY_WITH_TIMEOUT(bannerTitle() == u"That passcode was not accepted"_s ||
                                  bannerTitle() == u"This unit has locked this machine out"_s,
