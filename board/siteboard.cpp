@@ -56,8 +56,13 @@ public:
         setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     }
 
+    // Only a tile whose keys changed is touched, so an update in place repaints what moved.
     void fill(const QJsonObject &tile, const render::Actions &actions)
     {
+        if (tile == m_source && !m_source.isEmpty())
+            return;
+        const bool first = m_source.isEmpty();
+        m_source = tile;
         m_kind = prims::readName(tile, "kind"_L1, u"position"_s);
         m_label = prims::valueText(tile, "label"_L1);
         m_note = prims::valueText(tile, "note"_L1);
@@ -72,13 +77,10 @@ public:
         // A tile without a path is there to be looked at, not pressed.
         setActions(path().isEmpty() ? render::Actions{} : actions);
         setCursor(path().isEmpty() && dragPayload().isEmpty() ? Qt::ArrowCursor : Qt::PointingHandCursor);
-        setFixedHeight(m_kind == "lift"_L1 ? 58 : 46);
+        if (first) // the kind is part of the board's shape: it never changes in place
+            setFixedHeight(m_kind == "lift"_L1 ? 58 : 46);
         update();
     }
-
-    QString state() const { return m_state; }
-    QString label() const { return m_label; }
-    QString note() const { return m_note; }
 
 protected:
     void paintEvent(QPaintEvent *) override
@@ -116,6 +118,7 @@ protected:
     }
 
 private:
+    QJsonObject m_source;
     QString m_kind;
     QString m_label;
     QString m_note;
@@ -136,6 +139,9 @@ public:
 
     void fill(const QJsonObject &track)
     {
+        if (track == m_source && !m_source.isEmpty())
+            return;
+        m_source = track;
         m_length = std::max(1.0, std::clamp(prims::readNumber(track, "length_mm"_L1, 1000), 1.0, kMaxMm));
         m_at = std::clamp(prims::readNumber(track, "carriage_mm"_L1, 0), 0.0, m_length);
         m_label = prims::valueText(track, "label"_L1);
@@ -148,8 +154,6 @@ public:
         }
         update();
     }
-
-    double carriageMm() const { return m_at; }
 
 protected:
     void paintEvent(QPaintEvent *) override
@@ -190,6 +194,7 @@ private:
         double at;
         QString label;
     };
+    QJsonObject m_source;
     double m_length = 1000;
     double m_at = 0;
     QString m_label;
