@@ -7,6 +7,7 @@
 #include "app/offline.h"
 #include "app/presssound.h"
 #include "app/splash.h"
+#include "board/panels.h"
 #include "prims/registry.h"
 #include "units/discovery.h"
 #include "window/window.h"
@@ -141,6 +142,7 @@ int run(int argc, char **argv)
     preferOffscreen(args);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QLatin1String(kAppName));
+    board::install(); // the offline render draws panels too
     QApplication::setApplicationVersion(QLatin1String(kVersion));
     QApplication::setStyle(u"Fusion"_s);
     applyLook(app);

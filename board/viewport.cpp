@@ -332,7 +332,7 @@ void Viewport::recenter()
 int Viewport::room() const
 {
     bool set = false;
-    const int forced = qEnvironmentVariableIntValue("KESTRO_RENDER_H", &set);
+    const int forced = m_nested ? 0 : qEnvironmentVariableIntValue("KESTRO_RENDER_H", &set);
     const int allowed = set && forced > 0 ? forced - kFooterRoom : m_view->viewport()->height();
     return std::max(kMinRoom, allowed - kFitMargin);
 }

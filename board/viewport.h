@@ -56,6 +56,9 @@ public:
 
     // The height the screen may fill: KESTRO_RENDER_H when set, else the view's, at least 180.
     int room() const;
+    // A viewport inside a screen (a diagram panel) measures its room by its own view: the
+    // window's height in KESTRO_RENDER_H is not its to fill.
+    void setNested(bool nested) { m_nested = nested; }
 
     QGraphicsView *view() const;
 
@@ -86,6 +89,7 @@ private:
     double m_fit = 1.0;
     double m_userZoom = 0; // 0: follow the fit; one value for every screen of the run
     bool m_layoutQueued = false;
+    bool m_nested = false;
 
     struct Remembered
     {

@@ -1,5 +1,6 @@
 #include "sim/screens.h"
 
+#include "sim/board.h"
 #include "sim/flow.h"
 #include "sim/ui.h"
 
@@ -17,6 +18,7 @@ const QString kProgress = u"/api/live/progress"_s;
 const QString kLog = u"/api/live/log"_s;
 const QString kPosition = u"/api/live/position"_s;
 const QString kDrawing = u"/api/live/drawing"_s;
+const QString kBoard = u"/api/live/board"_s;
 constexpr double kRailMm = 48000;
 
 QString mmText(double mm)
@@ -189,6 +191,7 @@ QJsonArray driveBody(const Flow &flow)
         panel(u"progress"_s, kProgress),
         panel(u"position"_s, kPosition),
         panel(u"shapes"_s, kDrawing),
+        panel(u"diagram"_s, kBoard, {{u"min_height"_s, 400}}),
         el(u"layout"_s, {{u"flow"_s, u"row"_s}, {u"items"_s, instruments}, {u"min_item_width"_s, 160}}),
         el(u"chart"_s, {{u"title"_s, u"Speed during calibration"_s},
                         {u"unit"_s, u" m/s"_s},
@@ -321,6 +324,7 @@ QJsonArray loadBody(const Flow &flow)
                          {u"items"_s, QJsonArray{text(u"The load test runs full-speed cycles with the test weight "
                                                       u"on board. Keep the aisle clear."_s),
                                                  text(u"Peak current above 12 A stops the test."_s)}}}),
+        panel(u"diagram"_s, kBoard, {{u"min_height"_s, 400}}),
         panel(u"progress"_s, kProgress),
         runButtons(flow),
     };
@@ -501,7 +505,7 @@ QJsonObject uiAnswer(const Flow &flow, const UnitInfo &unit, int pollMs, const Q
 
 QStringList sourcePaths()
 {
-    return {kProgress, kLog, kPosition, kDrawing};
+    return {kProgress, kLog, kPosition, kDrawing, kBoard};
 }
 
 namespace {
@@ -600,6 +604,8 @@ QJsonObject sourcePayload(const Flow &flow, const QString &path)
                 {u"state"_s, flow.running() ? u"moving"_s : u"standing"_s}};
     if (path == kDrawing)
         return drawing(flow);
+    if (path == kBoard)
+        return boardPayload(flow);
     return {};
 }
 

@@ -1,5 +1,6 @@
 #include "sim/unit.h"
 
+#include "sim/board.h"
 #include "sim/templates.h"
 
 #include <QDateTime>
@@ -350,6 +351,8 @@ Response Unit::press(const QString &name, const Request &req)
         return fromOutcome(m_flow.reset());
     if (name == u"beacon"_s)
         return fromOutcome(m_flow.setBeacon(body.value(u"value"_s).toBool(!m_flow.beacon())));
+    if (name == u"board"_s)
+        return fromOutcome(Outcome::accepted(boardPressText(body)));
     if (name == u"jog"_s)
         return fromOutcome(m_flow.jog(body.value(u"mm"_s).toInt()));
     if (name == u"lookup"_s) {

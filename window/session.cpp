@@ -3,6 +3,7 @@
 
 #include "window/window.h"
 
+#include "board/panels.h"
 #include "board/viewport.h"
 #include "render/changes.h"
 #include "render/toast.h"
@@ -200,13 +201,9 @@ void Window::pollSucceeded(const QString &key)
     m_firstFailure.remove(key);
 }
 
-bool Window::patchPanels(const QJsonObject &answer, const QStringList &changed)
+std::optional<QStringList> Window::patchPanels(const QJsonObject &answer, const QStringList &changed)
 {
-    // Panels that a unit updates in place are patched here once they exist; until then every
-    // changed answer is rebuilt.
-    Q_UNUSED(answer);
-    Q_UNUSED(changed);
-    return false;
+    return panels::patchChanged(m_viewport->screen(), changed, answer.value("endpoints"_L1).toObject(), actions());
 }
 
 void Window::applyAnswer(QJsonObject answer)
@@ -229,8 +226,8 @@ void Window::applyAnswer(QJsonObject answer)
     if (!m_force) {
         if (same)
             return;
-        if (patchPanels(answer, changed)) {
-            pollTrace(u"  PATCHED in place: %1  (%2 leaf/leaves: %3)"_s.arg(u"-"_s)
+        if (const std::optional<QStringList> patched = patchPanels(answer, changed)) {
+            pollTrace(u"  PATCHED in place: %1  (%2 leaf/leaves: %3)"_s.arg(patched->join(u", "_s))
                           .arg(changed.size())
                           .arg(changed.join(u", "_s)));
             m_lastApplied = compared;

@@ -7,6 +7,7 @@
 #include "app/base/modal.h"
 #include "app/base/theme.h"
 #include "app/base/version.h"
+#include "board/panels.h"
 #include "board/viewport.h"
 #include "render/fields.h"
 #include "render/screen.h"
@@ -66,6 +67,7 @@ Window::Window(QWidget *parent)
     , m_units(units::loadUnits())
 {
     setObjectName(u"window"_s);
+    board::install();
     buildChrome();
     updateTitleBar();
     resize(1320, 860);

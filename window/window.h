@@ -23,6 +23,8 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <optional>
+
 class QLabel;
 class QPushButton;
 class QStackedWidget;
@@ -148,7 +150,8 @@ private:
     void fetchSources(const QString &key, const QJsonObject &answer);
     void countFailure(const QString &key, const QString &path, int status, qint64 elapsedMs, const QString &why);
     void pollSucceeded(const QString &key);
-    bool patchPanels(const QJsonObject &answer, const QStringList &changed);
+    // The panel sources patched in place, or none when the screen must be rebuilt.
+    std::optional<QStringList> patchPanels(const QJsonObject &answer, const QStringList &changed);
 
     // signin.cpp
     void signIn(const QString &key, const QString &passcode);

@@ -645,13 +645,23 @@ private slots:
         const QStringList served = endpoints.keys();
         QCOMPARE(QSet<QString>(served.begin(), served.end()),
                  QSet<QString>(
-                     {u"/api/live/progress"_s, u"/api/live/log"_s, u"/api/live/position"_s, u"/api/live/drawing"_s}));
+                     {u"/api/live/progress"_s, u"/api/live/log"_s, u"/api/live/position"_s, u"/api/live/drawing"_s,
+                      u"/api/live/board"_s}));
         const QJsonObject progress = endpoints.value(u"/api/live/progress"_s).toObject();
         QCOMPARE(progress.value(u"current"_s).toInt(), 1);
         QCOMPARE(progress.value(u"total"_s).toInt(), 20);
         QVERIFY(progress.value(u"running"_s).toBool());
         QVERIFY(endpoints.value(u"/api/live/drawing"_s).toObject().value(u"items"_s).toArray().size() > 3);
         QVERIFY(endpoints.value(u"/api/live/position"_s).toObject().value(u"x_mm"_s).toDouble() > 0);
+        // The board's carriage stands where the flow says, and moves with it while the step runs.
+        const auto carriageMm = [&flow] {
+            return sim::sourcePayload(flow, u"/api/live/board"_s).value(u"track"_s).toObject().value(u"carriage_mm"_s);
+        };
+        QCOMPARE(carriageMm().toDouble(), flow.positionMm());
+        const double before = flow.positionMm();
+        flow.tick();
+        QVERIFY(flow.positionMm() != before);
+        QCOMPARE(carriageMm().toDouble(), flow.positionMm());
         // The offline render takes its header from the screen itself.
         QCOMPARE(bundle.value(u"screen"_s).toObject().value(u"badge"_s).toObject().value(u"label"_s).toString(),
                  u"STEP 2 OF 5"_s);
