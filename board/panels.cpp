@@ -67,6 +67,8 @@ QWidget *diagram(const QJsonObject &element, const QString &source, const QJsonO
 // Hides `old` and deletes it from the event loop: the update may run inside one of its handlers.
 void retire(QWidget *old)
 {
+    // No longer found by its source while it waits to be deleted.
+    old->setProperty("panelSource", QVariant());
     old->hide();
     old->deleteLater();
 }

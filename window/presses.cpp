@@ -31,6 +31,21 @@ namespace {
 
 constexpr auto kCarryKey = "field_carry"_L1;
 
+// The log line of a press's reply.
+QString replyLine(const QString &key, const render::Press &press, qint64 elapsedMs, const units::Api::Reply &reply)
+{
+    QString line = u"reply  %1  %2 %3 -> %4  %5 ms"_s.arg(
+        key, press.method, press.path, reply.status == 0 ? u"no reply"_s : QString::number(reply.status),
+        QString::number(elapsedMs));
+    if (reply.certChanged)
+        line += u"  CERTIFICATE CHANGED"_s;
+    if (!reply.ok)
+        line += u"  error: "_s + units::shorten(reply.error.isEmpty() ? u"(no text)"_s : reply.error);
+    if (reply.json.contains("toast"_L1))
+        line += u"  +toast"_s;
+    return line;
+}
+
 // Two presses are the same press when their compact JSON forms are equal.
 QString signatureOf(const render::Press &p)
 {
@@ -191,14 +206,22 @@ void Window::send(const QString &what, const render::Press &press, int timeoutMs
     auto timer = std::make_shared<QElapsedTimer>();
     timer->start();
     QPointer<Window> self(this);
-    const QStringList sent = press.sendFields;
-    auto done = [self, what, press, signature, sent, generation, timer](const units::Api::Reply &reply) {
+    QStringList sent = press.sendFields;
+    if (what == "save"_L1) { // a field's own save sends that field's pending edit
+        for (auto it = press.body.begin(); it != press.body.end(); ++it)
+            if (m_edits.contains(it.key()))
+                sent << it.key();
+    }
+    auto done = [self, key, what, press, signature, sent, generation, timer](const units::Api::Reply &reply) {
         if (!self || self->m_closing)
             return;
         // The set is cleaned whatever is selected now, so a press can be sent again.
         self->m_inFlight.remove(signature);
-        if (generation != self->m_generation)
+        if (generation != self->m_generation) {
+            // Another unit is shown now: the reply is only logged.
+            units::logLine(replyLine(key, press, timer->elapsed(), reply));
             return;
+        }
         self->onPressReply(what, press, signature, sent, timer->elapsed(), reply);
     };
     if (press.method == "GET"_L1)
@@ -212,16 +235,7 @@ void Window::onPressReply(const QString &what, const render::Press &press, const
 {
     Q_UNUSED(what);
     Q_UNUSED(signature);
-    QString line = u"reply  %1  %2 %3 -> %4  %5 ms"_s.arg(
-        m_selected, press.method, press.path, reply.status == 0 ? u"no reply"_s : QString::number(reply.status),
-        QString::number(elapsedMs));
-    if (reply.certChanged)
-        line += u"  CERTIFICATE CHANGED"_s;
-    if (!reply.ok)
-        line += u"  error: "_s + units::shorten(reply.error.isEmpty() ? u"(no text)"_s : reply.error);
-    if (reply.json.contains("toast"_L1))
-        line += u"  +toast"_s;
-    units::logLine(line);
+    units::logLine(replyLine(m_selected, press, elapsedMs, reply));
 
     if (reply.ok) {
         for (const QString &id : sentFields)

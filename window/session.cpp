@@ -112,6 +112,7 @@ void Window::onPollReply(const QString &key, qint64 elapsedMs, const units::Api:
     if (reply.certChanged) {
         units::logLine(u"poll  %1  CERTIFICATE CHANGED"_s.arg(key));
         m_certChanged.insert(key);
+        markStale(); // what is drawn is no longer live, whatever follows
         m_force = true;
         refresh();
         return;
@@ -120,6 +121,8 @@ void Window::onPollReply(const QString &key, qint64 elapsedMs, const units::Api:
         units::logLine(u"poll  %1  GET /api/ui -> 401, session expired; signing in again"_s.arg(key));
         m_api->forgetToken(key);
         m_sidebar->setSignedIn(key, false);
+        markStale();
+        m_force = true;
         return;
     }
     if (reply.ok && !reply.json.isEmpty()) {
@@ -163,18 +166,26 @@ void Window::fetchSources(const QString &key, const QJsonObject &answer)
     }
     const int generation = m_generation;
     auto left = std::make_shared<int>(int(sources.size()));
+    auto failed = std::make_shared<bool>(false);
     QPointer<Window> self(this);
     for (const QString &path : sources) {
         m_api->get(
             path,
-            [self, key, generation, left, path, answer](const units::Api::Reply &reply) {
+            [self, key, generation, left, failed, path, answer](const units::Api::Reply &reply) {
                 if (!self || generation != self->m_generation)
                     return;
-                // A source that failed keeps its last answer, so one slow panel does not blank it.
+                // A source that failed keeps its last answer, so one slow panel does not blank it,
+                // and the screen is marked as not live until every source answers again.
                 if (reply.ok || !self->m_sourceCache.contains(path))
                     self->m_sourceCache.insert(path, reply.json);
-                if (--*left == 0 && key == self->m_selected)
-                    self->applyAnswer(answer);
+                *failed = *failed || !reply.ok;
+                if (--*left != 0 || key != self->m_selected)
+                    return;
+                self->applyAnswer(answer);
+                if (*failed) {
+                    self->markStale();
+                    self->m_force = true;
+                }
             },
             units::timeouts::kDataSource);
     }
@@ -217,8 +228,9 @@ void Window::applyAnswer(QJsonObject answer)
     pollTrace(u"poll: payload %1  force=%2"_s.arg(same ? u"SAME"_s : u"CHANGED"_s, m_force ? u"1"_s : u"0"_s));
     units::saveLastScreen(answer, m_selected);
     m_lastSeen = QDateTime::currentDateTime();
-    // The no-pause flag lasts until the next screen is applied.
-    m_noPause = false;
+    // The no-pause flag lasts until the next screen is applied (patched or rebuilt).
+    if (!same || m_force)
+        m_noPause = false;
 
     QStringList changed;
     if (!same)
@@ -230,6 +242,11 @@ void Window::applyAnswer(QJsonObject answer)
             pollTrace(u"  PATCHED in place: %1  (%2 leaf/leaves: %3)"_s.arg(patched->join(u", "_s))
                           .arg(changed.size())
                           .arg(changed.join(u", "_s)));
+            // The diagnostics log hears of it once per drawn screen, not on every poll.
+            if (!m_patchLogged) {
+                units::logLine(u"poll  %1  PATCHED in place: %2"_s.arg(m_selected, patched->join(u", "_s)));
+                m_patchLogged = true;
+            }
             m_lastApplied = compared;
             m_lastAnswer = answer;
             return;
@@ -240,6 +257,7 @@ void Window::applyAnswer(QJsonObject answer)
     m_lastApplied = compared;
     m_lastAnswer = answer;
     m_force = false;
+    m_patchLogged = false;
     rebuild(answer);
     clearStale(); // only once the fresh screen is drawn
 }

@@ -202,6 +202,7 @@ private:
     QHash<QString, QDateTime> m_firstFailure;
     QDateTime m_lastPress;
     bool m_force = true;
+    bool m_patchLogged = false; // connect.log has said the drawn screen is patched in place
     bool m_noPause = false;
     QString m_signingIn; // key of the sign-in in flight
     bool m_pollInFlight = false;

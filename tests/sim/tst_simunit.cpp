@@ -644,9 +644,8 @@ private slots:
         const QJsonObject endpoints = bundle.value(u"endpoints"_s).toObject();
         const QStringList served = endpoints.keys();
         QCOMPARE(QSet<QString>(served.begin(), served.end()),
-                 QSet<QString>(
-                     {u"/api/live/progress"_s, u"/api/live/log"_s, u"/api/live/position"_s, u"/api/live/drawing"_s,
-                      u"/api/live/board"_s}));
+                 QSet<QString>({u"/api/live/progress"_s, u"/api/live/log"_s, u"/api/live/position"_s,
+                                u"/api/live/drawing"_s, u"/api/live/board"_s}));
         const QJsonObject progress = endpoints.value(u"/api/live/progress"_s).toObject();
         QCOMPARE(progress.value(u"current"_s).toInt(), 1);
         QCOMPARE(progress.value(u"total"_s).toInt(), 20);
