@@ -11,9 +11,12 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <QTextLayout>
+#include <QTextOption>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -42,6 +45,24 @@ int lanesOf(const QJsonObject &payload)
     return prims::readInt(payload, "lanes"_L1, widest, 1, kMaxLanes);
 }
 
+// How tall `text` stands when it wraps to `width` as a tile paints it: between words, and inside
+// a word only when that word is wider than the tile.
+qreal wrappedHeight(const QFont &font, const QString &text, qreal width)
+{
+    QTextLayout layout(text, font);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    qreal height = 0;
+    layout.beginLayout();
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(width);
+        height += line.height();
+    }
+    layout.endLayout();
+    return height;
+}
+
 } // namespace
 
 // One storage position, lift or the carriage: a toned card that taps (and, with a "drag"
@@ -53,19 +74,38 @@ public:
         : Draggable(parent)
     {
         setMinimumSize(54, 42);
-        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        policy.setHeightForWidth(true);
+        setSizePolicy(policy);
     }
+
+    // Tall enough for the label and the note wrapped to the tile's width: the unit's words are
+    // shown whole, never cut.
+    bool hasHeightForWidth() const override { return true; }
+    int heightForWidth(int width) const override
+    {
+        const qreal room = std::max(1, width - 2 - 16);
+        qreal text = wrappedHeight(theme::uiFont(9, true), m_label, room);
+        if (!m_note.isEmpty())
+            text += 2 + wrappedHeight(theme::uiFont(8), m_note, room);
+        return std::max(m_kind == "lift"_L1 ? 58 : 46, int(std::ceil(text)) + 2 + 8 + 4);
+    }
+    QSize sizeHint() const override { return QSize(90, heightForWidth(90)); }
 
     // Only a tile whose keys changed is touched, so an update in place repaints what moved.
     void fill(const QJsonObject &tile, const render::Actions &actions)
     {
         if (tile == m_source && !m_source.isEmpty())
             return;
-        const bool first = m_source.isEmpty();
         m_source = tile;
         m_kind = prims::readName(tile, "kind"_L1, u"position"_s);
-        m_label = prims::valueText(tile, "label"_L1);
-        m_note = prims::valueText(tile, "note"_L1);
+        const QString label = prims::valueText(tile, "label"_L1);
+        const QString note = prims::valueText(tile, "note"_L1);
+        if (label != m_label || note != m_note) {
+            m_label = label;
+            m_note = note;
+            updateGeometry();
+        }
         m_state = prims::readName(tile, "state"_L1, u"idle"_s);
         setObjectName(u"tile:"_s + prims::readText(tile, "id"_L1));
         setProperty("tone", m_state);
@@ -77,8 +117,6 @@ public:
         // A tile without a path is there to be looked at, not pressed.
         setActions(path().isEmpty() ? render::Actions{} : actions);
         setCursor(path().isEmpty() && dragPayload().isEmpty() ? Qt::ArrowCursor : Qt::PointingHandCursor);
-        if (first) // the kind is part of the board's shape: it never changes in place
-            setFixedHeight(m_kind == "lift"_L1 ? 58 : 46);
         update();
     }
 
@@ -105,15 +143,15 @@ protected:
         const QRectF text = box.adjusted(8, 4, -8, -4);
         painter.setPen(ink);
         painter.setFont(theme::uiFont(9, true));
-        const QFontMetrics fm(painter.font());
-        const Qt::Alignment align = Qt::AlignHCenter | (m_note.isEmpty() ? Qt::AlignVCenter : Qt::AlignTop);
-        painter.drawText(text, align, fm.elidedText(m_label, Qt::ElideRight, int(text.width())));
+        // Lines break between words, and inside a word only when it is wider than the tile.
+        QTextOption option(Qt::AlignHCenter | (m_note.isEmpty() ? Qt::AlignVCenter : Qt::AlignTop));
+        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        painter.drawText(text, m_label, option);
         if (!m_note.isEmpty()) {
             painter.setFont(theme::uiFont(8));
             painter.setPen(carriage ? ink : p.muted);
-            const QFontMetrics nm(painter.font());
-            painter.drawText(text, Qt::AlignHCenter | Qt::AlignBottom,
-                             nm.elidedText(m_note, Qt::ElideRight, int(text.width())));
+            option.setAlignment(Qt::AlignHCenter | Qt::AlignBottom);
+            painter.drawText(text, m_note, option);
         }
     }
 
