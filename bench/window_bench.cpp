@@ -12,6 +12,8 @@
 #include "board/viewport.h"
 #include "window/window.h"
 
+#include "app/base/theme.h"
+
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -67,6 +69,10 @@ QJsonObject answerFor(const QJsonObject &screen, const QString &title)
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
+    // As the program runs: under the theme's application style sheet (KESTRO_BENCH_NO_SHEET=1
+    // measures without it). The label baseline runs under the same sheet.
+    if (!qEnvironmentVariableIsSet("KESTRO_BENCH_NO_SHEET"))
+        app.setStyleSheet(theme::styleSheet());
     QTextStream out(stdout);
     if (qEnvironmentVariableIsEmpty("KESTRO_SITE_NET")) {
         QTextStream(stderr) << "bench_window: run inside a private network namespace (bench/window-bench)\n";
