@@ -85,7 +85,7 @@ Outcome Flow::start()
     m_running = true;
     addLog(u"%1 started"_s.arg(current().label));
     m_timer.start();
-    emit changed();
+    settle();
     return Outcome::accepted(u"%1 started"_s.arg(current().label), u"motion"_s);
 }
 
@@ -96,7 +96,7 @@ Outcome Flow::stop()
     m_running = false;
     m_timer.stop();
     addLog(u"%1 stopped by the technician at %2 of %3"_s.arg(current().label).arg(m_progress).arg(current().ticks));
-    emit changed();
+    settle();
     return Outcome::accepted(u"Stopped"_s, u"power_off"_s);
 }
 
@@ -107,7 +107,7 @@ Outcome Flow::clearFault()
     addLog(u"fault %1 cleared by the technician"_s.arg(m_faultCode));
     m_fault.clear();
     m_faultCode.clear();
-    emit changed();
+    settle();
     return Outcome::accepted(u"Fault cleared - press Start to carry on"_s);
 }
 
@@ -124,7 +124,7 @@ Outcome Flow::saveIdentity(const QJsonObject &fields)
     addLog(u"identity saved: %1"_s.arg(name));
     if (current().id == u"identity"_s)
         complete();
-    emit changed();
+    settle();
     return Outcome::accepted(u"Saved %1"_s.arg(name), u"save"_s);
 }
 
@@ -135,7 +135,7 @@ Outcome Flow::saveSetting(const QJsonObject &fields)
     for (auto it = fields.begin(); it != fields.end(); ++it)
         m_identity.insert(it.key(), it.value());
     addLog(u"saved %1"_s.arg(fields.keys().join(u", "_s)));
-    emit changed();
+    settle();
     return Outcome::accepted(u"Saved"_s, u"save"_s);
 }
 
@@ -148,7 +148,7 @@ Outcome Flow::finish()
     complete();
     m_commissioned = true;
     addLog(u"commissioning finished"_s);
-    emit changed();
+    settle();
     return Outcome::accepted(u"Unit commissioned"_s, u"submit"_s);
 }
 
@@ -169,7 +169,7 @@ Outcome Flow::reset()
     m_speeds.clear();
     addLog(u"calibration erased - commissioning starts over"_s);
     moveTo(0);
-    emit changed();
+    settle();
     return Outcome::accepted(u"Calibration erased"_s);
 }
 
@@ -177,7 +177,7 @@ Outcome Flow::setBeacon(bool on)
 {
     m_beacon = on;
     addLog(on ? u"beacon on"_s : u"beacon off"_s);
-    emit changed();
+    settle();
     return Outcome::accepted(on ? u"Beacon on"_s : u"Beacon off"_s, on ? u"power_on"_s : u"power_off"_s);
 }
 
@@ -189,7 +189,7 @@ Outcome Flow::jog(int deltaMm)
         return Outcome::refused(u"A jog moves 1 to 5000 mm."_s, 422);
     moveTo(m_positionMm + deltaMm);
     addLog(u"jogged %1 mm to %2 mm"_s.arg(deltaMm).arg(m_positionMm));
-    emit changed();
+    settle();
     return Outcome::accepted(u"Moved to %1 mm"_s.arg(m_positionMm), u"motion"_s);
 }
 
@@ -209,7 +209,7 @@ bool Flow::startAt(const QString &id)
         m_current = i;
         if (i > 0 && m_identity.value(u"unit_name"_s).toString().isEmpty())
             m_identity.insert(u"unit_name"_s, u"Aisle A shuttle"_s);
-        emit changed();
+        settle();
         return true;
     }
     return false;
@@ -228,7 +228,7 @@ void Flow::backdate(int count)
         s.completedAt = at.addDays(-1).toString(Qt::ISODate);
         --count;
     }
-    emit changed();
+    settle();
 }
 
 void Flow::tick()
@@ -254,7 +254,7 @@ void Flow::tick()
         m_faultCode = u"F-231"_s;
         m_fault = u"F-231 Brake feedback missing on X4"_s;
         addLog(u"FAULT %1"_s.arg(m_fault));
-        emit changed();
+        settle();
         return;
     }
     if (m_progress >= step.ticks) {
@@ -262,12 +262,14 @@ void Flow::tick()
         if (m_autorun && current().ticks > 0 && !m_commissioned) {
             m_running = true;
             addLog(u"%1 started"_s.arg(current().label));
-            emit changed();
+            settle();
             return;
         }
         m_timer.stop();
+        settle();
+        return;
     }
-    emit changed();
+    emit changed(); // a tick moves only the panel sources
 }
 
 void Flow::complete()
@@ -290,6 +292,12 @@ void Flow::addLog(const QString &line)
     m_log.append(QDateTime::currentDateTime().toString(u"HH:mm:ss"_s) + u"  "_s + line);
     while (m_log.size() > kLogCap)
         m_log.removeFirst();
+}
+
+void Flow::settle()
+{
+    m_held = {m_positionMm, m_speeds, m_progress, m_log, activityText()};
+    emit changed();
 }
 
 void Flow::moveTo(double mm)

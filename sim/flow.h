@@ -22,6 +22,18 @@ struct Step
     QString completedAt; // ISO date-time
 };
 
+// The live figures as they stood when the running step last started, ended or faulted (or the
+// shuttle was jogged): what the screen itself shows. While a step runs only the panel sources
+// move, so a client patches its panels instead of rebuilding the screen on every tick.
+struct Figures
+{
+    double positionMm = 0;
+    QList<double> speeds;
+    int progress = 0;
+    QStringList log;
+    QString activity;
+};
+
 // What a press did, turned into an HTTP answer by the unit.
 struct Outcome
 {
@@ -79,6 +91,7 @@ public:
     QList<double> speedHistory() const { return m_speeds; }
     QJsonObject identity() const { return m_identity; }
     bool beacon() const { return m_beacon; }
+    const Figures &held() const { return m_held; }
     // Free text the technician can read back in the day summary and report.
     QString activityText() const;
 
@@ -90,6 +103,8 @@ private:
     void complete();
     void addLog(const QString &line);
     void moveTo(double mm);
+    // Takes the screen's figures anew and says the state changed.
+    void settle();
 
     QList<Step> m_steps;
     int m_current = 0;
@@ -105,6 +120,7 @@ private:
     double m_positionMm = 0;
     QList<double> m_speeds;
     QJsonObject m_identity;
+    Figures m_held;
     QTimer m_timer;
 };
 

@@ -26,10 +26,10 @@ QString mmText(double mm)
     return QString::number(mm, 'f', mm == std::floor(mm) ? 0 : 1);
 }
 
-QJsonArray speedValues(const Flow &flow)
+QJsonArray speedValues(const QList<double> &speeds)
 {
     QJsonArray out;
-    for (double v : flow.speedHistory())
+    for (double v : speeds)
         out.append(v);
     return out;
 }
@@ -38,7 +38,7 @@ QJsonArray speedValues(const Flow &flow)
 
 QJsonObject statusSection(const Flow &flow, const UnitInfo &unit)
 {
-    const QList<double> speeds = flow.speedHistory();
+    const QList<double> speeds = flow.held().speeds;
     const double speed = speeds.isEmpty() ? 0 : speeds.last();
     const double before = speeds.size() > 1 ? speeds[speeds.size() - 2] : speed;
     const double delta = std::round((speed - before) * 100) / 100;
@@ -51,13 +51,14 @@ QJsonObject statusSection(const Flow &flow, const UnitInfo &unit)
         el(u"kpi"_s, {{u"value"_s, u"%1/%2"_s.arg(flow.completedCount()).arg(flow.steps().size())},
                       {u"label"_s, u"Steps done"_s},
                       {u"tone"_s, flow.commissioned() ? u"ok"_s : u"body"_s}}),
-        el(u"kpi"_s, {{u"value"_s, flow.positionMm()}, {u"unit"_s, u"mm"_s}, {u"label"_s, u"Position on the rail"_s}}),
+        el(u"kpi"_s,
+           {{u"value"_s, flow.held().positionMm}, {u"unit"_s, u"mm"_s}, {u"label"_s, u"Position on the rail"_s}}),
         el(u"kpi"_s, {{u"value"_s, speed},
                       {u"unit"_s, u"m/s"_s},
                       {u"delta"_s, speeds.size() > 1 ? deltaText : QString()},
                       {u"label"_s, u"Speed"_s},
                       {u"note"_s, u"last sample"_s}}),
-        column({el(u"led"_s, {{u"state"_s, state}, {u"label"_s, u"Drive"_s}, {u"note"_s, flow.activityText()}}),
+        column({el(u"led"_s, {{u"state"_s, state}, {u"label"_s, u"Drive"_s}, {u"note"_s, flow.held().activity}}),
                 el(u"led"_s,
                    {{u"state"_s, flow.fault().isEmpty() ? u"ok"_s : u"error"_s}, {u"label"_s, u"Brake feedback"_s}}),
                 el(u"led"_s, {{u"tone"_s, flow.beacon() ? u"warn"_s : u"idle"_s},
@@ -160,12 +161,12 @@ QJsonArray identityBody(const Flow &flow)
 
 QJsonArray driveBody(const Flow &flow)
 {
-    const double speed = flow.speedHistory().isEmpty() ? 0 : flow.speedHistory().last();
-    const int percent = flow.current().ticks ? qRound(100.0 * flow.progress() / flow.current().ticks) : 0;
+    const double speed = flow.held().speeds.isEmpty() ? 0 : flow.held().speeds.last();
+    const int percent = flow.current().ticks ? qRound(100.0 * flow.held().progress / flow.current().ticks) : 0;
     const QJsonArray instruments{
         el(u"gauge"_s,
            {{u"value"_s, speed}, {u"max"_s, 6}, {u"decimals"_s, 1}, {u"unit"_s, u" m/s"_s}, {u"label"_s, u"Speed"_s}}),
-        el(u"dial"_s, {{u"value"_s, 31 + flow.progress()},
+        el(u"dial"_s, {{u"value"_s, 31 + flow.held().progress},
                        {u"max"_s, 90},
                        {u"unit"_s, u" °C"_s},
                        {u"label"_s, u"Motor temperature"_s},
@@ -174,12 +175,12 @@ QJsonArray driveBody(const Flow &flow)
                                                QJsonObject{{u"from"_s, 75}, {u"to"_s, 90}, {u"tone"_s, u"error"_s}}}}}),
         el(u"ring"_s, {{u"value"_s, percent}, {u"caption"_s, u"Calibration"_s}}),
         column({el(u"meter"_s,
-                   {{u"value"_s, 82 - flow.progress()},
+                   {{u"value"_s, 82 - flow.held().progress},
                     {u"label"_s, u"Battery"_s},
                     {u"unit"_s, u"%"_s},
                     {u"target"_s, 30},
                     {u"segments"_s, QJsonArray{QJsonObject{{u"from"_s, 0}, {u"to"_s, 20}, {u"tone"_s, u"error"_s}}}}}),
-                el(u"sparkline"_s, {{u"values"_s, speedValues(flow)},
+                el(u"sparkline"_s, {{u"values"_s, speedValues(flow.held().speeds)},
                                     {u"unit"_s, u" m/s"_s},
                                     {u"decimals"_s, 2},
                                     {u"label"_s, u"Speed, last samples"_s}}),
@@ -197,7 +198,7 @@ QJsonArray driveBody(const Flow &flow)
                         {u"unit"_s, u" m/s"_s},
                         {u"height"_s, 180},
                         {u"series"_s, QJsonArray{QJsonObject{{u"label"_s, u"Carriage speed"_s},
-                                                             {u"values"_s, speedValues(flow)},
+                                                             {u"values"_s, speedValues(flow.held().speeds)},
                                                              {u"kind"_s, u"area"_s},
                                                              {u"tone"_s, u"accent"_s}}}}}),
         runButtons(flow),
@@ -261,7 +262,7 @@ QJsonArray ioBody(const Flow &flow)
     body.append(
         el(u"keyvalue"_s, {{u"columns"_s, 2},
                            {u"items"_s, QJsonArray{kv(u"Inputs"_s, 8), kv(u"Outputs"_s, 4),
-                                                   kv(u"Checked"_s, u"%1 of %2"_s.arg(flow.progress()).arg(16)),
+                                                   kv(u"Checked"_s, u"%1 of %2"_s.arg(flow.held().progress).arg(16)),
                                                    kv(u"Faults"_s, faulty ? 1 : 0, faulty ? u"error"_s : u"ok"_s),
                                                    kv(u"Bus"_s, u"picontrol"_s)}}}));
     const auto verdict = [](bool pass) {
@@ -303,7 +304,7 @@ QJsonArray loadBody(const Flow &flow)
                                        {u"detail"_s, s.completedAt.left(10)},
                                        {u"tone"_s, u"ok"_s}});
     QJsonArray lines;
-    for (const QString &l : flow.log().mid(qMax(0, flow.log().size() - 8)))
+    for (const QString &l : flow.held().log.mid(qMax(0, flow.held().log.size() - 8)))
         lines.append(l.contains(u"FAULT"_s) ? QJsonValue(QJsonObject{{u"text"_s, l}, {u"tone"_s, u"error"_s}})
                                             : QJsonValue(l));
     const QJsonObject plan = el(u"image"_s, {{u"data"_s, QString::fromLatin1(aislePlanPng())},
@@ -314,7 +315,7 @@ QJsonArray loadBody(const Flow &flow)
     return {
         el(u"stat_grid"_s,
            {{u"columns"_s, 3},
-            {u"items"_s, QJsonArray{kv(u"Cycles"_s, flow.progress() * 4),
+            {u"items"_s, QJsonArray{kv(u"Cycles"_s, flow.held().progress * 4),
                                     with(kv(u"Load"_s, 42), {{u"unit"_s, u"kg"_s}, {u"note"_s, u"test weight"_s}}),
                                     with(kv(u"Peak current"_s, 11.2, u"warn"_s),
                                          {{u"unit"_s, u"A"_s}, {u"note"_s, u"the test stops above 12 A"_s}})}}}),
@@ -529,6 +530,7 @@ QJsonObject drawing(const Flow &flow)
                            {u"x2"_s, to},           {u"y2"_s, 54},   {u"stroke"_s, u"muted"_s}};
     };
     const double x = 40 + flow.positionMm() / kRailMm * 720;
+    const QList<double> speeds = flow.speedHistory();
     QJsonArray items{
         QJsonObject{{u"kind"_s, u"rect"_s},
                     {u"x"_s, 20},
@@ -545,8 +547,8 @@ QJsonObject drawing(const Flow &flow)
                     {u"step_x"_s, 72},
                     {u"step_y"_s, 100},
                     {u"stroke"_s, u"dim"_s}},
-        QJsonObject{{u"kind"_s, u"label"_s}, {u"x"_s, 20}, {u"y"_s, 104}, {u"text"_s, u"0 m"_s}, {u"size"_s, 9}},
-        QJsonObject{{u"kind"_s, u"label"_s}, {u"x"_s, 744}, {u"y"_s, 104}, {u"text"_s, u"48 m"_s}, {u"size"_s, 9}},
+        QJsonObject{{u"kind"_s, u"label"_s}, {u"x"_s, 20}, {u"y"_s, 96}, {u"text"_s, u"0 m"_s}, {u"size"_s, 9}},
+        QJsonObject{{u"kind"_s, u"label"_s}, {u"x"_s, 744}, {u"y"_s, 96}, {u"text"_s, u"48 m"_s}, {u"size"_s, 9}},
         QJsonObject{{u"kind"_s, u"group"_s},
                     {u"id"_s, u"shuttle"_s},
                     {u"transform"_s, QJsonObject{{u"tx"_s, x}}},
@@ -558,14 +560,23 @@ QJsonObject drawing(const Flow &flow)
                                                         {u"h"_s, 28},
                                                         {u"radius"_s, 4},
                                                         {u"fill"_s, flow.fault().isEmpty() ? u"accent"_s : u"error"_s}},
+                                            // Centred over the carriage ("x" is the centre), so at
+                                            // either rail end it stays inside the drawing.
                                             QJsonObject{{u"kind"_s, u"text"_s},
-                                                        {u"x"_s, -28},
+                                                        {u"x"_s, 0},
                                                         {u"y"_s, 18},
-                                                        {u"w"_s, 56},
                                                         {u"text"_s, QString(mmText(flow.positionMm()) + u" mm"_s)},
                                                         {u"size"_s, 9},
                                                         {u"align"_s, u"center"_s},
                                                         {u"tone"_s, u"ink"_s}}}}},
+        // The speed moves every tick, so it is drawn here rather than in the screen's own figures.
+        QJsonObject{{u"kind"_s, u"text"_s},
+                    {u"x"_s, 780},
+                    {u"y"_s, 2},
+                    {u"text"_s, speeds.isEmpty() ? u"Speed -"_s : u"Speed %1 m/s"_s.arg(speeds.last())},
+                    {u"size"_s, 9},
+                    {u"align"_s, u"right"_s},
+                    {u"tone"_s, u"muted"_s}},
         jogHit(0, -500),
         jogHit(740, 500),
         jogArrow(36, 8),

@@ -478,6 +478,32 @@ private slots:
         QCOMPARE(flow.current().id, u"identity"_s);
     }
 
+    // While a step runs only the sources move; the screen itself changes when the step starts,
+    // faults or ends, so a client patches its panels instead of rebuilding on every tick.
+    void tickMovesOnlyTheSources_data()
+    {
+        QTest::addColumn<QString>("step");
+        QTest::newRow("drive") << u"drive"_s;
+        QTest::newRow("io") << u"io"_s;
+        QTest::newRow("load") << u"load"_s;
+    }
+    void tickMovesOnlyTheSources()
+    {
+        QFETCH(QString, step);
+        sim::Flow flow(10, false);
+        QVERIFY(flow.startAt(step));
+        const sim::UnitInfo info = config().info;
+        QCOMPARE(flow.start().status, 200);
+        const QJsonObject started = sim::screenFor(flow, info);
+        const QJsonObject progress = sim::sourcePayload(flow, u"/api/live/progress"_s);
+        for (int i = 0; i < 3; ++i)
+            flow.tick();
+        QCOMPARE(sim::screenFor(flow, info), started);
+        QVERIFY(sim::sourcePayload(flow, u"/api/live/progress"_s) != progress);
+        runToEnd(flow); // a fault or the end of the step shows on the screen
+        QVERIFY(sim::screenFor(flow, info) != started);
+    }
+
     void refusedPresses_data()
     {
         QTest::addColumn<QString>("startAt");

@@ -6,6 +6,8 @@
 #include "app/base/modal.h"
 #include "app/base/settings.h"
 #include "app/base/sounds.h"
+#include "board/dragdrop.h"
+#include "board/siteboard.h"
 #include "board/viewport.h"
 #include "render/steps.h"
 #include "render/toast.h"
@@ -17,6 +19,7 @@
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QApplication>
 #include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
@@ -25,8 +28,10 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QNetworkAccessManager>
 #include <QPainter>
+#include <QPointer>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -73,6 +78,7 @@ private slots:
     void dailyLogIsAPress();
     void typingSurvivesRebuilds();
     void staleScreenIsMarked();
+    void runningStepPatchesItsPanels();
     void wholeFlowLeavesNoSecret();
 
 private:
@@ -99,6 +105,8 @@ void TestPresses::initTestCase()
         QSKIP("needs the private site network (run through tests/netns-run)");
     testsupport::isolateConfig();
     QVERIFY(m_dir.isValid());
+    // The window's poll log, read back by the running-step test (the path is read once).
+    qputenv("KESTRO_POLL_LOG", m_dir.filePath(u"poll.log"_s).toLocal8Bit());
     // The updater's daily check goes nowhere.
     QFile installation(m_dir.filePath(u"installation.json"_s));
     QVERIFY(installation.open(QIODevice::WriteOnly));
@@ -112,7 +120,7 @@ void TestPresses::initTestCase()
 
     const QByteArray trouble = simsite::start(m_sim, {u"--units"_s, u"2"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s,
                                                       m_dir.path(), u"--control"_s, QString::number(kControlPort),
-                                                      u"--poll-ms"_s, u"250"_s, u"--pace"_s, u"30"_s});
+                                                      u"--poll-ms"_s, u"250"_s, u"--pace"_s, u"150"_s});
     QVERIFY2(trouble.isEmpty(), trouble.constData());
 }
 
@@ -471,6 +479,69 @@ void TestPresses::staleScreenIsMarked()
     QVERIFY(m_window->rebuildCount() > rebuilds);
     QVERIFY(!mark->isVisible());
     QVERIFY(!veil->isVisible());
+}
+
+void TestPresses::runningStepPatchesItsPanels()
+{
+    signInTo(kUnit1);
+    if (button(u"Save identity"_s)) { // run on its own, unit 1 still stands at its identity
+        field<QLineEdit>(u"unit_name"_s)->setText(u"Board unit"_s);
+        button(u"Save identity"_s)->click();
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(button(u"Run Drive calibration"_s), kWait);
+    button(u"Run Drive calibration"_s)->click();
+    // Starting the step changes the screen itself (Stop, the spinner): one rebuild.
+    QTRY_VERIFY_WITH_TIMEOUT(button(u"Stop"_s), kWait);
+    // The board sits in its own zoomable view, not among the screen's children.
+    const auto drawnBoard = [this]() -> board::SiteBoard * {
+        auto *view = screen()->findChild<board::Viewport *>(u"viewport"_s);
+        return view ? qobject_cast<board::SiteBoard *>(view->screen()) : nullptr;
+    };
+    QVERIFY(drawnBoard());
+    const int rebuilds = m_window->rebuildCount();
+    QPointer<QWidget> siteBoard = drawnBoard();
+    QPointer<QWidget> carriage = siteBoard->findChild<QWidget *>(u"tile:carriage"_s);
+    QVERIFY(carriage);
+    const int lane0 = carriage->x();
+
+    QFile log(m_dir.filePath(u"poll.log"_s));
+    const auto patchedLines = [&log] {
+        QStringList out;
+        if (log.open(QIODevice::ReadOnly | QIODevice::Text)) {
+            for (const QString &l : QString::fromUtf8(log.readAll()).split(u'\n'))
+                if (l.contains(u"PATCHED in place"_s))
+                    out << l;
+            log.close();
+        }
+        return out;
+    };
+    const qsizetype before = patchedLines().size();
+    // The step runs 20 ticks of 150 ms, the window polls every 250 ms: the ticks are patches.
+    QTRY_VERIFY_WITH_TIMEOUT(patchedLines().size() >= before + 2 && carriage && carriage->x() != lane0, kWait);
+    QVERIFY2(button(u"Stop"_s), "the step ended before its patches were seen");
+    QCOMPARE(m_window->rebuildCount(), rebuilds);
+    QVERIFY(siteBoard); // the same board, its carriage moved in place
+    QVERIFY2(patchedLines().last().contains(u"/api/live/"_s), qPrintable(patchedLines().last()));
+    if (const QString dir = qEnvironmentVariable("KESTRO_SHOT_DIR"); !dir.isEmpty()) {
+        m_window->grab().save(dir + u"/window-board-running.png"_s);
+    }
+    button(u"Stop"_s)->click(); // the step waits at its place for the last test
+    QTRY_VERIFY_WITH_TIMEOUT(button(u"Run Drive calibration"_s), kWait);
+
+    // A tote dragged onto the lower rack: the unit gets the rack's body with the tile's keys.
+    QVERIFY(drawnBoard());
+    auto *tile = drawnBoard()->findChild<board::Draggable *>(u"tile:U-01"_s);
+    auto *lower = drawnBoard()->findChild<board::DropRow *>(u"row:lower"_s);
+    QVERIFY(tile && lower);
+    QMimeData mime;
+    mime.setData(QLatin1StringView(board::kDragMime), QJsonDocument(tile->dragPayload()).toJson());
+    QDragEnterEvent enter(QPoint(10, 10), Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(lower, &enter);
+    QDropEvent drop(QPointF(10, 10), Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(lower, &drop);
+    QTRY_VERIFY_WITH_TIMEOUT(countLog(u"reply  %1  POST /api/action/board -> "_s.arg(kUnit1)) == 1, kWait);
+    QCOMPARE(countLog(u"press  %1  POST /api/action/board  keys[do,from,to]"_s.arg(kUnit1)), 1);
+    QCOMPARE(toast(), u"Moving U-01 to the lower rack."_s); // the unit's answer names both halves
 }
 
 void TestPresses::wholeFlowLeavesNoSecret()
