@@ -129,6 +129,9 @@ QJsonArray identityBody(const Flow &flow)
               {{u"default"_s, id.value(u"shift_start"_s).toString(u"06:00:00"_s)}}),
         field(u"color"_s, u"beacon_color"_s, u"Beacon colour"_s,
               {{u"default"_s, id.value(u"beacon_color"_s).toString(u"#E8A33C"_s)}}),
+        // A secret the unit keeps and never sends back: a client must neither carry nor store it.
+        field(u"password"_s, u"service_wifi_key"_s, u"Service Wi-Fi key"_s,
+              {{u"placeholder"_s, u"Key of the service network"_s}, {u"carry"_s, true}}),
         field(u"textarea"_s, u"site_notes"_s, u"Site notes"_s,
               {{u"placeholder"_s, u"Anything the next technician should know"_s},
                {u"default"_s, id.value(u"site_notes"_s)},
@@ -154,7 +157,7 @@ QJsonArray identityBody(const Flow &flow)
         action(u"Save identity"_s, u"/api/save/identity"_s, u"primary"_s,
                {{u"send_fields"_s,
                  QJsonArray{u"unit_name"_s, u"aisle"_s, u"max_speed"_s, u"rail_length_mm"_s, u"reverse"_s, u"options"_s,
-                            u"shift_start"_s, u"beacon_color"_s, u"install_date"_s}},
+                            u"shift_start"_s, u"beacon_color"_s, u"install_date"_s, u"service_wifi_key"_s}},
                 {u"sound"_s, u"save"_s}}),
     };
 }

@@ -47,6 +47,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString kPasscode = u"press-pass-e2e"_s;
+const QString kWifiKey = u"wifi-key-5531-never-stored"_s;
 const QString kUnit1 = u"10.77.0.21:8090"_s;
 const QString kUnit2 = u"10.77.0.22:8090"_s;
 constexpr int kControlPort = 8098;
@@ -553,6 +554,15 @@ void TestPresses::wholeFlowLeavesNoSecret()
         QTRY_VERIFY_WITH_TIMEOUT(button(label) && button(label)->isEnabled(), kWait);
         button(label)->click();
     };
+    // Unit 2, still at its first step: its identity saved with a password field typed in.
+    QVERIFY(control(2, {{u"restless"_s, false}}));
+    signInTo(kUnit2);
+    QTRY_VERIFY_WITH_TIMEOUT(field<QLineEdit>(u"service_wifi_key"_s), kWait);
+    field<QLineEdit>(u"unit_name"_s)->setText(u"Secret unit"_s);
+    QTest::keyClicks(field<QLineEdit>(u"service_wifi_key"_s), kWifiKey);
+    press(u"Save identity"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(countLog(u"reply  %1  POST /api/save/identity -> 200"_s.arg(kUnit2)) > 0, kWait);
+    signInTo(kUnit1);
     if (button(u"Save identity"_s)) {
         field<QLineEdit>(u"unit_name"_s)->setText(u"Flow unit"_s);
         press(u"Save identity"_s);
@@ -587,6 +597,7 @@ void TestPresses::wholeFlowLeavesNoSecret()
         const QString text = QString::fromUtf8(f.readAll());
         ++files;
         QVERIFY2(!text.contains(kPasscode), qPrintable(f.fileName()));
+        QVERIFY2(!text.contains(kWifiKey), qPrintable(f.fileName()));
         QVERIFY2(!text.contains(u"Bearer"_s), qPrintable(f.fileName()));
         QVERIFY2(!token.match(text).hasMatch(), qPrintable(f.fileName() + u": "_s + token.match(text).captured()));
     }
