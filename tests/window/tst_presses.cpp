@@ -6,6 +6,7 @@
 #include "app/base/modal.h"
 #include "app/base/settings.h"
 #include "app/base/sounds.h"
+#include "app/base/theme.h"
 #include "board/dragdrop.h"
 #include "board/siteboard.h"
 #include "board/viewport.h"
@@ -106,6 +107,7 @@ void TestPresses::initTestCase()
         QSKIP("needs the private site network (run through tests/netns-run)");
     testsupport::isolateConfig();
     QVERIFY(m_dir.isValid());
+    qApp->setStyleSheet(theme::styleSheet()); // as the program runs
     // The window's poll log, read back by the running-step test (the path is read once).
     qputenv("KESTRO_POLL_LOG", m_dir.filePath(u"poll.log"_s).toLocal8Bit());
     // The updater's daily check goes nowhere.
