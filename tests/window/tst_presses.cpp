@@ -41,6 +41,7 @@
 #include <QTest>
 #include <QToolButton>
 
+#include <functional>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -77,6 +78,8 @@ private slots:
     void sliderSendsItsScaledValue();
     void viewStepStaysInTheWindow();
     void toolMenuInOrder();
+    void toolEntriesOpenTheirBoxes_data();
+    void toolEntriesOpenTheirBoxes();
     void dailyLogIsAPress();
     void typingSurvivesRebuilds();
     void staleScreenIsMarked();
@@ -389,6 +392,45 @@ void TestPresses::toolMenuInOrder()
         if (!a->isSeparator())
             shown << a->text();
     QCOMPARE(shown, expected);
+}
+
+// Each entry, run from the window against the simulated site, opens its own box first (every box
+// after it is closed too, so that no tool waits for a person).
+void TestPresses::toolEntriesOpenTheirBoxes_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QString>("title");
+    const std::pair<const char *, const char *> rows[] = {
+        {"Site view", "Site view"},
+        {"Stats", "Commissioning stats"},
+        {"Day summary", "Commissioning day summary"},
+        {"Report", "Commissioning report"},
+        {"Explain a fault", "What does this fault mean?"},
+        {"Appearance...", "Appearance"},
+        {"Change site passcode...", "Change site passcode"},
+        {"Phone access", "Phone access"},
+        {"IO module templates", "IO module templates"},
+    };
+    for (const auto &[entry, title] : rows)
+        QTest::newRow(entry) << QString::fromUtf8(entry) << QString::fromUtf8(title);
+}
+
+void TestPresses::toolEntriesOpenTheirBoxes()
+{
+    QFETCH(QString, entry);
+    QFETCH(QString, title);
+    signInTo(kUnit1);
+    QStringList titles;
+    std::function<void(QDialog *)> closeAll = [&titles, &closeAll](QDialog *box) {
+        titles << box->windowTitle();
+        app::setNextAnswer(closeAll);
+        box->reject();
+    };
+    app::setNextAnswer(closeAll);
+    m_window->runTool(entry);
+    app::setNextAnswer({});
+    QVERIFY2(!titles.isEmpty(), qPrintable(entry));
+    QCOMPARE(titles.first(), title);
 }
 
 void TestPresses::dailyLogIsAPress()
