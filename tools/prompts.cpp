@@ -8,6 +8,7 @@
 #include <QInputDialog>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QSaveFile>
 
 namespace tools {
@@ -36,6 +37,9 @@ std::optional<QString> askText(QWidget *parent, const QString &title, const QStr
         label->setWordWrap(true);
         label->setMinimumWidth(420);
     }
+    // A few sentences read best wrapped at the box's width, as they will be in the report.
+    if (auto *edit = box->findChild<QPlainTextEdit *>())
+        edit->setLineWrapMode(QPlainTextEdit::WidgetWidth);
     if (run(box) != QDialog::Accepted)
         return std::nullopt;
     return box->textValue(); // deleted later, from the event loop
