@@ -206,7 +206,9 @@ protected:
 
         painter.setFont(theme::uiFont(9, true));
         painter.setPen(p.muted);
-        painter.drawText(QRectF(0, railY - 10, kLabelWidth, 20), Qt::AlignLeft | Qt::AlignVCenter, m_label);
+        QTextOption wrapped(Qt::AlignLeft | Qt::AlignVCenter);
+        wrapped.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        painter.drawText(QRectF(0, 0, kLabelWidth, height()), m_label, wrapped);
         painter.setPen(QPen(p.edge, 4, Qt::SolidLine, Qt::RoundCap));
         painter.drawLine(QPointF(left, railY), QPointF(right, railY));
         painter.setFont(theme::uiFont(8));
@@ -292,12 +294,9 @@ void SiteBoard::build(const QJsonObject &payload)
         auto *line = new QHBoxLayout(row.row);
         line->setContentsMargins(0, 0, 0, 0);
         line->setSpacing(6);
-        row.label = new QLabel(row.row);
-        row.label->setTextFormat(Qt::PlainText);
-        row.label->setWordWrap(true);
+        // The unit's words whole: wrapped, and a word wider than the column broken, never clipped.
+        row.label = prims::textLabel(QString(), 9, p.muted, true, false, row.row);
         row.label->setFixedWidth(kLabelWidth);
-        row.label->setFont(theme::uiFont(9, true));
-        row.label->setStyleSheet(u"color:%1;"_s.arg(p.muted.name()));
         line->addWidget(row.label);
         auto *grid = new QGridLayout;
         grid->setSpacing(6);
