@@ -3,6 +3,7 @@
 #include "app/base/modal.h"
 #include "app/base/theme.h"
 
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QHostAddress>
 #include <QInputDialog>
@@ -118,6 +119,7 @@ Sidebar::Sidebar(QWidget *parent)
 
     m_list = new QListWidget(this);
     m_list->setObjectName(u"unitList"_s);
+    m_list->viewport()->installEventFilter(this);
     m_list->setFrameShape(QFrame::NoFrame);
     m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
@@ -304,6 +306,30 @@ void Sidebar::setTools(const QStringList &names)
     m_tools->setVisible(!names.isEmpty());
 }
 
+// Each row as tall as its texts need at the list's width (a long name wraps); again whenever
+// that width changes.
+void Sidebar::fitRows()
+{
+    // The style's item margins take a few pixels on each side of the row, so the row is measured
+    // that much narrower and its item made that much taller: a row one line short clips its name.
+    constexpr int kItemMargins = 4;
+    const int viewport = m_list->viewport()->width() > 1 ? m_list->viewport()->width() : kWidth - 30;
+    const int width = std::max(1, viewport - kItemMargins);
+    for (int i = 0; i < m_list->count(); ++i) {
+        QListWidgetItem *item = m_list->item(i);
+        if (const QWidget *row = m_list->itemWidget(item))
+            item->setSizeHint(QSize(viewport, kItemMargins + (row->hasHeightForWidth() ? row->heightForWidth(width)
+                                                                                       : row->sizeHint().height())));
+    }
+}
+
+bool Sidebar::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_list->viewport() && event->type() == QEvent::Resize)
+        fitRows();
+    return QWidget::eventFilter(watched, event);
+}
+
 QString Sidebar::passcode() const
 {
     return m_entered;
@@ -339,9 +365,10 @@ QWidget *Sidebar::rowWidget(const units::Unit &unit) const
     texts->setSpacing(0);
     auto *name = label(unit.name.isEmpty() ? unit.ip : unit.name, theme::uiFont(10, true), p.ink, row);
     name->setObjectName(u"unitName"_s);
-    // A long name gives way to the pill, which is the news.
+    // A long name gives way to the pill, which is the news: it wraps onto more lines, whole.
     name->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     name->setMinimumWidth(60);
+    name->setWordWrap(true);
     texts->addWidget(name);
     auto *address = label(u"%1:%2"_s.arg(unit.ip).arg(unit.port), theme::uiFont(8), p.dim, row);
     address->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -379,11 +406,11 @@ void Sidebar::rebuildRows()
         auto *item = new QListWidgetItem(m_list);
         item->setData(kKeyRole, unit.key());
         QWidget *row = rowWidget(unit);
-        item->setSizeHint(QSize(kWidth - 30, row->sizeHint().height()));
         m_list->setItemWidget(item, row);
         if (unit.key() == m_current)
             m_list->setCurrentItem(item);
     }
+    fitRows();
     m_remove->setEnabled(m_list->currentItem() != nullptr);
     applyFilter();
     m_list->verticalScrollBar()->setValue(scroll);

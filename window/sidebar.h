@@ -72,6 +72,8 @@ signals:
 private:
     void applySheets();
     void rebuildRows();
+    void fitRows();
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void updatePill(const QString &key);
     void applyFilter();
     void updateFooter();

@@ -39,6 +39,7 @@ private slots:
     void typeColours_data();
     void typeColours();
     void listSearchAndFooter();
+    void longNameShownWhole();
     void passcodeAndChoice();
     void splashTexts();
     void chromeShowsTheBundleUnits();
@@ -145,6 +146,22 @@ void TestSidebar::listSearchAndFooter()
     QVERIFY(empty->isVisible());
     search->clear();
     QVERIFY(list->isVisible());
+}
+
+void TestSidebar::longNameShownWhole()
+{
+    window::Sidebar bar;
+    units::Unit u = unitWith(R"({"app":"x"})");
+    u.name = u"aisle-B-north-lift-shuttle-with-a-long-name"_s;
+    bar.setUnits({u});
+    testsupport::layOut(&bar, 320, 700);
+    QLabel *name = bar.findChild<QLabel *>(u"unitName"_s);
+    QVERIFY(name);
+    QCOMPARE(name->text(), u.name);
+    QTRY_VERIFY2(name->height() >= name->heightForWidth(name->width()), "the name is clipped");
+    QVERIFY2(name->wordWrap() || name->width() >= name->sizeHint().width(), "the name is cut at the side");
+    const QListWidget *list = bar.findChild<QListWidget *>(u"unitList"_s);
+    QVERIFY(list->visualItemRect(list->item(0)).contains(name->parentWidget()->geometry()));
 }
 
 void TestSidebar::passcodeAndChoice()
