@@ -2,6 +2,7 @@
 
 #include "app/base/theme.h"
 #include "app/base/version.h"
+#include "prims/json.h"
 #include "tools/dialogs.h"
 #include "tools/prompts.h"
 #include "tools/technician.h"
@@ -22,6 +23,7 @@ namespace tools {
 namespace {
 
 constexpr int kWaitMs = 6000;
+constexpr int kMaxStages = 256; // a unit lists its steps; more than this is no real unit
 
 } // namespace
 
@@ -56,22 +58,22 @@ QString daySummaryText(const QList<units::Unit> &units, const DayFetch &fetch, c
     for (const units::Unit &unit : units) {
         const QJsonObject state = fetch(unit, u"/api/state"_s);
         ++summarised;
-        for (const QJsonValue &stage : state.value("stages"_L1).toArray()) {
-            if (stage.toObject().value("completed_at"_L1).toString().startsWith(today))
+        for (const QJsonValue &stage : prims::readArray(state, "stages"_L1, kMaxStages)) {
+            if (prims::readText(stage.toObject(), "completed_at"_L1).startsWith(today))
                 ++stepsToday;
         }
-        if (state.value("commissioned"_L1).toBool(false))
+        if (prims::readTrue(state, "commissioned"_L1))
             ++commissioned;
         lines << u"%1  (%2)"_s.arg(unitLabel(unit), unit.key());
 
-        const QString text = fetch(unit, u"/api/day/summary"_s).value("text"_L1).toString();
+        const QString text = prims::readText(fetch(unit, u"/api/day/summary"_s), "text"_L1);
         if (!text.isEmpty()) {
             for (const QString &piece : text.split(u'\n'))
                 lines << u"  "_s + piece;
         } else {
             lines << u"  Progress        %1 of %2 steps"_s.arg(state.value("completed_count"_L1).toInt(0))
                          .arg(state.value("total_count"_L1).toInt(0));
-            if (const QString notes = state.value("notes"_L1).toString(); !notes.isEmpty())
+            if (const QString notes = prims::readText(state, "notes"_L1); !notes.isEmpty())
                 lines << u"  Notes on this unit"_s << notes;
         }
         lines << QString();

@@ -1,6 +1,7 @@
 #include "tools/report.h"
 
 #include "app/base/theme.h"
+#include "prims/json.h"
 #include "tools/dialogs.h"
 #include "tools/prompts.h"
 #include "tools/technician.h"
@@ -103,9 +104,9 @@ void reportCentre(QWidget *parent, units::Api &api, const QString &unitLabel)
 
     const units::Api::Reply state = units::waitFor(api, u"/api/state"_s, kStateWaitMs);
     const QJsonObject day = state.ok ? state.json.value("day"_L1).toObject() : QJsonObject();
-    const bool open = day.value("open"_L1).toBool(false);
+    const bool open = prims::readTrue(day, "open"_L1);
     layout->addWidget(makeLabel(
-        open ? u"Report OPEN since %1 by %2"_s.arg(day.value("started"_L1).toString(), day.value("who"_L1).toString())
+        open ? u"Report OPEN since %1 by %2"_s.arg(prims::readText(day, "started"_L1), prims::readText(day, "who"_L1))
              : u"No report started on this unit."_s,
         10, pal.muted));
 

@@ -1,6 +1,7 @@
 #include "tools/siteview.h"
 
 #include "app/base/theme.h"
+#include "prims/json.h"
 #include "tools/dialogs.h"
 
 #include <QBoxLayout>
@@ -30,8 +31,8 @@ struct Reported
 
 Reported reported(const QJsonObject &state)
 {
-    return {state.value("commissioned"_L1).toBool(false), state.value("completed_count"_L1).toInt(0),
-            state.value("total_count"_L1).toInt(0), state.value("activity_detail"_L1).toString()};
+    return {prims::readTrue(state, "commissioned"_L1), state.value("completed_count"_L1).toInt(0),
+            state.value("total_count"_L1).toInt(0), prims::readText(state, "activity_detail"_L1)};
 }
 
 // The site's sums wrap as 32-bit signed integers do, the way the units count them.
@@ -134,7 +135,7 @@ void showStats(QWidget *parent, const QList<units::Unit> &units)
     QStringList products;
     QHash<QString, qint32> counts;
     for (const QJsonValue &entry : finished) {
-        const QString product = entry.toObject().value("product"_L1).toString();
+        const QString product = prims::readText(entry.toObject(), "product"_L1);
         if (!counts.contains(product))
             products << product;
         ++counts[product];
@@ -159,9 +160,9 @@ void showStats(QWidget *parent, const QList<units::Unit> &units)
         layout->addWidget(makeLabel(u"   none yet"_s, 9, pal.dim));
     for (qsizetype i = std::max<qsizetype>(0, finished.size() - 6); i < finished.size(); ++i) {
         const QJsonObject entry = finished.at(i).toObject();
-        layout->addWidget(makeLabel(u"   %1  -  %2 steps  -  %3"_s.arg(entry.value("host"_L1).toString(),
+        layout->addWidget(makeLabel(u"   %1  -  %2 steps  -  %3"_s.arg(prims::readText(entry, "host"_L1),
                                                                        QString::number(entry.value("steps"_L1).toInt()),
-                                                                       entry.value("at"_L1).toString()),
+                                                                       prims::readText(entry, "at"_L1)),
                                     9, pal.muted));
     }
 
