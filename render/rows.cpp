@@ -63,32 +63,37 @@ struct StripCell
     QString note;
 };
 
+// A cell's state, the tone it is drawn in and the tag over its label; any other state is a step
+// still to come ("idle", "STEP n").
+struct StateLook
+{
+    QLatin1StringView state;
+    const char16_t *tone;
+    const char16_t *tag;
+};
+constexpr StateLook kStateLooks[] = {
+    {"done"_L1, u"ok", u"DONE"},    {"now"_L1, u"accent", u"NOW"},       {"error"_L1, u"error", u"PROBLEM"},
+    {"warn"_L1, u"warn", u"CHECK"}, {"skipped"_L1, u"idle", u"SKIPPED"},
+};
+
+const StateLook *lookOf(const QString &state)
+{
+    for (const StateLook &look : kStateLooks)
+        if (state == look.state)
+            return &look;
+    return nullptr;
+}
+
 QString stateTone(const QString &state)
 {
-    if (state == "done"_L1)
-        return u"ok"_s;
-    if (state == "now"_L1)
-        return u"accent"_s;
-    if (state == "error"_L1)
-        return u"error"_s;
-    if (state == "warn"_L1)
-        return u"warn"_s;
-    return u"idle"_s;
+    const StateLook *look = lookOf(state);
+    return look ? QString::fromUtf16(look->tone) : u"idle"_s;
 }
 
 QString stateTag(const QString &state, int position)
 {
-    if (state == "done"_L1)
-        return u"DONE"_s;
-    if (state == "now"_L1)
-        return u"NOW"_s;
-    if (state == "error"_L1)
-        return u"PROBLEM"_s;
-    if (state == "warn"_L1)
-        return u"CHECK"_s;
-    if (state == "skipped"_L1)
-        return u"SKIPPED"_s;
-    return u"STEP %1"_s.arg(position);
+    const StateLook *look = lookOf(state);
+    return look ? QString::fromUtf16(look->tag) : u"STEP %1"_s.arg(position);
 }
 
 } // namespace

@@ -270,14 +270,7 @@ void Window::selectUnit(const QString &key)
                                                               u->online() ? u"online"_s : u"not-seen-by-discovery"_s,
                                                               u->tls ? u"https"_s : u"http"_s));
     m_sidebar->setCurrent(key);
-    m_sourceCache.clear();
-    // Edits, the viewed step and the stale mark belong to the screen of the unit left.
-    m_edits.clear();
-    m_viewedStep.clear();
-    clearStale();
-    m_lastApplied = {};
-    m_lastAnswer = {};
-    m_viewport->setScreen(nullptr);
+    forgetScreen();
     m_placeholderTitle->setText(u->name.isEmpty() ? u->ip : u->name);
     m_placeholderText->setText(u"Its screen shows here once this machine is signed in and the unit answers."_s);
     m_stack->setCurrentWidget(m_placeholder);
@@ -290,13 +283,10 @@ void Window::selectUnit(const QString &key)
     refresh();
 }
 
-void Window::deselect()
+// What belongs to the screen of the unit left: its sources, edits, viewed step, stale mark and the
+// drawn screen itself.
+void Window::forgetScreen()
 {
-    ++m_generation;
-    m_selected.clear();
-    m_pollInFlight = false;
-    m_api->setUnit(QString(), 8090, true);
-    m_sidebar->setCurrent(QString());
     m_sourceCache.clear();
     // Edits, the viewed step and the stale mark belong to the screen of the unit left.
     m_edits.clear();
@@ -305,6 +295,16 @@ void Window::deselect()
     m_lastApplied = {};
     m_lastAnswer = {};
     m_viewport->setScreen(nullptr);
+}
+
+void Window::deselect()
+{
+    ++m_generation;
+    m_selected.clear();
+    m_pollInFlight = false;
+    m_api->setUnit(QString(), 8090, true);
+    m_sidebar->setCurrent(QString());
+    forgetScreen();
     m_heading->setText(u"Select a unit"_s);
     m_badge->hide();
     m_placeholderTitle->setText(QString());

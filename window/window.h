@@ -136,6 +136,7 @@ public:
     int rebuildCount() const { return m_rebuilds; }
 
 private:
+    void forgetScreen();
     // window.cpp
     void buildChrome();
     void updateHeading(const QJsonObject &answer);

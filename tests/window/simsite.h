@@ -19,6 +19,13 @@
 
 namespace simsite {
 
+// The simulated units' keys on the site network, and a wait generous enough for a shared machine
+// (nothing here is timed).
+inline const QString kUnit1 = QStringLiteral("10.77.0.21:8090");
+inline const QString kUnit2 = QStringLiteral("10.77.0.22:8090");
+inline const QString kUnit3 = QStringLiteral("10.77.0.23:8090");
+inline constexpr int kWait = 20000;
+
 // Starts the simulator with `arguments` and waits for its "ready" line; empty when it is up,
 // else what it printed.
 inline QByteArray start(QProcess &sim, const QStringList &arguments)

@@ -50,12 +50,12 @@ namespace {
 
 const QString kPasscode = u"press-pass-e2e"_s;
 const QString kWifiKey = u"wifi-key-5531-never-stored"_s;
-const QString kUnit1 = u"10.77.0.21:8090"_s;
-const QString kUnit2 = u"10.77.0.22:8090"_s;
 constexpr int kControlPort = 8098;
-constexpr int kWait = 20000; // generous: the machine is shared; nothing here is timed
 
 using simsite::countLog;
+using simsite::kUnit1;
+using simsite::kUnit2;
+using simsite::kWait;
 using simsite::logLines;
 
 } // namespace

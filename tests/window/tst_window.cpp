@@ -33,13 +33,13 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString kPasscode = u"site-pass-e2e"_s;
-const QString kUnit1 = u"10.77.0.21:8090"_s;
-const QString kUnit2 = u"10.77.0.22:8090"_s;
-const QString kUnit3 = u"10.77.0.23:8090"_s;
 constexpr int kControlPort = 8099;
-constexpr int kWait = 20000; // generous: the machine is shared; nothing here is timed
 
 using simsite::countLog;
+using simsite::kUnit1;
+using simsite::kUnit2;
+using simsite::kUnit3;
+using simsite::kWait;
 using simsite::logLines;
 
 } // namespace
