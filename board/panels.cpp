@@ -112,6 +112,9 @@ bool redraw(QWidget *old, const QJsonObject &payload, const render::Actions &act
     delete item;
     if (box && at >= 0)
         box->setStretch(at, stretch);
+    // Shown now: a layout shows a new child from the event loop, after a first pass that lays the
+    // section out without it and moves everything else of the section twice.
+    fresh->show();
     retire(old);
     return true;
 }
