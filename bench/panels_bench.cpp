@@ -13,6 +13,8 @@
 #include "board/siteboard.h"
 #include "render/screen.h"
 
+#include "app/base/theme.h"
+
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -105,6 +107,10 @@ int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    // As the program runs: under the theme's application style sheet (KESTRO_BENCH_NO_SHEET=1
+    // measures without it).
+    if (!qEnvironmentVariableIsSet("KESTRO_BENCH_NO_SHEET"))
+        app.setStyleSheet(theme::styleSheet());
     board::install();
     const int rounds = argc > 1 ? std::max(1, atoi(argv[1])) : 31;
 

@@ -57,7 +57,7 @@ QWidget *diagram(const QJsonObject &element, const QString &source, const QJsonO
 {
     auto *viewport = new board::Viewport(parent);
     viewport->setNested(true);
-    viewport->setScreen(board::siteBoard(payload, actions, nullptr));
+    viewport->setScreen(board::siteBoard(payload, actions, viewport->screenHost()));
     if (const int min = prims::readInt(element, "min_height"_L1, 0, 0, kMaxMinHeight); min > 0)
         viewport->setMinimumHeight(min);
     viewport->setProperty("panelSource", source);
@@ -80,7 +80,7 @@ bool updateDiagram(board::Viewport *viewport, const QJsonObject &payload, const 
     qCDebug(lcInput, "board update: %s", inPlace ? "in place" : "REBUILT (the drawing's shape changed)");
     if (inPlace)
         return true;
-    QWidget *fresh = board::siteBoard(payload, actions, nullptr);
+    QWidget *fresh = board::siteBoard(payload, actions, viewport->screenHost());
     viewport->setScreen(fresh);
     if (viewport->screen() == fresh)
         return true;
@@ -112,6 +112,9 @@ bool redraw(QWidget *old, const QJsonObject &payload, const render::Actions &act
     delete item;
     if (box && at >= 0)
         box->setStretch(at, stretch);
+    // Shown now: a layout shows a new child from the event loop, after a first pass that lays the
+    // section out without it and moves everything else of the section twice.
+    fresh->show();
     retire(old);
     return true;
 }

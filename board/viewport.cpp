@@ -181,6 +181,8 @@ Viewport::Viewport(QWidget *parent)
     : QWidget(parent)
     , m_scene(new QGraphicsScene(this))
     , m_page(new QScrollArea)
+    , m_host(new QWidget)
+    , m_hostBox(new QVBoxLayout(m_host))
 {
     setObjectName(u"viewport"_s);
     m_view = new BoardView(this, m_scene);
@@ -198,6 +200,12 @@ Viewport::Viewport(QWidget *parent)
     m_page->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_page->setAttribute(Qt::WA_TranslucentBackground);
     m_page->viewport()->setAutoFillBackground(false);
+    // The page holds one host for good, and screens come and go inside it: a screen is built
+    // in its place and an old one is dropped there, so no tree is ever moved between parents.
+    m_host->setObjectName(u"screenHost"_s);
+    m_hostBox->setContentsMargins(0, 0, 0, 0);
+    m_hostBox->setSpacing(0);
+    m_page->setWidget(m_host);
     m_proxy = m_scene->addWidget(m_page);
 
     m_slider = new QSlider(Qt::Horizontal, this);
@@ -245,16 +253,19 @@ QGraphicsView *Viewport::view() const
 
 void Viewport::setScreen(QWidget *screen)
 {
-    if (QWidget *old = m_page->takeWidget()) {
+    if (QWidget *old = m_screen; old && old != screen) {
         old->hide();
+        m_hostBox->removeWidget(old);
         old->removeEventFilter(this);
         old->deleteLater();
     }
     m_screen = screen;
     if (screen) {
         keepPageClear();
-        m_page->setWidget(screen);
-        screen->setAutoFillBackground(false); // the page shows through, as the view does
+        m_hostBox->addWidget(screen, 1);
+        if (!m_remembered.pending)
+            m_page->verticalScrollBar()->setValue(0); // a new screen starts at its top
+        screen->setAutoFillBackground(false);         // the page shows through, as the view does
         screen->show();
         screen->installEventFilter(this);
     }

@@ -18,6 +18,7 @@ class QLabel;
 class QPushButton;
 class QScrollArea;
 class QSlider;
+class QVBoxLayout;
 
 namespace board {
 
@@ -36,6 +37,10 @@ public:
     // loop, never while one of its own events is being handled.
     void setScreen(QWidget *screen);
     QWidget *screen() const { return m_screen; }
+    // The parent to build the next screen in. A screen built there joins the page as it is;
+    // one built elsewhere is moved in, and under a style sheet moving a tree restyles every
+    // widget of it.
+    QWidget *screenHost() const { return m_host; }
 
     // Saves the scroll position and zoom before a rebuild; the next screen restores them once
     // it has been laid out.
@@ -81,6 +86,8 @@ private:
     QGraphicsScene *m_scene;
     QGraphicsProxyWidget *m_proxy = nullptr;
     QScrollArea *m_page;
+    QWidget *m_host;
+    QVBoxLayout *m_hostBox;
     QPointer<QWidget> m_screen;
     QSlider *m_slider;
     QLabel *m_percent;

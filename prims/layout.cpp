@@ -80,7 +80,10 @@ Qt::Alignment crossAlignment(const QString &align, bool row)
 void setGrows(QWidget *child, bool grows)
 {
     const QSizePolicy::Policy keep = child->hasHeightForWidth() ? QSizePolicy::Preferred : QSizePolicy::Maximum;
-    child->setSizePolicy(child->sizePolicy().horizontalPolicy(), grows ? QSizePolicy::Expanding : keep);
+    // Only the vertical policy changes: a wrapping label's height-for-width flag stays.
+    QSizePolicy policy = child->sizePolicy();
+    policy.setVerticalPolicy(grows ? QSizePolicy::Expanding : keep);
+    child->setSizePolicy(policy);
 }
 
 int childWeight(const QJsonArray &weights, qsizetype index, int defaultWeight)

@@ -131,6 +131,20 @@ void TextLabel::setTextColor(const QColor &color)
     update();
 }
 
+void TextLabel::setCaption(const QString &caption, const QFont &font, const QColor &color, int width, int gap)
+{
+    m_caption.text = caption;
+    m_caption.color = color;
+    m_caption.layout.setText(shownText(caption));
+    m_caption.layout.setFont(font);
+    m_caption.layout.setCacheEnabled(true);
+    m_caption.height = boundingSize(m_caption.layout, width, QTextOption::WrapAtWordBoundaryOrAnywhere).height();
+    // Not in the contents margins: a style sheet sets those when it polishes the label.
+    m_caption.room = std::max(0, width) + std::max(0, gap);
+    m_hints.valid = false;
+    updateGeometry();
+}
+
 QColor TextLabel::textColor() const
 {
     return m_color.isValid() ? m_color : palette().color(foregroundRole());
@@ -190,7 +204,7 @@ QSize TextLabel::extras() const
         if (align & (Qt::AlignTop | Qt::AlignBottom))
             v += m;
     }
-    return {h + cm.left() + cm.right(), v + cm.top() + cm.bottom()};
+    return {h + cm.left() + cm.right() + m_caption.room, v + cm.top() + cm.bottom()};
 }
 
 QSize TextLabel::sizeForWidth(int width, bool wrap) const
@@ -212,7 +226,9 @@ QSize TextLabel::sizeForWidth(int width, bool wrap) const
         box = measure(width / 2, mode);
     if (tryWidth && box.height() < 2 * fm.lineSpacing() && box.width() > width / 4)
         box = measure(width / 4, mode);
-    return (box + extra).expandedTo(minimumSize());
+    box = (box + extra).expandedTo(minimumSize());
+    box.setHeight(std::max(box.height(), m_caption.height));
+    return box;
 }
 
 const TextLabel::Hints &TextLabel::hints() const
@@ -230,6 +246,8 @@ const TextLabel::Hints &TextLabel::hints() const
         // QLabel's room for a character, so that an empty label keeps its place in a row.
         const QFontMetrics fm = fontMetrics();
         h.hint = h.minimum = (QSize(fm.averageCharWidth(), fm.lineSpacing()) + extras()).expandedTo(minimumSize());
+        h.hint.setHeight(std::max(h.hint.height(), m_caption.height));
+        h.minimum = h.hint;
         m_hints = h;
         return m_hints;
     }
@@ -260,7 +278,7 @@ int TextLabel::heightForWidth(int width) const
 {
     const Hints &h = hints();
     if (h.text.isEmpty())
-        return -1; // as QLabel: nothing to wrap
+        return m_caption.text.isEmpty() ? -1 : h.hint.height(); // as QLabel: nothing to wrap
     if (h.hfwWidth != width) {
         m_hints.hfwWidth = width;
         m_hints.hfwHeight = sizeForWidth(width, h.wrap).height();
@@ -287,7 +305,7 @@ bool TextLabel::event(QEvent *event)
 
 QRect TextLabel::documentRect() const
 {
-    QRect r = contentsRect().adjusted(margin(), margin(), -margin(), -margin());
+    QRect r = contentsRect().adjusted(margin() + m_caption.room, margin(), -margin(), -margin());
     const Qt::Alignment align = QStyle::visualAlignment(layoutDirection(), alignment());
     int m = indent();
     if (m < 0 && frameWidth())
@@ -351,6 +369,10 @@ void TextLabel::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     drawFrame(&painter);
+    if (!m_caption.text.isEmpty()) {
+        painter.setPen(QPen(m_caption.color, 1));
+        m_caption.layout.draw(&painter, contentsRect().topLeft());
+    }
     if (text().isEmpty())
         return;
     const QPointF origin = layOutForPaint();

@@ -32,6 +32,12 @@ public:
     void setTextColor(const QColor &color);
     QColor textColor() const;
 
+    // A caption in a column of its own at the left, as a form's label beside its value, so that a
+    // pair is one widget rather than a row of two: drawn in `font` and `color`, wrapped within
+    // `width`, `gap` pixels before the text. The caption is shown, not selected.
+    void setCaption(const QString &caption, const QFont &font, const QColor &color, int width, int gap);
+    QString caption() const { return m_caption.text; }
+
     // Selects `length` characters from `start` (clamped to the text).
     void select(int start, int length);
     // The selected characters of text(), as the unit sent them.
@@ -101,6 +107,14 @@ private:
     QPointF m_origin;
     bool m_clip = false;
     QColor m_color;
+    struct Caption
+    {
+        QString text;
+        QColor color;
+        int height = 0; // laid out once: its width and font are its own
+        int room = 0;   // its column and the gap, before the text
+        QTextLayout layout;
+    } m_caption;
 };
 
 } // namespace prims

@@ -41,22 +41,17 @@ QWidget *text(const QJsonObject &el, const Actions &, int, QWidget *parent)
 
 QWidget *fact(const QJsonObject &el, const Actions &, int, QWidget *parent)
 {
-    auto *row = new QWidget(parent);
-    auto *box = new QHBoxLayout(row);
-    box->setContentsMargins(0, 0, 0, 0);
-    box->setSpacing(10);
-    QLabel *label = prims::textLabel(prims::readText(el, "label"_L1), 10, theme::palette().muted, false, false, row);
-    label->setFixedWidth(150);
-    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    box->addWidget(label, 0, Qt::AlignTop);
+    // One widget for the pair: the value's label, with the name painted in a column of 150
+    // pixels at its left. A screen holds many facts, and every widget costs its share of each
+    // rebuild. Both sit at the top; a wrapped value or name keeps every line.
     const QString tone = prims::readName(el, "tone"_L1, u"body"_s);
-    box->addWidget(
-        prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true, false, row), 1,
-        Qt::AlignTop);
-    // Extra height from a growing parent goes below the pair (both sit at the top), never between
-    // label and value; a wrapped value keeps every line.
-    prims::setGrows(row, false);
-    return row;
+    prims::TextLabel *value =
+        prims::textLabel(prims::valueText(el.value("value"_L1)), 10, theme::toneColor(tone), true, false, parent);
+    value->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    value->setCaption(prims::readText(el, "label"_L1), theme::uiFont(10, false), theme::palette().muted, 150, 10);
+    value->setObjectName(u"fact"_s);
+    prims::setGrows(value, false);
+    return value;
 }
 
 QWidget *chips(const QJsonObject &el, const Actions &, int, QWidget *parent)

@@ -357,7 +357,7 @@ void Window::rebuild(const QJsonObject &answer)
         m_viewport->remember();
         quietFields(m_viewport->screen());
     }
-    QWidget *screen = render::screen(answer.value("screen"_L1).toObject(), actions(), nullptr);
+    QWidget *screen = render::screen(answer.value("screen"_L1).toObject(), actions(), m_viewport->screenHost());
     if (screen)
         render::watchFields(screen, [this](const QString &id, const QJsonValue &value) { fieldEdited(id, value); });
     m_viewport->setScreen(screen);

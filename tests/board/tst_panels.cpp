@@ -172,17 +172,24 @@ private slots:
         QVERIFY(!panel->isHidden());
     }
 
-    // A rebuilt panel takes the old one's place and stretch; the old one is hidden, then deleted.
+    // A rebuilt panel takes the old one's place and stretch, shown at once (so that the column is
+    // not laid out once without it, moving everything else twice); the old one is hidden, then
+    // deleted.
     void replacementKeepsPlaceAndStretch()
     {
         Column column;
         column.box->addWidget(new QLabel(u"above"_s, &column.widget));
         QPointer<QWidget> old = column.add(progressPanel(u"/p"_s, steps(1, 4)), 3);
-        column.box->addWidget(new QLabel(u"below"_s, &column.widget), 1);
+        auto *below = new QLabel(u"below"_s, &column.widget);
+        column.box->addWidget(below, 1);
         testsupport::layOut(&column.widget, 600, 400);
+        const QRect belowAt = below->geometry();
         QVERIFY(panels::updateInPlace(&column.widget, u"/p"_s, steps(3, 4), {}));
         QWidget *fresh = column.box->itemAt(1)->widget();
         QVERIFY(fresh != old);
+        QVERIFY(fresh->isVisible());
+        column.box->activate();
+        QCOMPARE(below->geometry(), belowAt);
         QCOMPARE(column.box->stretch(1), 3);
         QCOMPARE(column.box->count(), 3);
         QCOMPARE(headlineOf(fresh), u"Step 3 of 4"_s);

@@ -134,7 +134,7 @@ void TestViewport::pressBecomesPanPastEightPixels()
     view->horizontalScrollBar()->setValue(30);
     const int hBefore = view->horizontalScrollBar()->value();
     const QPoint buttonAt = view->mapFromScene(
-        QPointF(button->mapTo(f.viewport->screen()->parentWidget()->parentWidget(), button->rect().center())));
+        QPointF(button->mapTo(f.viewport->findChild<QScrollArea *>(u"screenPage"_s), button->rect().center())));
     const QPoint at = onButton ? buttonAt : QPoint(target->width() - 20, target->height() - 20);
     QCOMPARE(f.viewport->classify(at), onButton ? 1 : 0);
 

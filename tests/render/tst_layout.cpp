@@ -1,6 +1,7 @@
 // Layouts where screens put them: wrapping rows and reflowing rows in a section, a group, a
 // dialog, a tab page and beside a growing item, at widths a narrow window gives them.
 
+#include "app/base/theme.h"
 #include "prims/painted.h"
 #include "prims/textlabel.h"
 #include "render/screen.h"
@@ -105,6 +106,34 @@ private slots:
             for (qsizetype j = i + 1; j < items.size(); ++j)
                 QVERIFY(!item->geometry().intersects(items.at(j)->geometry()));
         }
+    }
+
+    // A fact is one widget: its name wraps whole in its own column, its value beside it, and the
+    // fact is as tall as the taller of the two, clear of what follows, in every parent.
+    void factsShowNameAndValueWhole_data()
+    {
+        QTest::addColumn<QString>("elements");
+        const QString fact = uR"({"type":"fact","label":"Encoder counts at the far rail end after homing",
+            "value":"12 884 counts measured against rail marks 1 to 4 at creep speed"})"_s;
+        for (const auto &[name, parent] : parents())
+            QTest::addRow("%s", name) << parent.arg(fact, uR"({"type":"text","text":"after"})"_s);
+    }
+    void factsShowNameAndValueWhole()
+    {
+        QFETCH(QString, elements);
+        std::unique_ptr<QWidget> root = screen(elements, 620);
+        const auto *fact = root->findChild<prims::TextLabel *>(u"fact"_s);
+        QVERIFY(fact);
+        QCOMPARE(fact->caption(), u"Encoder counts at the far rail end after homing"_s);
+        const int nameHeight = prims::textSize(theme::uiFont(10), fact->caption(), 150).height();
+        QVERIFY2(nameHeight > 2 * QFontMetrics(theme::uiFont(10)).lineSpacing(), "the name should wrap here");
+        QVERIFY(fact->height() >= nameHeight);
+        QVERIFY(fact->height() >= fact->heightForWidth(fact->width()));
+        const QLabel *after = nullptr;
+        for (const QLabel *l : root->findChildren<QLabel *>())
+            after = l->text() == "after"_L1 ? l : after;
+        QVERIFY(after);
+        QVERIFY(!inRoot(fact, root.get()).intersects(inRoot(after, root.get())));
     }
 
     // A dial or ring as wide as its size asks, whole inside everything that holds it, its
