@@ -54,7 +54,8 @@ class TestPhoneBrowser final : public QObject
         QNetworkReply *reply = method == u"GET"_s      ? m_net.get(req)
                                : method == u"DELETE"_s ? m_net.deleteResource(req)
                                                        : m_net.post(req, QJsonDocument(body).toJson());
-        QTest::qWaitFor([&] { return reply->isFinished(); }, 65000);
+        if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 65000))
+            reply->abort();
         reply->deleteLater();
         return QJsonDocument::fromJson(reply->readAll()).object();
     }
