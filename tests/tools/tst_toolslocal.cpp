@@ -69,8 +69,6 @@ private slots:
 
         QTest::newRow("1.149 is Large") << QJsonValue(1.149) << u"Large  (115%)"_s;
         QTest::newRow("1.2 is none") << QJsonValue(1.2) << QString();
-        QTest::newRow("0.9 is Small") << QJsonValue(0.9) << u"Small  (90%)"_s;
-        QTest::newRow("none stored is Normal") << QJsonValue() << u"Normal  (100%)"_s;
     }
 
     void textScale()
@@ -256,7 +254,7 @@ private slots:
 
     void uninstallNote()
     {
-        Box box;
+        Seen box;
         app::setNextAnswer(readBox(&box));
         tools::uninstallNote(nullptr);
         QCOMPARE(box.title, u"Uninstall"_s);
