@@ -4,7 +4,6 @@
 #include "iotemplates/library.h"
 #include "support/testsupport.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTemporaryDir>
@@ -139,14 +138,10 @@ private slots:
         QVERIFY(
             iotemplates::saveLibrary({valid(u"a.b"_s), builtin, valid(u"d"_s, u"1"_s), valid(u"d"_s, u"2"_s)}, path));
         QCOMPARE(describe(iotemplates::loadLibrary(path)), u"d@1"_s);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"templates\": [ hand edit") > 0);
-        file.close();
+        QVERIFY(testsupport::writeFile(path, "{\"templates\": [ hand edit"));
         QVERIFY(iotemplates::saveLibrary({valid(u"e"_s)}, path));
         QCOMPARE(describe(iotemplates::loadLibrary(path)), u"e@"_s);
-        QFile aside(path + u".bad"_s);
-        QVERIFY(aside.open(QIODevice::ReadOnly));
-        QCOMPARE(aside.readAll(), QByteArray("{\"templates\": [ hand edit"));
+        QCOMPARE(testsupport::readFile(path + u".bad"_s), QByteArray("{\"templates\": [ hand edit"));
     }
 };
 

@@ -127,16 +127,6 @@ inline app::Answer chooseFile(Seen *seen, const QString &path, const QString &sh
     };
 }
 
-// An answer that notes a box's title and text and closes it.
-inline app::Answer readBox(Seen *into)
-{
-    return [into](QDialog *box) {
-        auto *message = qobject_cast<QMessageBox *>(box);
-        *into = {box->windowTitle(), message ? message->text() : QString(), true};
-        box->accept();
-    };
-}
-
 // Unit n (from 1) of the simulated site, as discovery would list it: online, HTTPS, port 8090.
 inline units::Unit siteUnit(int n, bool online = true)
 {

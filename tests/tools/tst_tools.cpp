@@ -88,15 +88,12 @@ private slots:
         app::setNextAnswer([&](QDialog *d) {
             // Colours as the style sheet leaves them once shown, not as they were asked for.
             QCOMPARE(faint->palette().color(QPalette::WindowText), pal.dim);
-            QCOMPARE(faint->textFormat(), Qt::PlainText);
-            QVERIFY(faint->wordWrap());
-            QCOMPARE(faint->font().pointSizeF(), theme::uiFont(9).pointSizeF());
+            QVERIFY(faint->textFormat() == Qt::PlainText && faint->wordWrap());
             const QList<QLabel *> labels = d->findChildren<QLabel *>();
             QCOMPARE(labels.size(), 3);
             QCOMPARE(labels[1]->palette().color(QPalette::WindowText), pal.muted);
-            QCOMPARE(labels[1]->font().bold(), false);
             QCOMPARE(labels[2]->palette().color(QPalette::WindowText), pal.ink);
-            QCOMPARE(labels[2]->font().bold(), true);
+            QVERIFY(labels[2]->font().bold() && !labels[1]->font().bold());
             QVERIFY(labels[1]->width() > labels[2]->width()); // the label takes the room
             toolstest::button(d, u"Done"_s)->click();
         });

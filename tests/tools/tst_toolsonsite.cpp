@@ -124,7 +124,7 @@ private slots:
     void faultLookupWithoutUnit()
     {
         Seen box;
-        app::setNextAnswer(readBox(&box));
+        app::setNextAnswer(clickBox(&box));
         tools::faultLookup(nullptr, m_api, nullptr);
         QCOMPARE(box.title, u"Fault lookup"_s);
         QCOMPARE(box.text, u"Select a unit first."_s);
@@ -157,7 +157,7 @@ private slots:
                           edit->setPlainText(said);
                           prompt->accept();
                       },
-                      readBox(&saved)});
+                      clickBox(&saved)});
         QVERIFY(tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
 
         const QString path = units::configPath(u"problem-report.txt"_s);
@@ -211,7 +211,7 @@ private slots:
                           prompt->findChild<QPlainTextEdit *>()->setPlainText(typed);
                           accept ? prompt->accept() : prompt->reject();
                       },
-                      readBox(&after)});
+                      clickBox(&after)});
         QVERIFY(!tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
         QVERIFY(!QFile::exists(path));
         QCOMPARE(opened, 0);
@@ -252,7 +252,7 @@ private slots:
                           stayedOpen = dialog->isVisible();
                           dialog->reject(); // closed another way: nothing changes
                       },
-                      readBox(&report)});
+                      clickBox(&report)});
         const tools::PasscodeChange change = tools::changePasscode(nullptr, m_api, m_units, current);
         QCOMPARE(shown, status);
         QVERIFY(stayedOpen);
@@ -271,7 +271,7 @@ private slots:
                           // Return in the second field presses the one button.
                           QTest::keyClick(dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s), Qt::Key_Return);
                       },
-                      readBox(&report)});
+                      clickBox(&report)});
         const tools::PasscodeChange change = tools::changePasscode(nullptr, m_api, m_units, kPasscode);
         QCOMPARE(change.passcode, fresh);
         QCOMPARE(change.changed, 1);
