@@ -116,34 +116,6 @@ private slots:
         }
     }
 
-    void quirksOverTime()
-    {
-        sim::Unit unit(config());
-        const QByteArray token = tokenFor(unit);
-        QCOMPARE(unit.configure({{u"churn"_s, true}, {u"poll_ms"_s, 100000}}), QString());
-        const QJsonObject first = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-        const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-        QVERIFY(first.value(u"hb_age"_s) != second.value(u"hb_age"_s));
-        QVERIFY(first.value(u"_panels"_s) != second.value(u"_panels"_s));
-        QCOMPARE(second.value(u"poll_ms"_s).toInt(), 100000);
-
-        // A lock-out without "retry_after", then answers held back or never sent.
-        QCOMPARE(unit.configure({{u"retry_after"_s, false}}), QString());
-        sim::Response r;
-        for (int i = 0; i < 3; ++i)
-            r = unit.handle(request(u"POST"_s, u"/api/login"_s, {{u"password"_s, u"wrong"_s}}));
-        QCOMPARE(r.status, 429);
-        QVERIFY(!bodyOf(r).contains(u"retry_after"_s));
-        QCOMPARE(unit.configure({{u"delay_ms"_s, 1500}}), QString());
-        QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, 1500);
-        QCOMPARE(unit.configure({{u"hang"_s, true}}), QString());
-        QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, -1);
-
-        // A wrong member changes nothing and is named.
-        QCOMPARE(unit.configure({{u"hang"_s, false}, {u"delay_ms"_s, u"soon"_s}}), u"delay_ms"_s);
-        QCOMPARE(unit.describeQuirks().value(u"hang"_s), QJsonValue(true));
-    }
-
     void siteDealsOutUnits()
     {
         const sim::ParsedOptions p =
@@ -169,7 +141,6 @@ private slots:
         QTest::addColumn<QList<int>>("statuses");
 
         QTest::newRow("right") << QStringList{u"right-pass"_s} << QList<int>{200};
-        QTest::newRow("case matters") << QStringList{u"RIGHT-PASS"_s} << QList<int>{401};
         QTest::newRow("locked even with the right one")
             << QStringList{u"a"_s, u"b"_s, u"c"_s, u"right-pass"_s} << QList<int>{401, 401, 429, 429};
         QTest::newRow("success resets the count")
