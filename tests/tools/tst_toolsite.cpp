@@ -32,14 +32,6 @@ const QString kName = u"José Núñez"_s; // reaches the unit percent-encoded as
 const QString kUnit1 = u"10.77.0.21"_s;
 const QString kUnit2 = u"10.77.0.22"_s;
 
-units::Unit record(const QString &name, const QString &ip)
-{
-    units::Unit u;
-    u.name = name;
-    u.ip = ip;
-    return u;
-}
-
 // Times of day vary from run to run; the lines around them do not.
 QStringList withoutTimes(const QStringList &lines)
 {
@@ -59,17 +51,17 @@ class TestToolSite final : public QObject
     testsupport::SimProcess m_sim{QStringLiteral(KESTRO_UNIT_SIM)};
     QTemporaryDir m_dir;
     units::Api m_api;
-    const QList<units::Unit> m_units{record(u"shuttle-01"_s, kUnit1), record(QString(), kUnit2)};
+    const QList<units::Unit> m_units{toolstest::siteUnit(1, false), unnamed(toolstest::siteUnit(2, false))};
+
+    static units::Unit unnamed(units::Unit u)
+    {
+        u.name.clear();
+        return u;
+    }
 
     void signIn(const QString &ip)
     {
-        m_api.setUnit(ip, 8090, true);
-        bool done = false;
-        m_api.login(kPasscode, [&](const units::Api::Reply &r) {
-            QVERIFY2(r.ok, qPrintable(r.error));
-            done = true;
-        });
-        QVERIFY(QTest::qWaitFor([&] { return done; }, 30000));
+        QCOMPARE(toolstest::signIn(m_api, m_units[ip == kUnit1 ? 0 : 1], kPasscode), 200);
     }
     QJsonObject day() { return units::waitFor(m_api, u"/api/state"_s, 6000).json.value("day"_L1).toObject(); }
     QByteArray report()
