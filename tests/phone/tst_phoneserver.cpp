@@ -204,9 +204,9 @@ private slots:
         QCOMPARE(tokenIn(answer).size(), 64);
     }
 
-    // Hostile clients all at once: random bytes, headers past the limit, hundreds of guessed
-    // cookies, guessed passwords, lengths that lie, and a client trickling its request. Nobody is
-    // let in, every answer is a 401 or none, no connection is left behind, and a phone still signs in.
+    // Hostile clients all at once: random bytes, headers past the limit, hundreds of guessed cookies
+    // with a length that lies, and a client trickling its request (the request tests guess passwords).
+    // Nobody is let in, every answer is a 401 or none, no connection is left behind, a phone signs in.
     void hostileClients()
     {
         QRandomGenerator rng(18);
@@ -222,25 +222,18 @@ private slots:
         slow->connectToHost(QHostAddress::LocalHost, m_phone.port());
         for (int i = 0; i < 300; ++i) {
             QByteArray r;
-            switch (i % 5) {
+            switch (i % 3) {
             case 0:
                 r = bytes(int(rng.bounded(2000))) + (i % 2 ? "\r\n\r\n" : "");
                 break;
             case 1:
                 r = "GET / HTTP/1.1\r\nX-Fill: " + QByteArray(16385 + int(rng.bounded(200000)), 'f');
                 break;
-            case 2:
+            default:
                 for (int n = int(rng.bounded(400)); n >= 0; --n)
                     r += "Cookie: sc=" + bytes(64, "0123456789abcdef") + "\r\n";
-                r = "GET / HTTP/1.1\r\n" + r + "\r\n";
-                break;
-            case 3:
-                r = "p=" + bytes(int(rng.bounded(40))).toPercentEncoding() + "&p=%zz+&=";
-                r = "POST / HTTP/1.1\r\nContent-Length: " + QByteArray::number(r.size()) + "\r\n\r\n" + r;
-                break;
-            default:
-                r = "POST / HTTP/1.1\r\nContent-Length: " +
-                    QByteArrayList{"-1", "99999999999999999999", "abc", "9"}.at(i % 4) + "\r\n\r\np=x";
+                r = "POST / HTTP/1.1\r\n" + r + "Content-Length: " + QByteArrayList{"-1", "9", "abc"}.at(i / 3 % 3) +
+                    "\r\n\r\np=x";
             }
             auto *socket = new QTcpSocket(&clients);
             connect(socket, &QTcpSocket::connected, socket, [socket, r] { socket->write(r); });
