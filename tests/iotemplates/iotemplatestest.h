@@ -1,25 +1,12 @@
 #pragma once
-// What the template tests share: whole-file reads and writes, and connect.log's lines.
+// What the template tests share: connect.log's lines.
 
+#include "support/testsupport.h"
 #include "units/diaglog.h"
 
-#include <QFile>
 #include <QStringList>
-#include <QTest>
 
 namespace iotemplatestest {
-
-inline QByteArray readAll(const QString &path)
-{
-    QFile f(path);
-    return !path.isEmpty() && f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-inline void writeAll(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size());
-}
 
 // connect.log's lines without their time stamps.
 inline QStringList logged()

@@ -1,10 +1,9 @@
-// The template library without widgets: the nine validation rules in their order and the merge
-// rule. Files (damaged libraries, the three shapes of an import) go through the dialog's tests.
+// The template library without widgets: the validation rules in their order, the merge rule, and
+// loading and saving. Imports (damaged libraries, the three file shapes) are the dialog's tests.
 
 #include "iotemplates/library.h"
 #include "support/testsupport.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTemporaryDir>
@@ -67,16 +66,10 @@ private slots:
         QTest::newRow("id of 65") << QJsonValue(valid(QString(65, u'a')))
                                   << u"id \"%1\""_s.arg(QString(65, u'a')) + idRule;
         QTest::newRow("id with a dot") << QJsonValue(valid(u"relay.4"_s)) << u"id \"relay.4\""_s + idRule;
-        QTest::newRow("id ending in a line feed")
-            << QJsonValue(valid(u"relay-4\n"_s)) << u"id \"relay-4\n\""_s + idRule;
-        QTest::newRow("id a number") << patched(R"({"id":4})") << u"id \"?\""_s + idRule;
         QTest::newRow("blank name, bad inputs") << patched(R"({"name":" ","inputs":99})") << u"no name"_s;
         QTest::newRow("inputs 65") << patched(R"({"inputs":65})") << inputs;
-        QTest::newRow("inputs 2.5") << patched(R"({"inputs":2.5})") << inputs;
-        QTest::newRow("inputs -1") << patched(R"({"inputs":-1})") << inputs;
         QTest::newRow("inputs \"8\"") << patched(R"({"inputs":"8"})") << inputs;
-        QTest::newRow("no outputs") << patched(R"({"outputs":null})") << u"outputs must be a whole number 0..64"_s;
-        QTest::newRow("connection text") << patched(R"({"connection":"modbus"})") << u"no \"connection\" object"_s;
+        QTest::newRow("outputs 2.5") << patched(R"({"outputs":2.5})") << u"outputs must be a whole number 0..64"_s;
         QTest::newRow("connection type empty")
             << patched(R"({"connection":{"type":""}})") << u"connection.type missing (picontrol, modbus_tcp, ...)"_s;
         QTest::newRow("pinout array") << patched(R"({"pinout":[]})") << u"pinout is not an object"_s;
@@ -104,15 +97,12 @@ private slots:
         QJsonObject builtin = valid(u"a"_s, u"2030-01-01T00:00:00Z"_s);
         builtin.insert("builtin"_L1, true);
 
-        QTest::newRow("nothing") << lib << QJsonArray() << u"0 0 0 0 0"_s << a << QStringList();
         QTest::newRow("new id appended") << lib << QJsonArray{valid(u"b"_s)} << u"1 0 0 0 0"_s << QString(a + u" b@"_s)
                                          << QStringList();
-        QTest::newRow("equal updated") << lib << in("2026-05-01T12:00:00.000Z") << kept << a << QStringList();
         QTest::newRow("a millisecond newer") << lib << in("2026-05-01T12:00:00.001Z") << u"0 1 0 0 0"_s
                                              << u"a@2026-05-01T12:00:00.001Z"_s << QStringList();
         QTest::newRow("later as text, earlier in time")
             << lib << in("2026-05-01T13:00:00+02:00") << kept << a << QStringList();
-        QTest::newRow("incoming unparsable") << lib << in("yesterday") << kept << a << QStringList();
         QTest::newRow("library copy without updated") << QJsonArray{valid(u"a"_s)} << in("2026-05-01T12:00:00")
                                                       << u"0 1 0 0 0"_s << u"a@2026-05-01T12:00:00"_s << QStringList();
         QTest::newRow("builtin skipped, even invalid")
@@ -148,14 +138,10 @@ private slots:
         QVERIFY(
             iotemplates::saveLibrary({valid(u"a.b"_s), builtin, valid(u"d"_s, u"1"_s), valid(u"d"_s, u"2"_s)}, path));
         QCOMPARE(describe(iotemplates::loadLibrary(path)), u"d@1"_s);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"templates\": [ hand edit") > 0);
-        file.close();
+        QVERIFY(testsupport::writeFile(path, "{\"templates\": [ hand edit"));
         QVERIFY(iotemplates::saveLibrary({valid(u"e"_s)}, path));
         QCOMPARE(describe(iotemplates::loadLibrary(path)), u"e@"_s);
-        QFile aside(path + u".bad"_s);
-        QVERIFY(aside.open(QIODevice::ReadOnly));
-        QCOMPARE(aside.readAll(), QByteArray("{\"templates\": [ hand edit"));
+        QCOMPARE(testsupport::readFile(path + u".bad"_s), QByteArray("{\"templates\": [ hand edit"));
     }
 };
 

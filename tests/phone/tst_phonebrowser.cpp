@@ -8,17 +8,16 @@
 // skips, except under CI (CI=true), where a run must never pass without it.
 
 #include "phone/phone.h"
+#include "support/simprocess.h"
 #include "support/testsupport.h"
 #include "units/discovery.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QProcess>
 #include <QStandardPaths>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -27,33 +26,20 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-const QString kPassword = u"yard = 4 & gate"_s;
-const QString kPasscode = u"site-pass-1"_s;
-constexpr auto kElement = "element-6066-11e4-a52e-4f735466cecf";
-
-// A child process stopped when the test lets go of it.
-class Child
-{
-public:
-    ~Child()
-    {
-        if (process.state() == QProcess::NotRunning)
-            return;
-        process.terminate();
-        if (!process.waitForFinished(5000))
-            process.kill();
-        process.waitForFinished(2000);
-    }
-    QProcess process;
-};
-
-} // namespace
-
 class TestPhoneBrowser final : public QObject
 {
     Q_OBJECT
+
+    const QString kPassword = u"yard = 4 & gate"_s;
+    QNetworkAccessManager m_net;
+    testsupport::SimProcess m_sim{QStringLiteral(KESTRO_UNIT_SIM)};
+    QProcess m_driver;
+    QTemporaryDir m_work;
+    QString m_driverUrl, m_session, m_shots;
+    phone::Phone m_phone;
+    units::Discovery m_discovery;
+    QList<units::Unit> m_units;
+    QTimer m_sweeps;
 
     // One call of the unit's API or of chromedriver; the event loop (and so the phone server and
     // discovery) keeps running while it waits.
@@ -65,54 +51,36 @@ class TestPhoneBrowser final : public QObject
         if (!bearer.isEmpty())
             req.setRawHeader("Authorization", "Bearer " + bearer);
         req.setTransferTimeout(60000);
-        const QByteArray data = QJsonDocument(body).toJson(QJsonDocument::Compact);
         QNetworkReply *reply = method == u"GET"_s      ? m_net.get(req)
                                : method == u"DELETE"_s ? m_net.deleteResource(req)
-                                                       : m_net.post(req, data);
+                                                       : m_net.post(req, QJsonDocument(body).toJson());
         if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 65000))
             reply->abort();
-        const QJsonObject answer = QJsonDocument::fromJson(reply->readAll()).object();
         reply->deleteLater();
-        return answer;
+        return QJsonDocument::fromJson(reply->readAll()).object();
     }
     QJsonValue wd(const QString &method, const QString &path, const QJsonObject &body = {})
     {
         return call(method, m_driverUrl + u"/session/"_s + m_session + path, body).value("value"_L1);
     }
-    QString pageText()
+    QJsonValue run(const QString &script)
     {
-        return wd(u"POST"_s, u"/execute/sync"_s, script(u"return document.body.innerText"_s)).toString();
+        return wd(u"POST"_s, u"/execute/sync"_s, {{u"script"_s, script}, {u"args"_s, QJsonArray()}});
     }
-    static QJsonObject script(const QString &code) { return {{u"script"_s, code}, {u"args"_s, QJsonArray()}}; }
+    bool waitForText(const QString &text)
+    {
+        return QTest::qWaitFor([&] { return run(u"return document.body.innerText"_s).toString().contains(text); },
+                               20000);
+    }
     QString element(const QString &css)
     {
-        return wd(u"POST"_s, u"/element"_s, {{u"using"_s, u"css selector"_s}, {u"value"_s, css}})
-            .toObject()
-            .value(QLatin1StringView(kElement))
-            .toString();
+        const QJsonValue found = wd(u"POST"_s, u"/element"_s, {{u"using"_s, u"css selector"_s}, {u"value"_s, css}});
+        return u"/element/"_s + found["element-6066-11e4-a52e-4f735466cecf"_L1].toString();
     }
-    bool waitForText(const QString &text, int timeoutMs = 20000)
-    {
-        return QTest::qWaitFor([&] { return pageText().contains(text); }, timeoutMs);
-    }
-    QNetworkAccessManager m_net;
-    Child m_sim;
-    Child m_driver;
-    QTemporaryDir m_work;
-    QString m_driverUrl;
-    QString m_session;
-    phone::Phone m_phone;
-    units::Discovery m_discovery;
-    QList<units::Unit> m_units;
-    QTimer m_sweeps;
-    QString m_shots;
-    QByteArray m_unitToken;
-
     bool screenshot(const QString &name)
     {
         const QByteArray png = QByteArray::fromBase64(wd(u"GET"_s, u"/screenshot"_s).toString().toLatin1());
-        QFile f(m_shots + u'/' + name);
-        return png.startsWith("\x89PNG") && f.open(QIODevice::WriteOnly) && f.write(png) == png.size();
+        return png.startsWith("\x89PNG") && testsupport::writeFile(m_shots + u'/' + name, png);
     }
 
 private slots:
@@ -129,16 +97,12 @@ private slots:
             QSKIP(why);
         }
         testsupport::isolateConfig();
-        QVERIFY(m_work.isValid());
         m_shots = QCoreApplication::applicationDirPath() + u"/phone-shots"_s;
         QDir().mkpath(m_shots);
 
         // Two units: the first half-way through, the second already commissioned.
-        m_sim.process.start(QStringLiteral(KESTRO_UNIT_SIM),
-                            {u"--units"_s, u"2"_s, u"--http"_s, u"--passcode"_s, kPasscode, u"--start-at"_s,
-                             u"drive,commissioned"_s, u"--pace"_s, u"400"_s, u"--autorun"_s});
-        QVERIFY(QTest::qWaitFor([&] { return m_sim.process.readAllStandardOutput().contains("ready"); }, 30000));
-
+        QVERIFY(m_sim.start({u"--units"_s, u"2"_s, u"--http"_s, u"--passcode"_s, u"site-pass-1"_s, u"--start-at"_s,
+                             u"drive,commissioned"_s, u"--pace"_s, u"400"_s, u"--autorun"_s}));
         // The window's part, in small: every sweep's answers go into the list and the list to the phone.
         connect(&m_discovery, &units::Discovery::swept, this, [this](const units::Discovery::Found &found) {
             units::mergeSweep(m_units, found);
@@ -147,42 +111,30 @@ private slots:
         connect(&m_sweeps, &QTimer::timeout, this, [this] { m_discovery.sweep(false); });
         m_sweeps.start(1000);
         QVERIFY(m_phone.start(0, kPassword));
-        QVERIFY2(m_phone.url().startsWith(u"http://10.77.0."_s),
-                 qPrintable(m_phone.url())); // the site address, as a phone sees it
-
-        m_unitToken = call(u"POST"_s, u"http://10.77.0.21:8090/api/login"_s, {{u"password"_s, kPasscode}})
-                          .value("token"_L1)
-                          .toString()
-                          .toLatin1();
-        QVERIFY(!m_unitToken.isEmpty());
+        QVERIFY(m_phone.url().startsWith(u"http://10.77.0."_s)); // the site address, as a phone sees it
 
         QTcpServer probe;
         QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-        const quint16 driverPort = probe.serverPort();
+        const quint16 port = probe.serverPort();
         probe.close();
-        m_driverUrl = u"http://127.0.0.1:%1"_s.arg(driverPort);
-        m_driver.process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_driver.process.start(driver, {u"--port=%1"_s.arg(driverPort)});
+        m_driverUrl = u"http://127.0.0.1:%1"_s.arg(port);
+        m_driver.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_driver.start(driver, {u"--port=%1"_s.arg(port)});
         QVERIFY(QTest::qWaitFor(
-            [&] { return call(u"GET"_s, m_driverUrl + u"/status"_s).value("value"_L1)["ready"_L1].toBool(); }, 30000));
+            [&] { return call(u"GET"_s, m_driverUrl + u"/status"_s)["value"_L1]["ready"_L1].toBool(); }, 30000));
 
-        const QJsonArray args = {u"--headless"_s,
-                                 u"--no-sandbox"_s,
-                                 u"--disable-gpu"_s,
-                                 u"--disable-background-networking"_s,
-                                 u"--disable-component-update"_s,
-                                 u"--disable-sync"_s,
-                                 u"--no-first-run"_s,
-                                 QString(u"--user-data-dir="_s + m_work.filePath(u"profile"_s))};
+        const QStringList args = u"--headless --no-sandbox --disable-gpu --disable-background-networking "
+                                 "--disable-component-update --disable-sync --no-first-run"_s.split(u' ') +
+                                 QStringList{u"--user-data-dir="_s + m_work.filePath(u"profile"_s)};
         // A phone's screen: 390 by 844 CSS pixels, a touch screen that honours the page's viewport.
-        const QJsonObject phoneScreen = {
+        const QJsonObject screen = {
             {u"width"_s, 390}, {u"height"_s, 844}, {u"pixelRatio"_s, 1.0}, {u"mobile"_s, true}, {u"touch"_s, true}};
         const QJsonObject chrome = {{u"binary"_s, chromium},
-                                    {u"args"_s, args},
-                                    {u"mobileEmulation"_s, QJsonObject{{u"deviceMetrics"_s, phoneScreen}}}};
+                                    {u"args"_s, QJsonArray::fromStringList(args)},
+                                    {u"mobileEmulation"_s, QJsonObject{{u"deviceMetrics"_s, screen}}}};
         const QJsonObject caps = {{u"alwaysMatch"_s, QJsonObject{{u"goog:chromeOptions"_s, chrome}}}};
         const QJsonObject session = call(u"POST"_s, m_driverUrl + u"/session"_s, {{u"capabilities"_s, caps}});
-        m_session = session.value("value"_L1)["sessionId"_L1].toString();
+        m_session = session["value"_L1]["sessionId"_L1].toString();
         QVERIFY2(!m_session.isEmpty(), QJsonDocument(session).toJson().constData());
     }
 
@@ -190,6 +142,8 @@ private slots:
     {
         if (!m_session.isEmpty())
             call(u"DELETE"_s, m_driverUrl + u"/session/"_s + m_session);
+        m_driver.kill();
+        m_driver.waitForFinished();
     }
 
     void signInAndWatch()
@@ -197,49 +151,33 @@ private slots:
         // Both units are on the page's list before the phone comes.
         QVERIFY(
             QTest::qWaitFor([&] { return m_units.size() == 2 && m_units[0].online() && m_units[1].online(); }, 20000));
-
         wd(u"POST"_s, u"/url"_s, {{u"url"_s, QString(m_phone.url() + u"/"_s)}});
         QVERIFY(waitForText(u"Enter the phone password set on the commissioning PC."_s));
-        QCOMPARE(wd(u"GET"_s, u"/title"_s).toString(), u"Kestro Connect"_s);
-        QCOMPARE(wd(u"POST"_s, u"/execute/sync"_s, script(u"return window.innerWidth"_s)).toInt(), 390);
+        QCOMPARE(run(u"return window.innerWidth"_s).toInt(), 390);
         QVERIFY(screenshot(u"1-sign-in.png"_s));
 
-        // A wrong password first, then the right one, typed into the form and sent with its button.
-        wd(u"POST"_s, u"/element/"_s + element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, u"yard"_s}});
-        wd(u"POST"_s, u"/element/"_s + element(u"button"_s) + u"/click"_s);
-        QVERIFY(waitForText(u"That password was not right."_s));
-        QVERIFY(wd(u"GET"_s, u"/cookie"_s).toArray().isEmpty());
         // The first unit starts its drive calibration now, so the phone has progress to watch.
-        QVERIFY(call(u"POST"_s, u"http://10.77.0.21:8090/api/action/start"_s, {}, m_unitToken).value("ok"_L1).toBool());
-        wd(u"POST"_s, u"/element/"_s + element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, kPassword}});
-        wd(u"POST"_s, u"/element/"_s + element(u"button"_s) + u"/click"_s);
+        const QByteArray token =
+            call(u"POST"_s, u"http://10.77.0.21:8090/api/login"_s, {{u"password"_s, u"site-pass-1"_s}})["token"_L1]
+                .toString()
+                .toLatin1();
+        QVERIFY(call(u"POST"_s, u"http://10.77.0.21:8090/api/action/start"_s, {}, token)["ok"_L1].toBool());
+        // The password typed into the form and sent with its button.
+        wd(u"POST"_s, element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, kPassword}});
+        wd(u"POST"_s, element(u"button"_s) + u"/click"_s);
         QVERIFY(waitForText(u"View only - refreshes every 10 seconds."_s));
-
-        const QJsonArray cookies = wd(u"GET"_s, u"/cookie"_s).toArray();
-        QCOMPARE(cookies.size(), 1);
-        const QJsonObject cookie = cookies[0].toObject();
-        QCOMPARE(cookie.value("name"_L1).toString(), u"sc"_s);
-        QCOMPARE(cookie.value("value"_L1).toString().size(), 64);
-        QVERIFY(cookie.value("httpOnly"_L1).toBool());
-        QCOMPARE(cookie.value("sameSite"_L1).toString(), u"Strict"_s);
-
-        const QString first = pageText();
-        QVERIFY2(first.contains(u"shuttle-01\nIN PROGRESS"_s), qPrintable(first));
-        QVERIFY2(first.contains(u"shuttle-02\nCOMMISSIONED"_s), qPrintable(first));
-        QVERIFY(first.contains(u"Now: Drive calibration"_s) || first.contains(u"Now: IO check"_s));
+        QCOMPARE(wd(u"GET"_s, u"/cookie"_s).toArray().size(), 1); // its attributes are tst_phoneserver's
+        const QString first = run(u"return document.body.innerText"_s).toString();
+        QVERIFY2(first.contains(u"shuttle-01\nIN PROGRESS"_s) && first.contains(u"shuttle-02\nCOMMISSIONED"_s),
+                 qPrintable(first));
         QVERIFY(screenshot(u"2-status.png"_s));
 
         // The page reloads itself after 10 seconds, with the cookie, and shows the units as they are then.
-        wd(u"POST"_s, u"/execute/sync"_s, script(u"window.kestroMark = 1"_s));
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                return wd(u"POST"_s, u"/execute/sync"_s, script(u"return window.kestroMark === undefined"_s)).toBool();
-            },
-            20000));
+        run(u"window.kestroMark = 1"_s);
+        QVERIFY(QTest::qWaitFor([&] { return run(u"return window.kestroMark === undefined"_s).toBool(); }, 20000));
         QVERIFY(waitForText(u"View only - refreshes every 10 seconds."_s));
-        const QString later = pageText();
-        QVERIFY2(later.contains(u"shuttle-01\nIN PROGRESS"_s), qPrintable(later));
-        QVERIFY2(later != first, "the refresh showed the same progress as before");
+        const QString later = run(u"return document.body.innerText"_s).toString();
+        QVERIFY2(later.contains(u"shuttle-01\nIN PROGRESS"_s) && later != first, qPrintable(later));
         QVERIFY(screenshot(u"3-status-refreshed.png"_s));
         qInfo("screenshots in %s", qPrintable(m_shots));
     }

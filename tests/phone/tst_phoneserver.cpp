@@ -1,8 +1,6 @@
-// The phone page through real sockets, as phones and curl meet it: the exact bytes of every kind
-// of answer, the cookie, the password with form characters, Apply signing phones out, requests
-// that are too large or not finished, a flood of hostile clients from another process while a
-// 10 ms timer has to keep firing here, and the "Phone access" dialog on its real widgets. It runs
-// inside a private network namespace (tests/netns-run), since the server listens on every address.
+// The phone page through real sockets: the exact bytes of every kind of answer, Apply signing
+// phones out, an unfinished request, hostile clients, and the "Phone access" dialog. It listens on
+// every address, so it runs inside the private site network (tests/netns-run).
 
 #include "app/base/modal.h"
 #include "app/base/settings.h"
@@ -14,11 +12,11 @@
 
 #include <QCheckBox>
 #include <QDialog>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProcess>
 #include <QPushButton>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSpinBox>
 #include <QTcpServer>
@@ -77,14 +75,6 @@ quint16 freePort()
     return probe.serverPort();
 }
 
-struct DialogResult
-{
-    QString status;
-    bool enabled = false;
-    int port = 0;
-    QString password;
-};
-
 } // namespace
 
 class TestPhoneServer final : public QObject
@@ -101,33 +91,30 @@ class TestPhoneServer final : public QObject
     QString m_base;
     QList<units::Unit> m_units;
 
-    // Runs the dialog, sets its fields, presses Apply, and reads what it says.
-    DialogResult applyInDialog(bool enabled, int port, const QString &password)
+    // Runs the dialog, sets its fields, presses Apply, and returns what it says.
+    QString applyInDialog(bool enabled, int port, const QString &password)
     {
-        DialogResult result;
+        QString status;
         app::setNextAnswer([&](QDialog *box) {
             QCOMPARE(box->windowTitle(), u"Phone access"_s);
+            auto *spin = box->findChild<QSpinBox *>(u"phonePort"_s);
+            QCOMPARE(spin->value(), app::loadSettings().value("phonePort"_L1).toInt(phone::kDefaultPort)); // as saved
+            spin->setValue(port);
             box->findChild<QCheckBox *>(u"phoneEnabled"_s)->setChecked(enabled);
-            box->findChild<QSpinBox *>(u"phonePort"_s)->setValue(port);
             auto *field = box->findChild<QLineEdit *>(u"phonePassword"_s);
             QCOMPARE(field->echoMode(), QLineEdit::Password);
             field->setText(password);
-            QPushButton *apply = nullptr;
-            QPushButton *close = nullptr;
-            for (QPushButton *b : box->findChildren<QPushButton *>())
-                (b->text() == u"Apply"_s ? apply : close) = b;
-            QVERIFY(apply && close && close->text() == u"Close"_s);
-            QTest::mouseClick(apply, Qt::LeftButton);
-            result.status = box->findChild<QLabel *>(u"phoneStatus"_s)->text();
-            QTest::mouseClick(close, Qt::LeftButton);
+            const QList<QPushButton *> buttons = box->findChildren<QPushButton *>();
+            QCOMPARE(buttons.size(), 2);
+            const bool applyFirst = buttons[0]->text() == u"Apply"_s;
+            QTest::mouseClick(buttons[applyFirst ? 0 : 1], Qt::LeftButton);
+            status = box->findChild<QLabel *>(u"phoneStatus"_s)->text();
+            QCOMPARE(buttons[applyFirst ? 1 : 0]->text(), u"Close"_s);
+            QTest::mouseClick(buttons[applyFirst ? 1 : 0], Qt::LeftButton);
         });
         QWidget parent;
         phone::phoneAccess(&parent, m_phone);
-        const QJsonObject saved = app::loadSettings();
-        result.enabled = saved.value("phoneEnabled"_L1).toBool();
-        result.port = saved.value("phonePort"_L1).toInt();
-        result.password = saved.value("phonePassword"_L1).toString();
-        return result;
+        return status;
     }
 
 private slots:
@@ -158,17 +145,11 @@ private slots:
 
         const QString encoded = u"p="_s + kPassword;
         QTest::newRow("visit") << QStringList() << u"signin"_s << false;
-        QTest::newRow("any path, any method")
-            << QStringList{u"-X"_s, u"DELETE"_s, u"--path-as-is"_s, u"-H"_s, u"X-Path: /../etc"_s} << u"signin"_s
-            << false;
         QTest::newRow("the cookie") << QStringList{u"-b"_s, u"sc=$T"_s} << u"status"_s << false;
         QTest::newRow("a made-up cookie") << QStringList{u"-b"_s, u"sc=0123456789abcdef"_s} << u"signin"_s << false;
         QTest::newRow("the password, encoded as a browser does")
             << QStringList{u"--data-urlencode"_s, encoded} << u"status"_s << true;
         QTest::newRow("the password sent raw") << QStringList{u"-d"_s, encoded} << u"wrong"_s << false;
-        QTest::newRow("a wrong password") << QStringList{u"-d"_s, u"p=crane"_s} << u"wrong"_s << false;
-        QTest::newRow("a POST with the cookie")
-            << QStringList{u"-b"_s, u"sc=$T"_s, u"-d"_s, u"x=1"_s} << u"status"_s << true;
         QTest::newRow("the cookie and a wrong password")
             << QStringList{u"-b"_s, u"sc=$T"_s, u"-d"_s, u"p=nope"_s} << u"status"_s << true;
     }
@@ -195,8 +176,8 @@ private slots:
         const QByteArray before = signIn();
         QCOMPARE(curl({u"-b"_s, u"sc="_s + QString::fromLatin1(before)}).out.left(15), "HTTP/1.1 200 OK");
 
-        const DialogResult applied = applyInDialog(true, m_phone.port(), kPassword);
-        QVERIFY2(applied.status.startsWith(u"Phones browse to:  "_s), qPrintable(applied.status));
+        const QString applied = applyInDialog(true, m_phone.port(), kPassword);
+        QVERIFY2(applied.startsWith(u"Phones browse to:  "_s), qPrintable(applied));
 
         QCOMPARE(curl({u"-b"_s, u"sc="_s + QString::fromLatin1(before)}).out.left(25), "HTTP/1.1 401 Unauthorized");
         const QByteArray after = signIn();
@@ -205,32 +186,9 @@ private slots:
         QCOMPARE(curl({u"-b"_s, u"sc="_s + QString::fromLatin1(after)}).out.left(15), "HTTP/1.1 200 OK");
     }
 
-    void oversizedHeadersClosed()
-    {
-        // Headers that never end: closed once 16385 bytes have come, with nothing sent back.
-        QTcpSocket raw;
-        raw.connectToHost(QHostAddress::LocalHost, m_phone.port());
-        QVERIFY(raw.waitForConnected(5000));
-        raw.write("GET / HTTP/1.1\r\nX-Fill: " + QByteArray(16384 - 24, 'f'));
-        QVERIFY(QTest::qWaitFor([&] { return raw.bytesToWrite() == 0; }, 5000));
-        QTest::qWait(200);
-        QCOMPARE(raw.state(), QAbstractSocket::ConnectedState); // 16384 bytes: still waiting
-        raw.write("f");
-        QTRY_COMPARE_WITH_TIMEOUT(raw.state(), QAbstractSocket::UnconnectedState, 5000);
-        QCOMPARE(raw.readAll(), QByteArray());
-    }
-
     void shortBodyWaits()
     {
-        // curl promises more body than it sends: the server waits, so curl gives up with nothing.
-        QElapsedTimer clock;
-        clock.start();
-        const Run r = run(u"curl"_s, {u"-sS"_s, u"-i"_s, u"--max-time"_s, u"2"_s, u"-H"_s, u"Content-Length: 40"_s,
-                                      u"--data-urlencode"_s, u"p="_s + kPassword, m_base + u"/"_s});
-        QCOMPARE(r.exitCode, 28); // timed out
-        QCOMPARE(r.out, QByteArray());
-
-        // A client that sends the rest later gets its answer then.
+        // A body short of its length waits for the rest, then gets its answer.
         const QByteArray body = "p=" + kPassword.toUtf8().toPercentEncoding();
         QTcpSocket raw;
         raw.connectToHost(QHostAddress::LocalHost, m_phone.port());
@@ -246,46 +204,51 @@ private slots:
         QCOMPARE(tokenIn(answer).size(), 64);
     }
 
-    void hostileFlood()
+    // Hostile clients all at once: random bytes, headers past the limit, hundreds of guessed cookies
+    // with a length that lies, and a client trickling its request (the request tests guess passwords).
+    // Nobody is let in, every answer is a 401 or none, no connection is left behind, a phone signs in.
+    void hostileClients()
     {
-        // The interface thread's own clock: a 10 ms timer that must keep firing through the flood.
-        QList<qint64> gaps;
-        QElapsedTimer clock;
-        clock.start();
-        qint64 last = 0;
-        QTimer tick;
-        tick.setTimerType(Qt::PreciseTimer);
-        connect(&tick, &QTimer::timeout, this, [&] {
-            const qint64 now = clock.elapsed();
-            gaps << now - last;
-            last = now;
-        });
-        tick.start(10);
-
-        const Run flood = run(QStringLiteral(KESTRO_PHONE_FLOOD),
-                              {u"127.0.0.1"_s, QString::number(m_phone.port()), u"6"_s, u"48"_s}, 60000);
-        tick.stop();
-        qInfo("%s", flood.out.trimmed().constData());
-        QCOMPARE(flood.exitCode, 0);
-
-        QHash<QString, qint64> counts;
-        const QStringList words = QString::fromLatin1(flood.out).split(u' ', Qt::SkipEmptyParts);
-        for (qsizetype i = 0; i + 1 < words.size(); i += 2)
-            counts.insert(words[i], words[i + 1].trimmed().toLongLong());
-        QVERIFY2(counts.value(u"requests"_s) >= 1000, "the flood sent too little to mean anything");
-        QCOMPARE(counts.value(u"ok200"_s), 0);
-        QCOMPARE(counts.value(u"other"_s), 0);
-        QCOMPARE(counts.value(u"slowanswered"_s), 0);
-        QVERIFY(counts.value(u"unauthorised"_s) > 0);
-        QVERIFY(counts.value(u"closed"_s) > 0);
-
-        std::sort(gaps.begin(), gaps.end());
-        qInfo("timer during the flood: %lld ticks, median gap %lld ms, longest %lld ms", qint64(gaps.size()),
-              gaps.value(gaps.size() / 2), gaps.value(gaps.size() - 1));
-        QVERIFY2(gaps.size() > 60, "the 10 ms timer hardly fired"); // 600 were due
-        QVERIFY2(gaps.last() < 1000, "the event loop stalled for a second or more");
-
-        // Every hostile connection is gone, and a phone still signs in.
+        QRandomGenerator rng(18);
+        const auto bytes = [&](int n, const char *alphabet = nullptr) {
+            QByteArray b(n, Qt::Uninitialized);
+            for (char &c : b)
+                c = alphabet ? alphabet[rng.bounded(16)] : char(rng.bounded(256));
+            return b;
+        };
+        QObject clients;
+        auto *slow = new QTcpSocket(&clients); // never finishes its request
+        connect(slow, &QTcpSocket::connected, slow, [slow] { slow->write("GET / HTTP/1.1\r\nCookie: sc="); });
+        slow->connectToHost(QHostAddress::LocalHost, m_phone.port());
+        for (int i = 0; i < 300; ++i) {
+            QByteArray r;
+            switch (i % 3) {
+            case 0:
+                r = bytes(int(rng.bounded(2000))) + (i % 2 ? "\r\n\r\n" : "");
+                break;
+            case 1:
+                r = "GET / HTTP/1.1\r\nX-Fill: " + QByteArray(16385 + int(rng.bounded(200000)), 'f');
+                break;
+            default:
+                for (int n = int(rng.bounded(400)); n >= 0; --n)
+                    r += "Cookie: sc=" + bytes(64, "0123456789abcdef") + "\r\n";
+                r = "POST / HTTP/1.1\r\n" + r + "Content-Length: " + QByteArrayList{"-1", "9", "abc"}.at(i / 3 % 3) +
+                    "\r\n\r\np=x";
+            }
+            auto *socket = new QTcpSocket(&clients);
+            connect(socket, &QTcpSocket::connected, socket, [socket, r] { socket->write(r); });
+            socket->connectToHost(QHostAddress::LocalHost, m_phone.port());
+        }
+        QTest::qWait(3000); // every quick client is answered or closed meanwhile
+        int answered = 0;
+        for (QTcpSocket *socket : clients.findChildren<QTcpSocket *>()) {
+            const QByteArray got = socket->readAll();
+            QVERIFY2(got.isEmpty() || got.startsWith("HTTP/1.1 401 Unauthorized\r\n"), got.left(100).constData());
+            answered += got.isEmpty() ? 0 : 1;
+        }
+        QVERIFY(answered > 50);
+        for (QTcpSocket *socket : clients.findChildren<QTcpSocket *>())
+            socket->abort();
         QTRY_COMPARE_WITH_TIMEOUT(m_phone.findChildren<QTcpSocket *>().size(), 0, 10000);
         QCOMPARE(signIn().size(), 64);
     }
@@ -319,50 +282,28 @@ private slots:
             QVERIFY(taken.listen(QHostAddress::Any, 0));
             number = taken.serverPort();
         }
-        const DialogResult r = applyInDialog(enabled, number, password);
+        app::saveSettings(QJsonObject{{"theme"_L1, "x"_L1}, {"phonePort"_L1, 8123}});
+        const QString shown = applyInDialog(enabled, number, password);
         const QString expected = status.contains(u"%1"_s) ? status.arg(number) : status;
-        QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(expected)).match(r.status).hasMatch(),
-                 qPrintable(r.status));
+        QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(expected)).match(shown).hasMatch(),
+                 qPrintable(shown));
         QTEST(m_phone.isListening(), "listening");
-        QCOMPARE(r.enabled, enabled);
-        QCOMPARE(r.port, int(number));
-        QCOMPARE(r.password, password);
-        if (r.status.startsWith(u"Phones"_s))
-            QCOMPARE(m_phone.port(), number);
-    }
-
-    void dialogShowsSavedSettings()
-    {
-        for (const auto &[saved, port] : {std::pair{u"{}"_s, 8095},
-                                          {u"{\"phoneEnabled\": true, \"phonePort\": 8123, "
-                                           "\"phonePassword\": \"s3cret\", \"theme\": \"x\"}"_s,
-                                           8123}}) {
-            app::saveSettings(testsupport::json(saved.toUtf8().constData()));
-            app::setNextAnswer([&, port = port](QDialog *box) {
-                QCOMPARE(box->findChild<QSpinBox *>(u"phonePort"_s)->value(), port);
-                QCOMPARE(box->findChild<QCheckBox *>(u"phoneEnabled"_s)->isChecked(), port != 8095);
-                QCOMPARE(box->findChild<QLineEdit *>(u"phonePassword"_s)->text(),
-                         port != 8095 ? u"s3cret"_s : QString());
-                QVERIFY(box->minimumWidth() >= 500);
-                box->reject();
-            });
-            phone::phoneAccess(nullptr, m_phone);
-        }
         // Apply keeps the settings it does not own.
-        applyInDialog(false, 8123, u"s3cret"_s);
-        QCOMPARE(app::loadSettings().value("theme"_L1).toString(), u"x"_s);
+        QCOMPARE(app::loadSettings(), (QJsonObject{{"theme"_L1, "x"_L1},
+                                                   {"phoneEnabled"_L1, enabled},
+                                                   {"phonePort"_L1, number},
+                                                   {"phonePassword"_L1, password}}));
+        if (shown.startsWith(u"Phones"_s))
+            QCOMPARE(m_phone.port(), number);
     }
 
     void startFromSettings_data()
     {
         QTest::addColumn<QString>("settings"); // %1 a free port
         QTest::addColumn<bool>("starts");
-        QTest::newRow("on with a password")
-            << u"{\"phoneEnabled\": true, \"phonePort\": %1, \"phonePassword\": \"pw\"}"_s << true;
         QTest::newRow("default port") << u"{\"phoneEnabled\": true, \"phonePassword\": \"pw\"}"_s << true;
         QTest::newRow("no password") << u"{\"phoneEnabled\": true, \"phonePort\": %1, \"phonePassword\": \"\"}"_s
                                      << false;
-        QTest::newRow("off") << u"{\"phoneEnabled\": false, \"phonePort\": %1, \"phonePassword\": \"pw\"}"_s << false;
         QTest::newRow("enabled as text") << u"{\"phoneEnabled\": \"true\", \"phonePassword\": \"pw\"}"_s << false;
     }
 

@@ -4,7 +4,6 @@
 #include "app/offline.h"
 #include "render/screen.h"
 #include "sim/flow.h"
-#include "sim/http.h"
 #include "sim/options.h"
 #include "sim/screens.h"
 #include "sim/site.h"
@@ -12,12 +11,10 @@
 #include "support/testsupport.h"
 
 #include <QFrame>
-#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
 #include <QSet>
-#include <QTcpSocket>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -89,110 +86,6 @@ class TestSimUnit : public QObject
 private slots:
     void initTestCase() { testsupport::isolateConfig(); }
 
-    void parseRequest_data()
-    {
-        QTest::addColumn<QByteArray>("raw");
-        QTest::addColumn<int>("state");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("query");
-        QTest::addColumn<QByteArray>("body");
-
-        const int done = int(sim::ParseState::Done);
-        const int incomplete = int(sim::ParseState::Incomplete);
-        const int bad = int(sim::ParseState::Bad);
-        const int large = int(sim::ParseState::TooLarge);
-        QTest::newRow("get") << QByteArray("GET /api/ui HTTP/1.1\r\nHost: x\r\n\r\n") << done << u"/api/ui"_s
-                             << QString() << QByteArray();
-        QTest::newRow("query") << QByteArray("GET /api/faults?q=brake%20x4 HTTP/1.1\r\n\r\n") << done
-                               << u"/api/faults"_s << u"brake x4"_s << QByteArray();
-        QTest::newRow("post body") << QByteArray("POST /api/login HTTP/1.1\r\nContent-Length: 4\r\n\r\n{}xy") << done
-                                   << u"/api/login"_s << QString() << QByteArray("{}xy");
-        QTest::newRow("body not all here") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 10\r\n\r\n{}")
-                                           << incomplete << QString() << QString() << QByteArray();
-        QTest::newRow("head not all here")
-            << QByteArray("GET /a HTTP/1.1\r\nHost: x\r\n") << incomplete << QString() << QString() << QByteArray();
-        QTest::newRow("no version") << QByteArray("GET /a\r\n\r\n") << bad << QString() << QString() << QByteArray();
-        QTest::newRow("relative target") << QByteArray("GET api HTTP/1.1\r\n\r\n") << bad << QString() << QString()
-                                         << QByteArray();
-        QTest::newRow("header without colon")
-            << QByteArray("GET /a HTTP/1.1\r\nbroken\r\n\r\n") << bad << QString() << QString() << QByteArray();
-        QTest::newRow("negative length") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: -5\r\n\r\n") << bad
-                                         << QString() << QString() << QByteArray();
-        QTest::newRow("huge body announced") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 999999999\r\n\r\n")
-                                             << large << QString() << QString() << QByteArray();
-        QTest::newRow("endless head") << QByteArray("GET /a HTTP/1.1\r\nX: ") + QByteArray(20000, 'a') << large
-                                      << QString() << QString() << QByteArray();
-    }
-
-    void parseRequest()
-    {
-        QFETCH(QByteArray, raw);
-        QFETCH(int, state);
-        const sim::ParseResult r = sim::parseRequest(raw);
-        QCOMPARE(int(r.state), state);
-        if (r.state != sim::ParseState::Done)
-            return;
-        QFETCH(QString, path);
-        QFETCH(QString, query);
-        QFETCH(QByteArray, body);
-        QCOMPARE(r.request.path, path);
-        QCOMPARE(r.request.query.queryItemValue(u"q"_s, QUrl::FullyDecoded), query);
-        QCOMPARE(r.request.body, body);
-        QCOMPARE(r.consumed, raw.size());
-    }
-
-    void serverOverLoopback_data()
-    {
-        // Raw bytes sent in one go; the status lines expected back, and whether the server hangs up.
-        QTest::addColumn<QByteArray>("raw");
-        QTest::addColumn<QList<int>>("statuses");
-        QTest::addColumn<bool>("closes");
-
-        QTest::newRow("one request, kept alive") << QByteArray("GET /a HTTP/1.1\r\n\r\n") << QList<int>{200} << false;
-        QTest::newRow("two pipelined") << QByteArray("GET /a HTTP/1.1\r\n\r\nGET /missing HTTP/1.1\r\n\r\n")
-                                       << QList<int>{200, 404} << false;
-        QTest::newRow("close asked for") << QByteArray("GET /a HTTP/1.1\r\nConnection: close\r\n\r\n")
-                                         << QList<int>{200} << true;
-        // An answer held back still goes out before the one behind it on the same connection.
-        QTest::newRow("held answer keeps its place")
-            << QByteArray("GET /held HTTP/1.1\r\n\r\nGET /a HTTP/1.1\r\n\r\n") << QList<int>{201, 200} << false;
-        QTest::newRow("garbage") << QByteArray("HELLO\r\n\r\n") << QList<int>{400} << true;
-        QTest::newRow("body too large") << QByteArray("POST /a HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n")
-                                        << QList<int>{413} << true;
-    }
-
-    void serverOverLoopback()
-    {
-        QFETCH(QByteArray, raw);
-        QFETCH(QList<int>, statuses);
-        QFETCH(bool, closes);
-        sim::HttpServer server([](const sim::Request &r) {
-            if (r.path == u"/held"_s) {
-                sim::Response held = sim::Response::json(201, {{u"ok"_s, true}});
-                held.delayMs = 300;
-                return held;
-            }
-            return r.path == u"/a"_s ? sim::Response::json(200, {{u"ok"_s, true}}) : sim::Response::error(404, u"no"_s);
-        });
-        QCOMPARE(server.listen(QHostAddress::LocalHost, 0, nullptr), QString());
-        QTcpSocket client;
-        client.connectToHost(QHostAddress::LocalHost, server.port());
-        QVERIFY(client.waitForConnected(5000));
-        client.write(raw);
-        QByteArray got;
-        const auto count = [&] { return int(got.count("HTTP/1.1 ")); };
-        QTRY_VERIFY_WITH_TIMEOUT((got += client.readAll(), count() >= statuses.size()), 10000);
-        QList<int> seen;
-        for (qsizetype at = got.indexOf("HTTP/1.1 "); at >= 0; at = got.indexOf("HTTP/1.1 ", at + 1))
-            seen << got.mid(at + 9, 3).toInt();
-        QCOMPARE(seen, statuses);
-        QVERIFY(got.contains("Content-Type: application/json"));
-        if (closes)
-            QTRY_COMPARE_WITH_TIMEOUT(client.state(), QAbstractSocket::UnconnectedState, 5000);
-        else
-            QCOMPARE(client.state(), QAbstractSocket::ConnectedState);
-    }
-
     void options_data()
     {
         QTest::addColumn<QStringList>("args");
@@ -203,29 +96,10 @@ private slots:
         QTest::newRow("loopback") << QStringList{u"--units"_s, u"3"_s, u"--address"_s, u"127.0.0.5"_s} << QString()
                                   << u"127.0.0.7"_s;
         QTest::newRow("zero units") << QStringList{u"--units"_s, u"0"_s} << u"--units"_s << QString();
-        QTest::newRow("port too big") << QStringList{u"--port"_s, u"70000"_s} << u"--port"_s << QString();
-        QTest::newRow("past the subnet") << QStringList{u"--units"_s, u"10"_s, u"--address"_s, u"10.0.0.250"_s}
-                                         << u"past the end"_s << QString();
         QTest::newRow("bad address") << QStringList{u"--address"_s, u"unit.local"_s} << u"IPv4"_s << QString();
-        QTest::newRow("empty passcode") << QStringList{u"--passcode"_s, u""_s} << u"--passcode"_s << QString();
-        QTest::newRow("cert without key") << QStringList{u"--cert"_s, u"a.crt"_s} << u"--key"_s << QString();
-        QTest::newRow("http with other cert")
-            << QStringList{u"--http"_s, u"--other-cert"_s} << u"--http"_s << QString();
-        QTest::newRow("one bad step in a list")
-            << QStringList{u"--start-at"_s, u"drive,paint"_s} << u"\"paint\""_s << QString();
         QTest::newRow("unknown option") << QStringList{u"--colour"_s} << u"colour"_s << QString();
-        QTest::newRow("stray argument") << QStringList{u"now"_s} << u"now"_s << QString();
-        QTest::newRow("poll not a number") << QStringList{u"--poll-ms"_s, u"fast"_s} << u"--poll-ms"_s << QString();
-        QTest::newRow("poll out of a client's range")
-            << QStringList{u"--poll-ms"_s, u"100"_s, u"--quirks"_s, u"churn,delay=50"_s} << QString()
-            << u"10.77.0.21"_s;
-        QTest::newRow("unknown quirk") << QStringList{u"--quirks"_s, u"churn,slow"_s} << u"\"slow\""_s << QString();
         QTest::newRow("fixed passcode on unit 2")
             << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"2"_s} << QString() << u"10.77.0.22"_s;
-        QTest::newRow("fixed passcode past the units")
-            << QStringList{u"--units"_s, u"2"_s, u"--fixed-passcode"_s, u"1,3"_s} << u"--fixed-passcode"_s << QString();
-        QTest::newRow("more done yesterday than steps")
-            << QStringList{u"--done-yesterday"_s, u"6"_s} << u"--done-yesterday"_s << QString();
     }
 
     void options()
@@ -242,70 +116,6 @@ private slots:
         }
     }
 
-    void quirks_data()
-    {
-        QTest::addColumn<QJsonObject>("changes");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QStringList>("present"); // members of the answer, "-" before one that must be absent
-
-        const QStringList usual{u"schema"_s, u"poll_ms"_s, u"-hb_age"_s};
-        QTest::newRow("as usual") << QJsonObject{} << u"/api/ui"_s << 200 << usual;
-        QTest::newRow("no schema") << QJsonObject{{u"schema"_s, false}} << u"/api/ui"_s << 200
-                                   << QStringList{u"-schema"_s, u"screen"_s};
-        QTest::newRow("churn") << QJsonObject{{u"churn"_s, true}} << u"/api/ui"_s << 200
-                               << QStringList{u"hb_age"_s, u"_panels"_s};
-        QTest::newRow("no poll_ms") << QJsonObject{{u"poll_ms"_s, QJsonValue::Null}} << u"/api/ui"_s << 200
-                                    << QStringList{u"-poll_ms"_s};
-        QTest::newRow("templates gone") << QJsonObject{{u"iotemplates"_s, false}} << u"/api/iotemplates"_s << 404
-                                        << QStringList{u"error"_s};
-    }
-
-    void quirks()
-    {
-        QFETCH(QJsonObject, changes);
-        QFETCH(QString, path);
-        QFETCH(int, status);
-        QFETCH(QStringList, present);
-        sim::Unit unit(config());
-        const QByteArray token = tokenFor(unit);
-        QCOMPARE(unit.configure(changes), QString());
-        const sim::Response r = unit.handle(request(u"GET"_s, path, {}, token));
-        QCOMPARE(r.status, status);
-        QCOMPARE(r.delayMs, 0);
-        const QJsonObject body = bodyOf(r);
-        for (const QString &key : present)
-            QVERIFY2(key.startsWith(u'-') ? !body.contains(key.mid(1)) : body.contains(key), qPrintable(key));
-    }
-
-    void quirksOverTime()
-    {
-        sim::Unit unit(config());
-        const QByteArray token = tokenFor(unit);
-        QCOMPARE(unit.configure({{u"churn"_s, true}, {u"poll_ms"_s, 100000}}), QString());
-        const QJsonObject first = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-        const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
-        QVERIFY(first.value(u"hb_age"_s) != second.value(u"hb_age"_s));
-        QVERIFY(first.value(u"_panels"_s) != second.value(u"_panels"_s));
-        QCOMPARE(second.value(u"poll_ms"_s).toInt(), 100000);
-
-        // A lock-out without "retry_after", then answers held back or never sent.
-        QCOMPARE(unit.configure({{u"retry_after"_s, false}}), QString());
-        sim::Response r;
-        for (int i = 0; i < 3; ++i)
-            r = unit.handle(request(u"POST"_s, u"/api/login"_s, {{u"password"_s, u"wrong"_s}}));
-        QCOMPARE(r.status, 429);
-        QVERIFY(!bodyOf(r).contains(u"retry_after"_s));
-        QCOMPARE(unit.configure({{u"delay_ms"_s, 1500}}), QString());
-        QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, 1500);
-        QCOMPARE(unit.configure({{u"hang"_s, true}}), QString());
-        QCOMPARE(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)).delayMs, -1);
-
-        // A wrong member changes nothing and is named.
-        QCOMPARE(unit.configure({{u"hang"_s, false}, {u"delay_ms"_s, u"soon"_s}}), u"delay_ms"_s);
-        QCOMPARE(unit.describeQuirks().value(u"hang"_s), QJsonValue(true));
-    }
-
     void siteDealsOutUnits()
     {
         const sim::ParsedOptions p =
@@ -315,53 +125,13 @@ private slots:
         sim::Site site(p.options);
         site.build();
         QCOMPARE(site.units().size(), 3);
-        QStringList products, steps, hosts, addresses;
-        for (sim::Unit *u : site.units()) {
-            products << u->config().info.product;
+        QStringList steps;
+        for (sim::Unit *u : site.units())
             steps << (u->flow().commissioned() ? u"commissioned"_s : u->flow().current().id);
-            hosts << u->config().info.hostname;
-            addresses << u->config().info.address;
-            QVERIFY(!u->config().info.tls);
-        }
-        QCOMPARE(products, QStringList({u"shuttle"_s, u"lift"_s, u"shuttle"_s}));
         QCOMPARE(steps, QStringList({u"io"_s, u"commissioned"_s, u"io"_s}));
-        QCOMPARE(hosts, QStringList({u"shuttle-01"_s, u"lift-02"_s, u"shuttle-03"_s}));
-        QCOMPARE(addresses, QStringList({u"127.0.0.9"_s, u"127.0.0.10"_s, u"127.0.0.11"_s}));
+        // Products in turn, names and addresses counted on.
         QCOMPARE(site.describe().value(1), u"unit  lift-02  KU-04202  http://127.0.0.10:8090  lift"_s);
-        // Neighbours start with different template sets, so a client has something to carry between them.
-        QStringList firstIds;
-        for (const sim::Unit *u : site.units()) {
-            QStringList ids;
-            for (const QJsonObject &t : u->config().templates)
-                ids << t.value(u"id"_s).toString();
-            QVERIFY(!ids.isEmpty());
-            QVERIFY2(firstIds.isEmpty() || !ids.contains(firstIds.first()), qPrintable(ids.join(u',')));
-            if (firstIds.isEmpty())
-                firstIds = ids;
-        }
-    }
-
-    void yesterdayAndTrailingLineFeed()
-    {
-        const sim::ParsedOptions p =
-            sim::parseOptions({u"kestro-unit-sim"_s, u"--start-at"_s, u"load"_s, u"--done-yesterday"_s, u"1"_s,
-                               u"--summary-newline"_s, u"--passcode"_s, u"right-pass"_s});
-        QVERIFY2(p.error.isEmpty(), qPrintable(p.error));
-        sim::Site site(p.options);
-        site.build();
-        sim::Unit &unit = *site.units().first();
-        const QByteArray token = tokenFor(unit);
-        const QString today = QDate::currentDate().toString(Qt::ISODate);
-        const QString yesterday = QDate::currentDate().addDays(-1).toString(Qt::ISODate);
-        QStringList days;
-        for (const QJsonValue &stage :
-             bodyOf(unit.handle(request(u"GET"_s, u"/api/state"_s, {}, token))).value(u"stages"_s).toArray())
-            days << stage.toObject().value(u"completed_at"_s).toString().left(10);
-        QCOMPARE(days, QStringList({yesterday, today, today, QString(), QString()}));
-        const QString text =
-            bodyOf(unit.handle(request(u"GET"_s, u"/api/day/summary"_s, {}, token))).value(u"text"_s).toString();
-        QVERIFY2(text.startsWith(u"Drive calibration done at "_s) && text.endsWith(u" steps\n"_s), qPrintable(text));
-        QCOMPARE(text.count(u'\n'), 3);
+        QCOMPARE(site.describe().value(2), u"unit  shuttle-03  KU-04203  http://127.0.0.11:8090  shuttle"_s);
     }
 
     void signIn_data()
@@ -371,7 +141,6 @@ private slots:
         QTest::addColumn<QList<int>>("statuses");
 
         QTest::newRow("right") << QStringList{u"right-pass"_s} << QList<int>{200};
-        QTest::newRow("case matters") << QStringList{u"RIGHT-PASS"_s} << QList<int>{401};
         QTest::newRow("locked even with the right one")
             << QStringList{u"a"_s, u"b"_s, u"c"_s, u"right-pass"_s} << QList<int>{401, 401, 429, 429};
         QTest::newRow("success resets the count")
@@ -408,18 +177,12 @@ private slots:
 
         QTest::newRow("ui") << u"GET"_s << u"/api/ui"_s << true << 200 << u"screen"_s;
         QTest::newRow("ui unsigned") << u"GET"_s << u"/api/ui"_s << false << 401 << u"error"_s;
-        QTest::newRow("source") << u"GET"_s << u"/api/live/progress"_s << true << 200 << u"total"_s;
         QTest::newRow("state") << u"GET"_s << u"/api/state"_s << true << 200 << u"stages"_s;
-        QTest::newRow("day summary") << u"GET"_s << u"/api/day/summary"_s << true << 200 << u"text"_s;
         QTest::newRow("faults") << u"GET"_s << u"/api/faults?q=231"_s << true << 200 << u"results"_s;
-        QTest::newRow("fault by code") << u"GET"_s << u"/api/faults?q=F-231"_s << true << 200 << u"results"_s;
         QTest::newRow("templates") << u"POST"_s << u"/api/iotemplates"_s << true << 200 << u"templates"_s;
         QTest::newRow("unknown api path") << u"GET"_s << u"/api/nothing"_s << true << 404 << u"error"_s;
-        QTest::newRow("unknown path") << u"GET"_s << u"/index.html"_s << false << 404 << u"error"_s;
         QTest::newRow("unknown action") << u"POST"_s << u"/api/action/dance"_s << true << 404 << u"error"_s;
         QTest::newRow("login by GET") << u"GET"_s << u"/api/login"_s << false << 405 << u"error"_s;
-        QTest::newRow("press by GET") << u"GET"_s << u"/api/action/start"_s << true << 405 << u"error"_s;
-        QTest::newRow("day without action") << u"POST"_s << u"/api/day"_s << true << 400 << u"error"_s;
     }
 
     void routes()
@@ -484,7 +247,6 @@ private slots:
     {
         QTest::addColumn<QString>("step");
         QTest::newRow("drive") << u"drive"_s;
-        QTest::newRow("io") << u"io"_s;
         QTest::newRow("load") << u"load"_s;
     }
     void tickMovesOnlyTheSources()
@@ -513,25 +275,13 @@ private slots:
 
         QTest::newRow("save without a name")
             << u"identity"_s << u"/api/save/identity"_s << QJsonObject{{u"unit_name"_s, u"  "_s}} << 422;
-        QTest::newRow("save a setting") << u"drive"_s << u"/api/save/setting"_s
-                                        << QJsonObject{{u"site_notes"_s, u"shimmed"_s}} << 200;
-        QTest::newRow("save nothing") << u"drive"_s << u"/api/save/setting"_s << QJsonObject{} << 422;
         QTest::newRow("identity does not run") << u"identity"_s << u"/api/action/start"_s << QJsonObject{} << 409;
         QTest::newRow("finish too early") << u"drive"_s << u"/api/action/finish"_s << QJsonObject{} << 409;
-        QTest::newRow("stop when idle") << u"drive"_s << u"/api/action/stop"_s << QJsonObject{} << 409;
         QTest::newRow("no fault to clear") << u"io"_s << u"/api/action/clear_fault"_s << QJsonObject{} << 409;
-        QTest::newRow("day start") << u"drive"_s << u"/api/day"_s
-                                   << QJsonObject{{u"action"_s, u"start"_s}, {u"who"_s, u"Ana"_s}} << 200;
         QTest::newRow("jog too far") << u"load"_s << u"/api/action/jog"_s << QJsonObject{{u"mm"_s, 9000}} << 422;
-        QTest::newRow("jog") << u"load"_s << u"/api/action/jog"_s << QJsonObject{{u"mm"_s, 100}} << 200;
         QTest::newRow("view unknown stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"x"_s}} << 422;
-        QTest::newRow("view a stage") << u"load"_s << u"/api/view"_s << QJsonObject{{u"stage"_s, u"drive"_s}} << 200;
         QTest::newRow("finish") << u"handover"_s << u"/api/action/finish"_s << QJsonObject{} << 200;
-        QTest::newRow("finish twice") << u"commissioned"_s << u"/api/action/finish"_s << QJsonObject{} << 409;
         QTest::newRow("start when commissioned") << u"commissioned"_s << u"/api/action/start"_s << QJsonObject{} << 409;
-        QTest::newRow("password wrong current")
-            << u"drive"_s << u"/api/password"_s << QJsonObject{{u"current"_s, u"x"_s}, {u"new"_s, u"longenough"_s}}
-            << 403;
         QTest::newRow("password too short")
             << u"drive"_s << u"/api/password"_s << QJsonObject{{u"current"_s, u"right-pass"_s}, {u"new"_s, u"short"_s}}
             << 422;
@@ -564,19 +314,13 @@ private slots:
     {
         sim::Unit unit(config());
         QJsonObject a = unit.discoveryAnswer();
-        QCOMPARE(a.value(u"app"_s).toString(), u"shuttle-commissioning"_s);
-        QCOMPARE(a.value(u"hostname"_s).toString(), u"shuttle-01"_s);
-        QCOMPARE(a.value(u"port"_s).toInt(), 8090);
-        QCOMPARE(a.value(u"total_count"_s).toInt(), 5);
-        QCOMPARE(a.value(u"completed_count"_s).toInt(), 0);
-        QCOMPARE(a.value(u"status"_s).toString(), QString());
+        QCOMPARE(a.value(u"app"_s).toString() + u' ' + a.value(u"hostname"_s).toString(),
+                 u"shuttle-commissioning shuttle-01"_s);
 
         unit.flow().startAt(u"io"_s);
         unit.flow().start();
         a = unit.discoveryAnswer();
-        QCOMPARE(a.value(u"completed_count"_s).toInt(), 2);
         QCOMPARE(a.value(u"status_tone"_s).toString(), u"busy"_s);
-        QCOMPARE(a.value(u"activity_total"_s).toInt(), 16);
         QVERIFY(a.value(u"activity_detail"_s).toString().startsWith(u"IO check"_s));
         runToEnd(unit.flow());
         a = unit.discoveryAnswer();
@@ -587,7 +331,6 @@ private slots:
         unit.flow().finish();
         a = unit.discoveryAnswer();
         QVERIFY(a.value(u"commissioned"_s).toBool());
-        QCOMPARE(a.value(u"completed_count"_s).toInt(), 5);
     }
 
     void screensUseEveryElementType()
@@ -672,12 +415,6 @@ private slots:
         QCOMPARE(QSet<QString>(served.begin(), served.end()),
                  QSet<QString>({u"/api/live/progress"_s, u"/api/live/log"_s, u"/api/live/position"_s,
                                 u"/api/live/drawing"_s, u"/api/live/board"_s}));
-        const QJsonObject progress = endpoints.value(u"/api/live/progress"_s).toObject();
-        QCOMPARE(progress.value(u"current"_s).toInt(), 1);
-        QCOMPARE(progress.value(u"total"_s).toInt(), 20);
-        QVERIFY(progress.value(u"running"_s).toBool());
-        QVERIFY(endpoints.value(u"/api/live/drawing"_s).toObject().value(u"items"_s).toArray().size() > 3);
-        QVERIFY(endpoints.value(u"/api/live/position"_s).toObject().value(u"x_mm"_s).toDouble() > 0);
         // The board's carriage stands where the flow says, and moves with it while the step runs.
         const auto carriageMm = [&flow] {
             return sim::sourcePayload(flow, u"/api/live/board"_s).value(u"track"_s).toObject().value(u"carriage_mm"_s);
@@ -705,78 +442,6 @@ private slots:
         const QJsonObject second = bodyOf(unit.handle(request(u"GET"_s, u"/api/ui"_s, {}, token)));
         QVERIFY(!second.contains(u"toast"_s));
         QCOMPARE(second.value(u"schema"_s).toInt(), 1);
-    }
-
-    void aislePlanIsAPicture()
-    {
-        const QImage image = QImage::fromData(QByteArray::fromBase64(sim::aislePlanPng()), "PNG");
-        QCOMPARE(image.size(), QSize(96, 48));
-        QCOMPARE(image.pixelColor(66, 24), QColor(91, 141, 184)); // the shuttle
-        QCOMPARE(image.pixelColor(0, 20), QColor(30, 34, 40));    // the floor
-    }
-
-    // The unit's side of a template sync: it starts with one own template updated 2026-10-01 12:00 UTC
-    // and the built-in ones, and takes a client's copy only when that copy is a later time.
-    void ioTemplates_data()
-    {
-        QTest::addColumn<QString>("incoming"); // a JSON array
-        QTest::addColumn<QString>("expected"); // "added|updated|rejected ids"
-        QTest::addColumn<QString>("ownAfter"); // "updated" of the unit's own template afterwards
-
-        const QString own = u"2026-10-01T12:00:00Z"_s;
-        const auto t = [](const char *id, const char *updated) {
-            return u"{\"schema\":\"kestro.io-template/1\",\"id\":\"%1\",\"name\":\"N\",\"inputs\":1,"
-                   u"\"outputs\":0,\"connection\":{\"type\":\"picontrol\"},\"updated\":\"%2\"}"_s.arg(
-                       QLatin1StringView(id), QLatin1StringView(updated));
-        };
-        QTest::newRow("new id") << u"[%1]"_s.arg(t("x1", "2020-01-01T00:00:00Z")) << u"1|0|"_s << own;
-        QTest::newRow("a millisecond later")
-            << u"[%1]"_s.arg(t("own-1", "2026-10-01T12:00:00.001Z")) << u"0|1|"_s << u"2026-10-01T12:00:00.001Z"_s;
-        QTest::newRow("later as text, earlier in time")
-            << u"[%1]"_s.arg(t("own-1", "2026-10-01T13:00:00+02:00")) << u"0|0|"_s << own;
-        QTest::newRow("earlier as text, later in time")
-            << u"[%1]"_s.arg(t("own-1", "2026-10-01T09:00:00-05:00")) << u"0|1|"_s << u"2026-10-01T09:00:00-05:00"_s;
-        QTest::newRow("same time") << u"[%1]"_s.arg(t("own-1", "2026-10-01T14:00:00+02:00")) << u"0|0|"_s << own;
-        QTest::newRow("no time") << u"[%1]"_s.arg(t("own-1", "")) << u"0|0|"_s << own;
-        QTest::newRow("built-in id stays built in")
-            << u"[%1]"_s.arg(t("kestro-dio8", "2030-01-01T00:00:00Z")) << u"0|0|"_s << own;
-        QTest::newRow("rejected") << u"[%1, {\"id\":\"no-schema\"}, {\"name\":\"x\"}, 5]"_s.arg(t("a.b", ""))
-                                  << u"0|0|a.b,no-schema,?,?"_s << own;
-    }
-
-    void ioTemplates()
-    {
-        QFETCH(QString, incoming);
-        QFETCH(QString, expected);
-        QFETCH(QString, ownAfter);
-        sim::UnitConfig c = config();
-        c.templates = {testsupport::json(R"({"schema":"kestro.io-template/1","id":"own-1","name":"Own","inputs":2,
-        "outputs":2,"connection":{"type":"modbus_tcp"},"updated":"2026-10-01T12:00:00Z"})")};
-        sim::Unit unit(c);
-        const QJsonArray sent = QJsonDocument::fromJson(incoming.toUtf8()).array();
-        const sim::Response r =
-            unit.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(unit)));
-        QCOMPARE(r.status, 200);
-        const QJsonObject body = bodyOf(r);
-        QStringList rejected;
-        for (const QJsonValue &v : body.value(u"rejected"_s).toArray())
-            rejected << v.toString();
-        QCOMPARE(u"%1|%2|%3"_s.arg(body.value(u"added"_s).toInt())
-                     .arg(body.value(u"updated"_s).toInt())
-                     .arg(rejected.join(u',')),
-                 expected);
-        QHash<QString, QJsonObject> byId;
-        for (const QJsonValue &v : body.value(u"templates"_s).toArray())
-            byId.insert(v.toObject().value(u"id"_s).toString(), v.toObject());
-        QCOMPARE(byId.value(u"own-1"_s).value(u"updated"_s).toString(), ownAfter);
-        QVERIFY(byId.value(u"kestro-dio8"_s).value(u"builtin"_s).toBool());
-        QVERIFY(byId.value(u"kestro-aio4"_s).value(u"builtin"_s).toBool());
-
-        // Told to, the same unit answers as one without template support would.
-        sim::Unit old(c);
-        old.quirks().ioTemplates = false;
-        QCOMPARE(old.handle(request(u"POST"_s, u"/api/iotemplates"_s, {{u"templates"_s, sent}}, tokenFor(old))).status,
-                 404);
     }
 };
 

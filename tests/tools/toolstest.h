@@ -1,15 +1,14 @@
 #pragma once
-// What the tool tests share: answers for the boxes and prompts the tools put up (given through the
-// modal hook, on the real widgets), the texts a dialog shows, the units of the simulated site and
-// signing in to them through units::Api, and, when KESTRO_SHOT_DIR is set, a picture of each
-// dialog as it stood when answered (KESTRO_THEME picks the theme).
+// What the tool tests share: answers for the boxes and prompts the tools put up (through the modal
+// hook, on the real widgets), the texts a dialog shows, the units of the simulated site and signing
+// in to them, and, when KESTRO_SHOT_DIR is set, a picture of each dialog as it stood when answered
+// (KESTRO_THEME picks the theme).
 
 #include "app/base/modal.h"
 #include "app/base/theme.h"
 #include "support/testsupport.h"
 #include "units/api.h"
 #include "units/store.h"
-#include "units/unitstest.h"
 
 #include <QDialog>
 #include <QDir>
@@ -54,10 +53,9 @@ inline QStringList labelTexts(const QWidget *w)
 
 inline QPushButton *button(const QWidget *w, const QString &text)
 {
-    for (QPushButton *b : w->findChildren<QPushButton *>()) {
+    for (QPushButton *b : w->findChildren<QPushButton *>())
         if (b->text() == text)
             return b;
-    }
     return nullptr;
 }
 
@@ -129,24 +127,6 @@ inline app::Answer chooseFile(Seen *seen, const QString &path, const QString &sh
     };
 }
 
-struct Box
-{
-    QString title, text;
-    int seen = 0;
-};
-
-// An answer that notes an information box's title and text and closes it.
-inline app::Answer readBox(Box *into)
-{
-    return [into](QDialog *box) {
-        ++into->seen;
-        into->title = box->windowTitle();
-        if (auto *message = qobject_cast<QMessageBox *>(box))
-            into->text = message->text();
-        box->accept();
-    };
-}
-
 // Unit n (from 1) of the simulated site, as discovery would list it: online, HTTPS, port 8090.
 inline units::Unit siteUnit(int n, bool online = true)
 {
@@ -174,7 +154,7 @@ inline int signIn(units::Api &api, const units::Unit &u, const QString &passcode
     return status;
 }
 
-using unitstest::readFile;
-using unitstest::writeFile;
+using testsupport::readFile;
+using testsupport::writeFile;
 
 } // namespace toolstest

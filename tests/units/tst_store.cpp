@@ -1,13 +1,22 @@
-// The unit store against real files in a private configuration folder: load rules, exact file
-// shapes, pins, settings, the commissioning record, and saves that survive a killed process.
+// The units layer without a network, on real files in a private configuration folder: the store's
+// load rules and file shapes, saves that survive a killed process, what discovery makes of answers
+// and sweeps, and the diagnostics log.
 
-#include "unitstest.h"
+#include "support/testsupport.h"
+#include "units/diaglog.h"
+#include "units/discovery.h"
+#include "units/store.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
+#include <QTest>
 
 #include <csignal>
 
@@ -15,14 +24,33 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using testsupport::readFile;
+using testsupport::writeFile;
+
+// "key|name|type|unit_id|misses" per unit, then "|manual", "|http" and "|online" where they apply.
+QStringList describe(const QList<units::Unit> &list)
+{
+    QStringList out;
+    for (const units::Unit &u : list)
+        out << QStringList{u.key(), u.name, u.type, u.unit_id, QString::number(u.misses)}.join(u'|') +
+                   (u.manual ? "|manual"_L1 : ""_L1) + (u.tls ? ""_L1 : "|http"_L1) +
+                   (u.online() ? "|online"_L1 : ""_L1);
+    return out;
+}
+
+QJsonArray jsonArray(const QByteArray &text)
+{
+    return QJsonDocument::fromJson(text).array();
+}
+
 bool writeRaw(const QString &name, const QByteArray &bytes)
 {
-    return unitstest::writeFile(units::configPath(name), bytes);
+    return writeFile(units::configPath(name), bytes);
 }
 
 QByteArray readRaw(const QString &name)
 {
-    return unitstest::readFile(units::configPath(name));
+    return readFile(units::configPath(name));
 }
 
 // Child mode: save two lists of different lengths in turn (so a torn write could pass for neither),
@@ -35,7 +63,6 @@ int saveLoop()
         for (int i = 0; i < list.size(); ++i) {
             list[i].name = u"shuttle-%1-%2"_s.arg(generation % 2).arg(i);
             list[i].ip = u"10.0.%1.%2"_s.arg(i / 250).arg(i % 250 + 1);
-            list[i].unit_id = u"id-%1"_s.arg(i);
         }
         units::saveUnits(list);
         fputs("saved\n", stdout);
@@ -57,37 +84,22 @@ private slots:
             QFile::remove(units::configPath(QString::fromLatin1(name)));
     }
 
-    void configDirIsCreated()
-    {
-        const QString dir = units::configDir();
-        QVERIFY(QDir(dir).removeRecursively());
-        QCOMPARE(units::configPath(u"units.json"_s), dir + u"/units.json"_s);
-        QVERIFY(QDir(dir).exists());
-    }
-
     void loadUnits_data()
     {
         QTest::addColumn<QByteArray>("file"); // null: no file
         QTest::addColumn<QStringList>("expected");
         QTest::newRow("missing file") << QByteArray() << QStringList();
         QTest::newRow("not JSON") << QByteArray("[{\"ip\": \"10.0.0.7\"") << QStringList();
-        QTest::newRow("object at top") << QByteArray(R"({"ip":"10.0.0.7","port":8090})") << QStringList();
-        QTest::newRow("whole unit, stored tls and state ignored")
-            << QByteArray(R"([{"name":"a","ip":"10.0.0.7","port":8443,"type":"T","unit_id":"u1","manual":true,
-                             "misses":12,"tls":false,"state":{"app":"x"}}])")
-            << QStringList{u"10.0.0.7:8443|a|T|u1|12|manual"_s};
-        QTest::newRow("first of a key wins, another port is another unit")
-            << QByteArray(R"([{"name":"first","ip":"10.0.0.7","port":8090},{"name":"second","ip":"10.0.0.7"},
-                             {"name":"third","ip":"10.0.0.7","port":8091}])")
-            << QStringList{u"10.0.0.7:8090|first|||0"_s, u"10.0.0.7:8091|third|||0"_s};
-        QTest::newRow("ports outside 1..65535 or not numbers read as 8090")
-            << QByteArray(R"([{"ip":"a","port":0},{"ip":"b","port":70000},{"ip":"c","port":"8091"},
-                             {"ip":"d","port":1},{"ip":"e","port":65535}])")
-            << QStringList{u"a:8090||||0"_s, u"b:8090||||0"_s, u"c:8090||||0"_s, u"d:1||||0"_s, u"e:65535||||0"_s};
+        QTest::newRow("first of a key wins, another port is another unit, stored tls ignored")
+            << QByteArray(
+                   R"([{"name":"first","ip":"10.0.0.7","port":8090,"tls":false},{"name":"second","ip":"10.0.0.7"},
+                             {"name":"third","ip":"10.0.0.7","port":8091,"type":"T","unit_id":"u1","manual":true,"misses":12}])")
+            << QStringList{u"10.0.0.7:8090|first|||0"_s, u"10.0.0.7:8091|third|T|u1|12|manual"_s};
         QTest::newRow("no ip dropped, wrong types take defaults")
-            << QByteArray(R"([1, null, "10.0.0.8", {"name":"x","port":8090}, {"name":"y","ip":""},
-                             {"name":5,"ip":"10.0.0.9","type":[],"unit_id":{},"manual":"yes","misses":"4"}])")
-            << QStringList{u"10.0.0.9:8090||||0"_s};
+            << QByteArray(R"([1, null, {"name":"x","port":8090}, {"name":"y","ip":""},
+                             {"name":5,"ip":"10.0.0.9","type":[],"unit_id":{},"manual":"yes","misses":"4","port":"8091"},
+                             {"ip":"a","port":70000},{"ip":"b","port":65535}])")
+            << QStringList{u"10.0.0.9:8090||||0"_s, u"a:8090||||0"_s, u"b:65535||||0"_s};
     }
     void loadUnits()
     {
@@ -95,114 +107,174 @@ private slots:
         QFETCH(QStringList, expected);
         if (!file.isNull())
             QVERIFY(writeRaw(u"units.json"_s, file));
-        QCOMPARE(unitstest::describe(units::loadUnits()), expected); // never http or online
+        QCOMPARE(describe(units::loadUnits()), expected); // never http or online
     }
 
-    void saveUnitsShape()
+    void savedFiles()
     {
-        QVERIFY(writeRaw(u"units.json"_s, R"([{"name":"north-7","ip":"10.77.0.21","port":8443,"type":"S2",
-            "unit_id":"U-1","manual":true,"misses":3}, {"ip":"10.77.0.22"}, {"ip":"10.77.0.22"}, {"name":"no ip"}])"));
-        QList<units::Unit> list = units::loadUnits();
-        QCOMPARE(list.size(), 2);
-        list[0].tls = false; // neither is ever stored
+        QList<units::Unit> list(1);
+        list[0].ip = u"10.77.0.21"_s;
+        list[0].manual = true;
+        list[0].tls = false; // neither tls nor state is ever stored
         list[0].state = QJsonObject{{"app"_L1, "x"_L1}};
         units::saveUnits(list);
         const QByteArray file = readRaw(u"units.json"_s);
         QVERIFY2(file.startsWith("[\n    {\n"), file.constData()); // indented
         QCOMPARE(QJsonDocument::fromJson(file).array(),
-                 unitstest::jsonArray(R"([{"name":"north-7","ip":"10.77.0.21","port":8443,"type":"S2","unit_id":"U-1",
-                                          "manual":true,"misses":3},
-                                         {"name":"","ip":"10.77.0.22","port":8090,"type":"","unit_id":"",
-                                          "manual":false,"misses":0}])"));
-    }
-
-    void pins()
-    {
-        const QString key = u"10.0.0.7:8090"_s;
-        QVERIFY(writeRaw(u"pins.json"_s, "{\"10.0.0.7:8090\": "));
-        QCOMPARE(units::pinFor(key), QString()); // corrupt file
-        QVERIFY(writeRaw(u"pins.json"_s, R"({"10.0.0.7:8090": 5, "other": "x"})"));
-        QCOMPARE(units::pinFor(key), QString()); // not a string
-        units::setPin(key, u"ab"_s.repeated(32));
-        QCOMPARE(units::pinFor(key), u"ab"_s.repeated(32));
-        units::forgetPin(key);
-        QCOMPARE(QJsonDocument::fromJson(readRaw(u"pins.json"_s)).object(), (QJsonObject{{"other"_L1, "x"_L1}}));
-    }
-
-    void settings()
-    {
+                 jsonArray(
+                     R"([{"name":"","ip":"10.77.0.21","port":8090,"type":"","unit_id":"","manual":true,"misses":0}])"));
+        // A corrupt file reads as empty; a pin that is not a string is no pin; forgetting keeps the rest.
         QVERIFY(writeRaw(u"settings.json"_s, "{\"theme\": \"Light\""));
         QCOMPARE(units::loadSettings(), QJsonObject());
-        QVERIFY(writeRaw(u"settings.json"_s, R"({"theme":"Light","textScale":1.25})"));
-        QCOMPARE(units::loadSettings(), (QJsonObject{{"theme"_L1, "Light"_L1}, {"textScale"_L1, 1.25}}));
-        units::saveSettings(QJsonObject{{"soundMuted"_L1, true}}); // replaces the whole file
-        QCOMPARE(units::loadSettings(), (QJsonObject{{"soundMuted"_L1, true}}));
+        QVERIFY(writeRaw(u"pins.json"_s, R"({"10.0.0.7:8090": 5, "other": "x"})"));
+        QCOMPARE(units::pinFor(u"10.0.0.7:8090"_s), QString());
+        units::forgetPin(u"10.0.0.7:8090"_s);
+        QCOMPARE(QJsonDocument::fromJson(readRaw(u"pins.json"_s)).object(), (QJsonObject{{"other"_L1, "x"_L1}}));
+        QVERIFY(!units::writeJsonFile(units::configDir() + u"/no/such/folder/x.json"_s, QJsonDocument()));
     }
 
-    void recordCommissioned()
-    {
-        QVERIFY(writeRaw(u"stats.json"_s, R"({"commissioned":[{"uid":"A","host":"h","at":"x"}],"other":1})"));
-        const QJsonArray answers = unitstest::jsonArray(R"([
-            {"unit_id":"B","commissioned":false}, {"unit_id":"B","commissioned":"yes"},
-            {"unit_id":"B","commissioned":1}, {"unit_id":"B"}, {"unit_id":"A","commissioned":true},
-            {"unit_id":"B","hostname":"h1","product":"P","total_count":14,"commissioned":true,"stage":"io"},
-            {"unit_id":"B","hostname":"h2","commissioned":true}, {"unit_id":"C","total_count":"14","commissioned":true},
-            {"commissioned":true}, {"unit_id":"","commissioned":true}])");
-        for (const QJsonValue &a : answers)
-            units::recordCommissioned(a.toObject());
-        const QJsonObject stats = units::loadStats();
-        QCOMPARE(stats.value("other"_L1), QJsonValue(1));
-        // Once per uid (an empty one every time), only for a true "commissioned", steps copied as they are.
-        QJsonArray entries = stats.value("commissioned"_L1).toArray();
-        for (qsizetype i = 1; i < entries.size(); ++i) {
-            QJsonObject e = entries.at(i).toObject();
-            const QString at = e.take("at"_L1).toString();
-            QVERIFY2(QRegularExpression(u"^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d$"_s).match(at).hasMatch(),
-                     qPrintable(at));
-            entries[i] = e;
-        }
-        QCOMPARE(entries, unitstest::jsonArray(R"([{"uid":"A","host":"h","at":"x"},
-                                        {"uid":"B","host":"h1","product":"P","steps":14},
-                                        {"uid":"C","host":"","product":"","steps":"14"},
-                                        {"uid":"","host":"","product":"","steps":null},
-                                        {"uid":"","host":"","product":"","steps":null}])"));
-    }
-
-    void writeJsonFileFailsQuietly()
-    {
-        const QString path = units::configDir() + u"/no/such/folder/x.json"_s;
-        QVERIFY(!units::writeJsonFile(path, QJsonDocument(QJsonObject{{"a"_L1, 1}})));
-        QVERIFY(!QFile::exists(path));
-        QVERIFY(units::readJsonFile(path).isNull());
-    }
-
-    void killedWhileSaving_data()
-    {
-        QTest::addColumn<int>("savesBeforeKill");
-        QTest::newRow("first save") << 1;
-        QTest::newRow("many saves") << 40;
-    }
     void killedWhileSaving()
     {
-        QFETCH(int, savesBeforeKill);
         QProcess child;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(u"KESTRO_SAVE_LOOP"_s, u"1"_s);
         child.setProcessEnvironment(env);
         child.start(QCoreApplication::applicationFilePath(), {});
         QVERIFY(child.waitForStarted());
-        for (int saves = 0; saves < savesBeforeKill;) {
+        for (int saves = 0; saves < 40;) {
             QVERIFY2(child.waitForReadyRead(30000), "the saving child stopped talking");
             saves += int(child.readAll().count("saved\n"));
         }
         ::kill(pid_t(child.processId()), SIGKILL);
         QVERIFY(child.waitForFinished());
-
         // Whatever the moment of the kill, units.json is one whole list or the other.
         const QList<units::Unit> loaded = units::loadUnits();
         QVERIFY2(loaded.size() == 250 || loaded.size() == 400, qPrintable(QString::number(loaded.size())));
-        QCOMPARE(unitstest::jsonArray(readRaw(u"units.json"_s)).size(), loaded.size());
         QCOMPARE(loaded.last().name, u"shuttle-%1-%2"_s.arg(loaded.size() == 400 ? 1 : 0).arg(loaded.size() - 1));
+    }
+
+    void mergeSweep_data()
+    {
+        QTest::addColumn<QByteArray>("before"); // units.json
+        QTest::addColumn<QByteArray>("sweeps"); // [[[sender, answer], ...], ...], one list per sweep
+        QTest::addColumn<QStringList>("after");
+        QTest::newRow("new units, port and tls defaults")
+            << QByteArray("[]")
+            << QByteArray(R"([[["10.77.0.21",{"hostname":"n7","unit_id":"U7","product":"S2","port":8443,"tls":true}],
+                             ["10.77.0.22",{"hostname":"b","port":70000,"tls":"no"}],
+                             ["10.77.0.23",{"hostname":"c","port":"9000","tls":false}]]])")
+            << QStringList{u"10.77.0.21:8443|n7|S2|U7|0|online"_s, u"10.77.0.22:8090|b|||0|online"_s,
+                           u"10.77.0.23:8090|c|||0|http|online"_s};
+        QTest::newRow("an answer forgets an old unit_id, and tls absent goes back to https")
+            << QByteArray(R"([{"ip":"10.77.0.21","unit_id":"OLD"}])")
+            << QByteArray(R"([[["10.77.0.21",{"hostname":"a","tls":false}]], [["10.77.0.21",{"hostname":"a"}]]])")
+            << QStringList{u"10.77.0.21:8090|a|||0|online"_s};
+        QTest::newRow("followed by unit_id to a new address, empty names kept, silent one misses")
+            << QByteArray(R"([{"ip":"10.77.0.21","name":"old","type":"S1","unit_id":"U","misses":4},
+                             {"ip":"10.77.0.30","unit_id":"V"}])")
+            << QByteArray(R"([[["10.77.0.40",{"hostname":"","product":"","unit_id":"U","port":9000}]]])")
+            << QStringList{u"10.77.0.40:9000|old|S1|U|0|online"_s, u"10.77.0.30:8090|||V|1"_s};
+        QTest::newRow("manual unit adopted at its address and port, not at another")
+            << QByteArray(R"([{"ip":"10.77.0.21","port":8443,"name":"bay 3","manual":true,"misses":7}])")
+            << QByteArray(
+                   R"([[["10.77.0.21",{"hostname":"n7","unit_id":"U","port":8443}],["10.77.0.21",{"hostname":"o"}]]])")
+            << QStringList{u"10.77.0.21:8443|n7||U|0|manual|online"_s, u"10.77.0.21:8090|o|||0|online"_s};
+    }
+    void mergeSweep()
+    {
+        QFETCH(QByteArray, before);
+        QFETCH(QByteArray, sweeps);
+        QFETCH(QStringList, after);
+        QVERIFY(writeRaw(u"units.json"_s, before));
+        QList<units::Unit> list = units::loadUnits();
+        for (const QJsonValue &sweep : jsonArray(sweeps)) {
+            units::Discovery::Found found;
+            for (const QJsonValue &pair : sweep.toArray())
+                found.append({pair[0].toString(), pair[1].toObject()});
+            units::mergeSweep(list, found);
+        }
+        QCOMPARE(describe(list), after);
+    }
+
+    void agingOut_data()
+    {
+        QTest::addColumn<bool>("manual");
+        QTest::addColumn<int>("silentSweeps");
+        QTest::addColumn<int>("misses"); // -1: removed
+        QTest::newRow("discovered, 30 silent sweeps") << false << 30 << 30;
+        QTest::newRow("discovered, 31st silent sweep") << false << 31 << -1;
+        QTest::newRow("manual, 40 silent sweeps") << true << 40 << 40;
+    }
+    void agingOut()
+    {
+        QFETCH(bool, manual);
+        QFETCH(int, silentSweeps);
+        QFETCH(int, misses);
+        QList<units::Unit> list(1);
+        list[0].ip = u"10.77.0.21"_s;
+        list[0].manual = manual;
+        // Another unit keeps answering, so a removal is checked amid others; it is commissioned: recorded once.
+        QVERIFY(writeRaw(u"stats.json"_s, R"({"commissioned":[{"uid":"A"}],"other":1})"));
+        const units::Discovery::Found other{{u"10.77.0.99"_s, testsupport::json(R"({"hostname":"o","unit_id":"O",
+            "product":"P","total_count":9,"commissioned":true})")}};
+        for (int i = 0; i < silentSweeps; ++i)
+            units::mergeSweep(list, other);
+        QCOMPARE(list.size(), misses < 0 ? 1 : 2);
+        QCOMPARE(list.last().state, other.first().second);
+        if (misses >= 0)
+            QCOMPARE(list.first().misses, misses);
+        const QJsonObject stats = units::loadStats();
+        QCOMPARE(stats.value("other"_L1), QJsonValue(1));
+        const QJsonArray entries = stats.value("commissioned"_L1).toArray();
+        QCOMPARE(entries.size(), 2);
+        QJsonObject added = entries.at(1).toObject();
+        const QString at = added.take("at"_L1).toString();
+        QVERIFY2(QDateTime::fromString(at, Qt::ISODate).isValid() && at.size() == 19, qPrintable(at));
+        QCOMPARE(added, testsupport::json(R"({"uid":"O","host":"o","product":"P","steps":9})"));
+    }
+
+    void logLineAndRotation()
+    {
+        const QString log = units::connectLogPath();
+        QCOMPARE(log, units::configDir() + u"/diagnostics/connect.log"_s);
+        QFile::remove(log);
+        units::logLine(u"reply\nsecond\r\nthird  Förderband"_s);
+        const QString line = QString::fromUtf8(readFile(log));
+        static const QRegularExpression stamp(u"^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}  "_s);
+        QVERIFY2(stamp.match(line).hasMatch(), qPrintable(line));
+        QCOMPARE(line.mid(25), u"reply second  third  Förderband\n"_s);
+
+        // The write that takes it to 1 MiB is the last one in the old file, and the next starts afresh.
+        const qint64 existing = units::kLogRotateBytes - 36; // 36: stamp, "  ", ten characters, line break
+        for (const bool rotates : {false, true}) {
+            QVERIFY(writeFile(log + u".1"_s, "older generation\n"));
+            QVERIFY(writeFile(log, QByteArray(existing - (rotates ? 1 : 2), 'o') + '\n'));
+            units::logLine(u"0123456789"_s);
+            QCOMPARE(QFile::exists(log), !rotates);
+            QCOMPARE(readFile(log + u".1"_s).endsWith("  0123456789\n"), rotates);
+        }
+        units::logLine(u"next"_s);
+        QVERIFY(readFile(log).endsWith("  next\n"));
+        QCOMPARE(QFileInfo(log + u".1"_s).size(), units::kLogRotateBytes);
+    }
+
+    void logHelpers()
+    {
+        // The last screen dump is named after the unit key made safe for a file name; main() turns it on.
+        const QString dump = units::diagnosticsDir() + u"/last-screen-.._x_y_1.json"_s;
+        QCOMPARE(units::lastScreenPath(u"../x y:1"_s), dump);
+        units::saveLastScreen(QJsonObject{{"title"_L1, "two"_L1}}, u"../x y:1"_s);
+        QCOMPARE(QJsonDocument::fromJson(readFile(dump)).object(), (QJsonObject{{"title"_L1, "two"_L1}}));
+        QCOMPARE(units::shorten(u"  \n a\nb\r\nc\rd \r\n "_s), u"a b  c d"_s);
+        QCOMPARE(units::shorten(u"  "_s + u"y"_s.repeated(201)), u"y"_s.repeated(200) + u"..."_s);
+        // No member whose name hints at a secret or a note, in any case, reaches a log line.
+        QCOMPARE(units::keysOf(testsupport::json(R"({"pin":1,"passcode":2,"apiToken":3,"speed":4,"PASSWORD":5,
+            "wifi_psk":6,"clientSecret":7,"TokenId":8,"Notes":9,"footnote":10,"bypass":11,"pos":12})")),
+                 u"pin,pos,speed"_s);
+        const QString path = units::diagnosticsDir() + u"/tail.txt"_s;
+        QCOMPARE(units::tailLines(path, 40), QStringList());
+        QVERIFY(writeFile(path, "a\n\nc\r\nd"));
+        QCOMPARE(units::tailLines(path, 3), (QStringList{QString(), u"c"_s, u"d"_s})); // blank kept, CR dropped
     }
 };
 
@@ -211,6 +283,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     if (qEnvironmentVariableIsSet("KESTRO_SAVE_LOOP"))
         return saveLoop();
+    qputenv("KESTRO_DUMP_UI", "1");
     TestStore test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -1,12 +1,10 @@
-// The updater. The version order and the installer's name and address as tables; then whole checks against a
-// release server on 127.0.0.1: HTTPS with a certificate that openssl makes at run time and that the
-// updater trusts through its CA seam, the release location from the file KESTRO_INSTALLATION
-// names, the installer launcher and quit replaced. Each check runs asked-for and silent, and every
-// box it shows is recorded. KESTRO_SHOT_DIR=<folder> saves the ready prompt and the progress dialog.
+// The updater: the version order and the installer's name and address as tables, then whole checks
+// against an HTTPS release server on 127.0.0.1 that the updater trusts through its CA seam, with
+// the launcher and quit replaced. Each check runs asked-for and silent, every box recorded.
 
 #include "app/base/installation.h"
 #include "app/base/modal.h"
-#include "app/base/theme.h"
+#include "support/httpserver.h"
 #include "support/testsupport.h"
 #include "updater/updater.h"
 
@@ -17,8 +15,6 @@
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QSslKey>
-#include <QSslServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -27,55 +23,6 @@ using testsupport::readFile;
 using updater::Outcome;
 
 namespace {
-
-struct Route
-{
-    QByteArray body;
-    int status = 200;
-    qsizetype stallAfter = -1; // announce the whole body, send this much of it, then go quiet
-};
-
-// One request per connection, canned answers by request target, every target recorded.
-class ReleaseServer final : public QObject
-{
-public:
-    bool start(const QSslCertificate &cert, const QSslKey &key)
-    {
-        QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
-        ssl.setLocalCertificate(cert);
-        ssl.setPrivateKey(key);
-        m_server.setSslConfiguration(ssl);
-        connect(&m_server, &QTcpServer::pendingConnectionAvailable, this, [this] {
-            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-                socket->setParent(this);
-                connect(socket, &QTcpSocket::readyRead, this, [this, socket] { answer(socket); });
-            }
-        });
-        return m_server.listen(QHostAddress::LocalHost, 0);
-    }
-    quint16 port() const { return m_server.serverPort(); }
-
-    QHash<QByteArray, Route> routes;
-    QByteArrayList seen;
-
-private:
-    void answer(QTcpSocket *socket)
-    {
-        if (!socket->canReadLine() || socket->property("answered").toBool())
-            return;
-        socket->setProperty("answered", true);
-        seen << socket->readLine().split(' ').value(1);
-        const Route route = routes.value(seen.last(), {"no such file", 404});
-        const bool stall = route.stallAfter >= 0;
-        socket->write("HTTP/1.1 " + QByteArray::number(route.status) +
-                      " Canned\r\nContent-Length: " + QByteArray::number(route.body.size()) +
-                      "\r\nConnection: close\r\n\r\n" + (stall ? route.body.left(route.stallAfter) : route.body));
-        if (!stall)
-            socket->disconnectFromHost();
-    }
-
-    QSslServer m_server;
-};
 
 constexpr auto kInstallerPath = "linux/kestro connect_8.10_amd64.deb";
 constexpr auto kInstallerTarget = "/rel/linux/kestro%20connect_8.10_amd64.deb";
@@ -105,12 +52,6 @@ QStringList downloadFolderEntries()
     return QDir(updater::Updater::downloadFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
 }
 
-void saveShot(QWidget *w, const char *name)
-{
-    if (const QString shots = qEnvironmentVariable("KESTRO_SHOT_DIR"); !shots.isEmpty())
-        w->grab().save(shots + u'/' + QLatin1StringView(name));
-}
-
 } // namespace
 
 class TestUpdater final : public QObject
@@ -118,7 +59,7 @@ class TestUpdater final : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
-    ReleaseServer m_server;
+    testsupport::HttpServer m_server{true};
     QSslCertificate m_cert;
     QByteArray m_installer;
     QString m_sha;
@@ -138,12 +79,9 @@ class TestUpdater final : public QObject
             m_boxes << (box ? box->windowTitle() + u": "_s + box->text() +
                                   (box->informativeText().isEmpty() ? QString() : u'|' + box->informativeText())
                             : u"not a message box"_s);
-            if (box && box->windowTitle() == "Update ready"_L1)
-                saveShot(box, "update-ready.png");
-            for (QAbstractButton *button : box ? box->buttons() : QList<QAbstractButton *>()) {
+            for (QAbstractButton *button : box ? box->buttons() : QList<QAbstractButton *>())
                 if (button->text() == m_click)
                     button->click();
-            }
             answerBoxes();
         });
     }
@@ -170,6 +108,12 @@ class TestUpdater final : public QObject
         return ended.isEmpty() ? Outcome(-1) : ended.first().first().value<Outcome>();
     }
 
+    qsizetype hits(const char *target) const
+    {
+        return std::count_if(m_server.seen.begin(), m_server.seen.end(),
+                             [&](const testsupport::Seen &r) { return r.target == target; });
+    }
+
     bool eventFilter(QObject *watched, QEvent *event) override
     {
         if (event->type() == QEvent::Show && qobject_cast<QProgressDialog *>(watched))
@@ -181,10 +125,6 @@ private slots:
     void initTestCase()
     {
         testsupport::isolateConfig();
-        // The boxes in the program's own look, for the shots.
-        QApplication::setStyle(u"Fusion"_s);
-        QApplication::setFont(theme::uiFont(10));
-        qApp->setStyleSheet(theme::styleSheet());
         qApp->installEventFilter(this);
         // Downloads go below the system's temporary location: a private one.
         qputenv("TMPDIR", m_dir.filePath(u"tmp"_s).toLocal8Bit());
@@ -194,19 +134,12 @@ private slots:
         QVERIFY2(testsupport::makeCertificate(m_dir.path(), u"release"_s, u"IP:127.0.0.1"_s),
                  "openssl could not make a certificate");
         m_cert = QSslCertificate(readFile(cert), QSsl::Pem);
-        QVERIFY(m_server.start(m_cert, QSslKey(readFile(key), QSsl::Ec, QSsl::Pem)));
+        QVERIFY(m_server.useCertificate(m_cert, QSslKey(readFile(key), QSsl::Ec, QSsl::Pem)) && m_server.listen());
 
         // The release location, where an installer would put it.
         const QString installation = m_dir.filePath(u"installation.json"_s);
-        QFile file(installation);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QUrl base;
-        base.setScheme(u"https"_s);
-        base.setHost(u"127.0.0.1"_s);
-        base.setPort(m_server.port());
-        base.setPath(u"/rel/"_s);
-        file.write(QJsonDocument(QJsonObject{{u"releaseBase"_s, base.toString()}}).toJson());
-        file.close();
+        const QString base = u"https://127.0.0.1:%1/rel/"_s.arg(m_server.port());
+        QVERIFY(testsupport::writeFile(installation, QJsonDocument(QJsonObject{{u"releaseBase"_s, base}}).toJson()));
         qputenv("KESTRO_INSTALLATION", installation.toLocal8Bit());
         QCOMPARE(app::installation().releaseBase.port(), m_server.port());
 
@@ -218,7 +151,7 @@ private slots:
 
     void init()
     {
-        m_server.routes = {{kInstallerTarget, {m_installer}}};
+        m_server.routes = {{kInstallerTarget, {.body = m_installer}}};
         m_server.seen.clear();
         m_boxes.clear();
         m_click = u"Restart to install"_s;
@@ -237,15 +170,10 @@ private slots:
         QTest::addColumn<QString>("b");
         QTest::addColumn<int>("order"); // of a against b
         QTest::newRow("minor 10 after 9") << u"8.10"_s << u"8.9.13"_s << 1;
-        QTest::newRow("missing component is 0") << u"8.9.13.0"_s << u"8.9.13"_s << 0;
         QTest::newRow("fourth component counts") << u"8.9.13.1"_s << u"8.9.13"_s << 1;
         QTest::newRow("build suffix left out") << u"8.9.13"_s << u"8.9.13+cdcc16b"_s << 0;
-        QTest::newRow("suffixes never order") << u"8.9.14+0a1"_s << u"8.9.14+fff"_s << 0;
         QTest::newRow("non-numeric is 0") << u"8.x.14"_s << u"8.0.13"_s << 1;
-        QTest::newRow("pre-release tag is non-numeric") << u"8.9.13-rc1"_s << u"8.9.13"_s << -1;
-        QTest::newRow("signs are not digits") << u"8.-1"_s << u"8.0"_s << 0;
         QTest::newRow("beyond 32 bits") << u"8.99999999999"_s << u"8.4294967296"_s << 1;
-        QTest::newRow("empty is 0") << QString() << u"0.0"_s << 0;
     }
     void versionOrder()
     {
@@ -299,10 +227,6 @@ private slots:
         QTest::newRow("the app's version when the entry has none")
             << manifest(u"8.10"_s, {}, sha, {}) << u"later"_s << Outcome::Postponed
             << QStringList{ready.section(u'|', 0, 0) + u"|Installing closes the app and reopens the new version."_s};
-        QTest::newRow("the entry's version over the app's")
-            << manifest(u"8.10"_s, u"8.9.13"_s, sha) << QString() << Outcome::Latest << latest;
-        QTest::newRow("an empty sha256 installs")
-            << manifest(u"8.10"_s, u"8.10"_s, {}) << QString() << Outcome::Installing << QStringList{ready};
         QTest::newRow("sha256 in capitals")
             << manifest(u"8.10"_s, u"8.10"_s, u"%SHAUP%"_s) << QString() << Outcome::Installing << QStringList{ready};
         QTest::newRow("a wrong sha256 is never saved")
@@ -315,10 +239,7 @@ private slots:
         QTest::newRow("installer stalls")
             << good << u"stall /rel/linux/kestro%20connect_8.10_amd64.deb"_s << Outcome::DownloadFailed
             << QStringList{u"Update: The download failed: no data arrived for 0.4 seconds"_s};
-        QTest::newRow("manifest stalls") << good << u"stall /rel/latest.json"_s << Outcome::Unreachable << unreachable;
         QTest::newRow("manifest not JSON") << QByteArray("<html>") << QString() << Outcome::Unreachable << unreachable;
-        QTest::newRow("no entry for this app") << QByteArray("{\"apps\":{\"kestro-other\":{\"version\":\"9\"}}}")
-                                               << QString() << Outcome::Unreachable << unreachable;
         QTest::newRow("newer, but nothing for this platform")
             << QByteArray(
                    "{\"apps\":{\"kestro-connect\":{\"version\":\"9\",\"files\":{\"windows\":{\"path\":\"k\"}}}}}")
@@ -345,7 +266,7 @@ private slots:
 
         for (const bool interactive : {true, false}) {
             init();
-            m_server.routes[kManifestTarget] = {latest};
+            m_server.routes[kManifestTarget] = {.body = latest};
             if (setup.startsWith("stall "_L1))
                 m_server.routes[setup.mid(6).toLatin1()].stallAfter = 10;
             if (setup == "blocked"_L1)
@@ -364,16 +285,14 @@ private slots:
             while (!interactive && !expected.isEmpty() && !expected.first().startsWith("Update ready:"_L1))
                 expected.removeFirst();
             QCOMPARE(m_boxes.size(), expected.size());
-            for (qsizetype i = 0; i < expected.size(); ++i) {
-                if (expected[i].endsWith(u'*'))
-                    QVERIFY2(m_boxes[i].startsWith(expected[i].chopped(1)) && m_boxes[i].size() > expected[i].size(),
-                             qPrintable(m_boxes[i]));
-                else
-                    QCOMPARE(m_boxes[i], expected[i]);
-            }
+            for (qsizetype i = 0; i < expected.size(); ++i)
+                QVERIFY2(m_boxes[i] == expected[i] ||
+                             (expected[i].endsWith(u'*') && m_boxes[i].size() > expected[i].size() &&
+                              m_boxes[i].startsWith(expected[i].chopped(1))),
+                         qPrintable(m_boxes[i]));
 
-            QCOMPARE(m_server.seen.count(kManifestTarget), setup == "untrusted"_L1 ? 0 : 1); // no handshake
-            QCOMPARE(m_server.seen.size() - m_server.seen.count(kManifestTarget), downloads ? 1 : 0);
+            QCOMPARE(hits(kManifestTarget), setup == "untrusted"_L1 ? 0 : 1); // no handshake
+            QCOMPARE(m_server.seen.size() - hits(kManifestTarget), downloads ? 1 : 0);
             QCOMPARE(m_progressShown, interactive && downloads ? 1 : 0);
             if (saved)
                 QCOMPARE(readFile(installerFile()), m_installer);
@@ -395,7 +314,6 @@ private slots:
         QTest::addColumn<int>("downloads");
         QTest::newRow("matching fingerprint") << m_installer << true << 1 << 0;
         QTest::newRow("other bytes") << QByteArray("half an installer") << true << 1 << 1;
-        QTest::newRow("no fingerprint to match") << m_installer << false << 1 << 1;
         QTest::newRow("put off earlier in this run") << QByteArray() << false << 2 << 1;
     }
     void reusesAnInstallerAlreadyHere()
@@ -404,26 +322,25 @@ private slots:
         QFETCH(bool, published);
         QFETCH(int, checks);
         QFETCH(int, downloads);
-        m_server.routes[kManifestTarget] = {manifest(u"8.10"_s, u"8.10"_s, published ? m_sha : QString())};
+        m_server.routes[kManifestTarget] = {.body = manifest(u"8.10"_s, u"8.10"_s, published ? m_sha : QString())};
         m_click = u"Later"_s;
         if (!present.isNull()) {
             QVERIFY(QDir().mkdir(updater::Updater::downloadFolder(),
                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-            QFile f(installerFile());
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(present) == present.size());
+            QVERIFY(testsupport::writeFile(installerFile(), present));
         }
         QWidget window;
         updater::Updater u(&window, options());
         for (int i = 0; i < checks; ++i)
             QCOMPARE(run(u, true), Outcome::Postponed);
-        QCOMPARE(m_server.seen.count(kInstallerTarget), downloads);
+        QCOMPARE(hits(kInstallerTarget), downloads);
         QCOMPARE(m_boxes.filter(u"Update ready:"_s).size(), checks);
         QCOMPARE(readFile(installerFile()), m_installer);
     }
 
     void cancelledDownloadSaysNothing()
     {
-        m_server.routes[kManifestTarget] = {manifest(u"8.10"_s, u"8.10"_s, m_sha)};
+        m_server.routes[kManifestTarget] = {.body = manifest(u"8.10"_s, u"8.10"_s, m_sha)};
         m_server.routes[kInstallerTarget].stallAfter = 200000;
         QWidget window;
         updater::Updater u(&window, options());
@@ -435,7 +352,6 @@ private slots:
         const QLocale locale;
         QTRY_COMPARE(progress->labelText(),
                      locale.formattedDataSize(200000) + u" of "_s + locale.formattedDataSize(m_installer.size()));
-        saveShot(progress, "update-progress.png");
         auto *cancel = progress->findChild<QPushButton *>();
         QCOMPARE(cancel->text(), u"Cancel"_s);
         cancel->click();
