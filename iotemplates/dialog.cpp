@@ -3,6 +3,7 @@
 #include "app/base/modal.h"
 #include "app/base/theme.h"
 #include "iotemplates/library.h"
+#include "prims/json.h"
 #include "tools/dialogs.h"
 #include "units/diaglog.h"
 
@@ -64,13 +65,14 @@ QString askForFile(QWidget *parent, const QString &title, QFileDialog::AcceptMod
 
 QString channelsText(const QJsonObject &t)
 {
-    return u"%1 in / %2 out"_s.arg(t.value("inputs"_L1).toInt()).arg(t.value("outputs"_L1).toInt());
+    return u"%1 in / %2 out"_s.arg(prims::readInt(t, "inputs"_L1, 0, 0, kMaxChannels))
+        .arg(prims::readInt(t, "outputs"_L1, 0, 0, kMaxChannels));
 }
 
 QString updatedText(const QJsonObject &t)
 {
     const QDateTime when = updatedTime(t);
-    return when.isValid() ? when.toLocalTime().toString(u"yyyy-MM-dd HH:mm"_s) : t.value("updated"_L1).toString();
+    return when.isValid() ? when.toLocalTime().toString(u"yyyy-MM-dd HH:mm"_s) : prims::readText(t, "updated"_L1);
 }
 
 // The dialog's moving parts, shared by its buttons' handlers (and so living as long as the dialog).
@@ -89,9 +91,9 @@ struct View
         for (const QJsonValue &v : library) {
             const QJsonObject t = v.toObject();
             auto *row = new QTreeWidgetItem(
-                list, {t.value("name"_L1).toString(), t.value("maker"_L1).toString(), channelsText(t),
-                       t.value("connection"_L1).toObject().value("type"_L1).toString(), updatedText(t)});
-            row->setData(0, kIdRole, t.value("id"_L1).toString());
+                list, {prims::readText(t, "name"_L1), prims::readText(t, "maker"_L1), channelsText(t),
+                       prims::readText(prims::readObject(t, "connection"_L1), "type"_L1), updatedText(t)});
+            row->setData(0, kIdRole, prims::readText(t, "id"_L1));
             row->setData(0, kFileRole, QString::fromUtf8(QJsonDocument(t).toJson(QJsonDocument::Indented)));
             row->setSizeHint(0, QSize(0, list->fontMetrics().height() + kRowPadding));
         }

@@ -1,6 +1,7 @@
 #include "phone/pages.h"
 
 #include "app/base/version.h"
+#include "prims/json.h"
 
 #include <QJsonObject>
 
@@ -30,23 +31,24 @@ QString card(const units::Unit &unit)
     const char *cls = "off";
     const char *word = "OFFLINE";
     if (unit.online()) {
-        const bool done = s.value("commissioned"_L1).toBool();
+        const bool done = prims::readTrue(s, "commissioned"_L1);
         cls = done ? "ok" : "bad";
         word = done ? "COMMISSIONED" : "IN PROGRESS";
     }
     QString out = u"<div class=c><b>%1</b><br><span class='p %2'>%3</span>"_s.arg(
         escapeHtml(title), QLatin1StringView(cls), QLatin1StringView(word));
     if (unit.online()) {
+        // Counts are shown as the unit sent them (a wrong type reads as 0); only the bar is held.
         const int total = s.value("total_count"_L1).toInt();
         const int completed = s.value("completed_count"_L1).toInt();
         if (total >= 1) {
             const qint64 p = percent(completed, total);
             out += bar(p) + u"<span class=m>%2 of %3 steps done (%1%)</span>"_s.arg(p).arg(completed).arg(total);
         }
-        if (const QString step = s.value("current_step"_L1).toString(); !step.isEmpty())
+        if (const QString step = prims::readText(s, "current_step"_L1); !step.isEmpty())
             out += "<br><span class=m>Now: "_L1 + escapeHtml(step) + "</span>"_L1;
-        const QString activity = s.value("activity"_L1).toString();
-        const QString detail = s.value("activity_detail"_L1).toString();
+        const QString activity = prims::readText(s, "activity"_L1);
+        const QString detail = prims::readText(s, "activity_detail"_L1);
         if (!activity.isEmpty() || !detail.isEmpty()) {
             const QString text =
                 activity.isEmpty() ? detail : (detail.isEmpty() ? activity : activity + " - "_L1 + detail);
