@@ -1,0 +1,463 @@
+// The screen body: "action" buttons (their sound, look and press, the confirmation boxes driven
+// through the modal hook) and the "cards" grid; the wizard step strip (which step is shown, what
+// a click on a cell does); the toast strip (timing by generation, error toasts that wait for a
+// click, blank toasts); and change detection between two polls.
+
+#include "app/base/modal.h"
+#include "app/base/theme.h"
+#include "render/buttons.h"
+#include "render/changes.h"
+#include "render/element.h"
+#include "render/screen.h"
+#include "render/steps.h"
+#include "render/toast.h"
+#include "support/actions.h"
+#include "support/widgets.h"
+
+#include <QDialog>
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using render::ToastStrip;
+using testsupport::json;
+using testsupport::jsonValue;
+
+namespace {
+
+std::unique_ptr<QPushButton> button(const QJsonObject &el, testsupport::RecordedActions &rec)
+{
+    return std::unique_ptr<QPushButton>(render::actionButton(el, rec.actions(), nullptr));
+}
+
+// A strip of four: done, current, locked, with an issue, each with one text in its body.
+const QJsonArray kFour = jsonValue(uR"([
+    {"id":"wire","label":"Wiring","completed":true,"elements":[{"type":"text","text":"body of wire"}]},
+    {"id":"drive","label":"Drive check","current":true,"elements":[{"type":"text","text":"body of drive"}]},
+    {"id":"lift","label":"Lift check","locked":true,"elements":[{"type":"text","text":"body of lift"}]},
+    {"id":"io","label":"IO test","issue":true,"completed":true,"elements":[{"type":"text","text":"body of io"}]}
+])"_s)
+                             .toArray();
+
+// The four-step strip laid out at a window's width, with presses and warnings recorded.
+struct Strip : testsupport::RecordedActions
+{
+    std::unique_ptr<QWidget> block;
+
+    explicit Strip(const QString &viewed = {})
+        : block(render::steps(kFour, actions(viewed), nullptr))
+    {
+        testsupport::layOut(block.get(), 900);
+    }
+};
+
+} // namespace
+
+class TestBody : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { testsupport::isolateConfig(); }
+    void cleanup() { app::setNextAnswer({}); }
+
+    void clickSound_data()
+    {
+        QTest::addColumn<QString>("element");
+        QTest::addColumn<QString>("sound");
+        QTest::newRow("danger style beats a named sound") << R"({"style":"danger","sound":"click"})" << u"danger"_s;
+        QTest::newRow("named sound beats confirm") << R"({"sound":"save","confirm":{"title":"x"}})" << u"save"_s;
+        QTest::newRow("danger cannot be named") << R"({"sound":"danger"})" << u"action"_s;
+        QTest::newRow("unknown sound, primary") << R"({"sound":"trumpet","style":"primary"})" << u"submit"_s;
+        QTest::newRow("empty confirm is no confirm") << R"({"confirm":{}})" << u"action"_s;
+    }
+    void clickSound()
+    {
+        QFETCH(QString, element);
+        QFETCH(QString, sound);
+        testsupport::RecordedActions rec;
+        QCOMPARE(button(json(element), rec)->property("pressSound").toString(), sound);
+    }
+
+    // What a click sends, read from the button's keys; an empty confirm object sends at once.
+    void pressFromKeys()
+    {
+        testsupport::RecordedActions rec;
+        app::setNextAnswer([](QDialog *) { QFAIL("no box for an empty confirm"); });
+        button(json(R"({"path":"/api/x"})"), rec)->click();
+        button(json(R"({"path":"/api/x","method":"Put","then":"none","send_fields":["a",3,"b"],
+            "label":"Home","body":{"speed":2},"clear_fields":["note"],"confirm":{}})"),
+               rec)
+            ->click();
+        render::Press defaults, every;
+        defaults.path = every.path = u"/api/x"_s;
+        every.body = {{"speed"_L1, 2}};
+        every.sendFields = {u"a"_s, u"b"_s};
+        every.clearFields = {u"note"_s};
+        every.method = u"PUT"_s;
+        every.then = u"none"_s;
+        every.label = u"Home"_s;
+        QVERIFY(rec.presses == (QList<render::Press>{defaults, every}));
+    }
+
+    // The question box without a typed word, answered as a technician would: Cancel is the default.
+    void questionBox_data()
+    {
+        QTest::addColumn<QString>("style");
+        QTest::addColumn<QString>("label");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QString>("confirmText");
+        QTest::addColumn<QString>("confirmKind");
+        QTest::newRow("Enter cancels") << u"primary"_s << u"Start drive"_s << u"enter"_s << u"Start drive"_s
+                                       << u"primary"_s;
+        QTest::newRow("danger look, no label") << u"danger"_s << QString() << u"confirm"_s << u"Yes"_s << u"danger"_s;
+        // A button shows "&" itself (doubled, or Qt would take it as a shortcut mark) and markup
+        // as typed; the press keeps the label as sent.
+        QTest::newRow("ampersand and markup")
+            << QString() << u"Park & <b>lock</b>"_s << u"confirm"_s << u"Park && <b>lock</b>"_s << u"primary"_s;
+    }
+    void questionBox()
+    {
+        QFETCH(QString, style);
+        QFETCH(QString, label);
+        QFETCH(QString, answer);
+        QFETCH(QString, confirmText);
+        QFETCH(QString, confirmKind);
+        testsupport::RecordedActions rec;
+        QJsonObject el = json(
+            R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage <b>moves</b>."}})");
+        el.insert("style"_L1, style);
+        el.insert("label"_L1, label);
+        QString seen;
+        app::setNextAnswer([&](QDialog *dialog) {
+            auto *box = qobject_cast<QMessageBox *>(dialog);
+            auto *confirm = box->findChild<QPushButton *>(u"confirmButton"_s);
+            QAbstractButton *cancel = box->button(QMessageBox::Cancel);
+            QVERIFY(confirm && cancel && box->defaultButton() == cancel && box->escapeButton() == cancel);
+            QCOMPARE(box->textFormat(), Qt::PlainText);
+            seen = QStringList{box->windowTitle(), box->text(), confirm->text(), confirm->property("kind").toString()}
+                       .join(u'|');
+            // Keys go where a technician's keys would: to the widget holding the focus.
+            QWidget *target = box->focusWidget() ? box->focusWidget() : box;
+            if (answer == "confirm"_L1)
+                confirm->click();
+            else
+                QTest::keyClick(target, Qt::Key_Return);
+        });
+        std::unique_ptr<QPushButton> b = button(el, rec);
+        QCOMPARE(b->text(), label.isEmpty() ? label : confirmText);
+        b->click();
+        QCOMPARE(seen, u"Start the drive?|The carriage <b>moves</b>.|%1|%2"_s.arg(confirmText, confirmKind));
+        const bool sent = answer == "confirm"_L1;
+        QCOMPARE(rec.presses.size(), sent ? 1 : 0);
+        if (sent)
+            QCOMPARE(rec.presses.at(0).label, label);
+        QCOMPARE(rec.logLines.size(), sent ? 0 : 1);
+    }
+
+    void typedWordRule_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<bool>("enabled");
+        QTest::newRow("exact") << "ERASE" << true;
+        QTest::newRow("lower case with blanks") << "  erase  " << true;
+        QTest::newRow("first four letters") << "ERAS" << false;
+        QTest::newRow("extra letter") << "ERASED" << false;
+        QTest::newRow("inner blank") << "ER ASE" << false;
+    }
+    void typedWordRule()
+    {
+        QFETCH(QString, typed);
+        QFETCH(bool, enabled);
+        QCOMPARE(render::typedWordMatches(typed, u"ERASE"_s), enabled);
+    }
+
+    // Through the button: the prompt names the word, texts are plain, and only the whole word sends.
+    void typedWordConfirmation()
+    {
+        for (const QString &typed : {u"era"_s, u" erase"_s}) {
+            testsupport::RecordedActions rec;
+            QStringList texts;
+            QString kind;
+            app::setNextAnswer([&](QDialog *dialog) {
+                for (QLabel *l : dialog->findChildren<QLabel *>())
+                    if (l->textFormat() == Qt::PlainText)
+                        texts << l->text();
+                auto *confirm = dialog->findChild<QPushButton *>(u"confirmButton"_s);
+                kind = confirm->property("kind").toString();
+                QTest::keyClicks(dialog->findChild<QLineEdit *>(u"confirmWord"_s), typed);
+                QTest::mouseClick(confirm, Qt::LeftButton); // a disabled button ignores the click
+            });
+            button(json(R"({"label":"Erase map","style":"danger","path":"/api/erase","confirm":{
+                "title":"Erase <b>the</b> map","detail":"All taught positions & <i>marks</i> go.","word":"ERASE"}})"),
+                   rec)
+                ->click();
+            QCOMPARE(texts, (QStringList{u"Erase <b>the</b> map"_s, u"All taught positions & <i>marks</i> go."_s,
+                                         u"Type ERASE to continue."_s}));
+            QCOMPARE(kind, u"danger"_s);
+            QCOMPARE(rec.presses.size(), typed == u"era"_s ? 0 : 1);
+        }
+    }
+
+    // Cards and their buttons come from the objects among the entries; cards sit side by side.
+    void cardsGrid()
+    {
+        testsupport::RecordedActions rec;
+        std::unique_ptr<QWidget> grid(render::element(json(R"({"type":"cards","cards":[
+            {"title":"Lift","value":"Ready","tone":"ok","actions":[{"type":"action","label":"Test","path":"/api/lift/test"},
+             {"label":"Stop","style":"danger","path":"/api/lift/stop"},{"type":"text","text":"not a button"}]},
+            {"title":"Drive","value":42}, "not a card"]})"),
+                                                      rec.actions(), 0, nullptr));
+        testsupport::layOut(grid.get(), 700);
+        const QList<QFrame *> cells = grid->findChildren<QFrame *>(u"cardCell"_s);
+        QCOMPARE(cells.size(), 2);
+        QCOMPARE(testsupport::labelTexts(cells.at(1)), (QStringList{u"Drive"_s, u"42"_s}));
+        const QList<QPushButton *> buttons = cells.at(0)->findChildren<QPushButton *>();
+        QCOMPARE(buttons.size(), 2);
+        QTest::mouseClick(buttons.at(0), Qt::LeftButton);
+        QCOMPARE(rec.presses.size(), 1);
+        QCOMPARE(rec.presses.at(0).path, u"/api/lift/test"_s);
+        QCOMPARE(buttons.at(1)->property("pressSound").toString(), u"danger"_s);
+        QVERIFY(cells.at(0)->y() == cells.at(1)->y() && cells.at(0)->geometry().right() < cells.at(1)->x());
+    }
+
+    void shownStep_data()
+    {
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QString>("viewed");
+        QTest::addColumn<int>("shown");
+        QTest::newRow("current when nothing viewed") << "FOUR" << QString() << 1;
+        QTest::newRow("viewed locked step") << "FOUR" << u"lift"_s << 2;
+        QTest::newRow("viewed id gone falls back to current") << "FOUR" << u"gone"_s << 1;
+        QTest::newRow("no current, stale view: last") << R"([{"id":"a"},{"id":"b"}])" << u"zzz"_s << 1;
+        QTest::newRow("first current wins") << R"([{"id":"a","current":true},{"id":"b","current":true}])"
+                                            << "" << 0;
+        QTest::newRow("no steps") << "[]" << u"a"_s << -1;
+    }
+    void shownStep()
+    {
+        QFETCH(QString, steps);
+        QFETCH(QString, viewed);
+        QFETCH(int, shown);
+        QCOMPARE(render::shownStep(steps == "FOUR"_L1 ? kFour : jsonValue(steps).toArray(), viewed), shown);
+    }
+
+    // Each cell's tag, and what a left click on it does: a locked step warns "Not
+    // yet", any other asks the window to show it; a release outside or the right button does nothing.
+    void cells_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QString>("tag");
+        QTest::addColumn<QString>("warning");
+        QTest::newRow("done") << 0 << u"DONE"_s << QString();
+        QTest::newRow("current") << 1 << u"STEP 2"_s << QString();
+        QTest::newRow("locked") << 2 << u"STEP 3"_s
+                                << u"Not yet|Lift check has not been done. Steps run in order - finish the current one "
+                                   "first."_s;
+        QTest::newRow("issue beats done") << 3 << u"PROBLEM"_s << QString();
+    }
+    void cells()
+    {
+        QFETCH(int, index);
+        QFETCH(QString, tag);
+        QFETCH(QString, warning);
+        Strip strip;
+        render::StepCell *cell = strip.block->findChildren<render::StepCell *>().at(index);
+        auto *tagLabel = cell->findChild<QLabel *>(u"stepTag"_s);
+        QVERIFY(tagLabel);
+        QCOMPARE(tagLabel->text(), tag);
+        QTest::mousePress(cell, Qt::LeftButton, {}, QPoint(5, 5));
+        QTest::mouseRelease(cell, Qt::LeftButton, {}, QPoint(-20, 5));
+        QTest::mouseClick(cell, Qt::RightButton);
+        QVERIFY(strip.warnings.isEmpty() && strip.presses.isEmpty());
+        QTest::mouseClick(cell, Qt::LeftButton);
+        QCOMPARE(strip.warnings, warning.isEmpty() ? QStringList() : QStringList{warning});
+        QCOMPARE(strip.presses.size(), warning.isEmpty() ? 1 : 0);
+        if (warning.isEmpty()) {
+            QVERIFY(render::isViewStepPress(strip.presses.at(0)));
+            QCOMPARE(strip.presses.at(0).body.value("step"_L1).toString(), cell->stepId());
+        }
+    }
+
+    // Only the shown step's body is drawn; a finished step viewed has a way back to the current one.
+    void shownStepBodyAndBanner()
+    {
+        for (const QString &viewed : {QString(), u"wire"_s}) {
+            Strip strip(viewed);
+            auto *titleLabel = strip.block->findChild<QLabel *>(u"shownStepTitle"_s);
+            QCOMPARE(titleLabel->text(), viewed.isEmpty() ? u"Drive check"_s : u"Wiring  -  done"_s);
+            const QStringList texts = testsupport::labelTexts(strip.block.get());
+            QCOMPARE(texts.filter(u"body of "_s),
+                     QStringList{viewed.isEmpty() ? u"body of drive"_s : u"body of wire"_s});
+            auto *back = strip.block->findChild<QPushButton *>(u"backToCurrentStep"_s);
+            QCOMPARE(back != nullptr, !viewed.isEmpty());
+            if (!back)
+                continue;
+            QCOMPARE(back->text(), u"Back to the current step"_s);
+            QVERIFY(texts.contains(u"Current step: Drive check"_s));
+            QTest::mouseClick(back, Qt::LeftButton);
+            QCOMPARE(strip.presses.size(), 1);
+            QCOMPARE(strip.presses.at(0).body.value("step"_L1).toString(), QString());
+        }
+    }
+
+    void screenPutsStepsAboveSections()
+    {
+        QJsonObject description = testsupport::json(R"({"sections":[{"label":"After the steps"}]})");
+        description.insert("steps"_L1, kFour);
+        std::unique_ptr<QWidget> page(render::screen(description, {}, nullptr));
+        testsupport::layOut(page.get(), 900);
+        auto *strip = page->findChild<QWidget *>(u"stepStrip"_s);
+        QLabel *sectionTitle = testsupport::findLabel(page.get(), u"After the steps"_s);
+        QVERIFY(strip && sectionTitle);
+        QVERIFY(strip->mapTo(page.get(), QPoint()).y() < sectionTitle->mapTo(page.get(), QPoint()).y());
+    }
+
+    void toastTextAndTone_data()
+    {
+        QTest::addColumn<QString>("tone");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("colourTone");
+        QTest::newRow("empty tone is accent") << QString() << u"Sent"_s << u"Sent"_s << u"accent"_s;
+        QTest::newRow("error asks for a click")
+            << u"error"_s << u"Refused"_s << u"Refused   (click to dismiss)"_s << u"error"_s;
+        QTest::newRow("bad is not an error toast") << u"bad"_s << u"Odd"_s << u"Odd"_s << u"bad"_s;
+        QTest::newRow("markup as typed") << u"ok"_s << u"<b>Saved</b> & stored"_s << u"<b>Saved</b> & stored"_s
+                                         << u"ok"_s;
+    }
+    void toastTextAndTone()
+    {
+        QFETCH(QString, tone);
+        QFETCH(QString, text);
+        QFETCH(QString, shown);
+        QFETCH(QString, colourTone);
+        ToastStrip strip;
+        QVERIFY(strip.isHidden());
+        strip.showToast({text, tone, 60000});
+        QVERIFY(!strip.isHidden());
+        QCOMPARE(strip.text(), shown);
+        QCOMPARE(strip.findChild<QLabel *>()->textFormat(), Qt::PlainText);
+        QVERIFY(strip.styleSheet().contains(theme::toneColor(colourTone).name()));
+    }
+
+    void blankToastLeavesTheStrip()
+    {
+        ToastStrip strip;
+        strip.showToast({u"Moving to slot 4"_s, u"busy"_s, 60000});
+        for (const QString &blank : {QString(), u"\t\n "_s})
+            strip.showToast({blank, u"error"_s, 10});
+        QCOMPARE(strip.text(), u"Moving to slot 4"_s);
+        QCOMPARE(strip.pendingTimers(), 1);
+    }
+
+    // The first toast's timer fires while the second is up and must leave it alone; the second's
+    // own timer still hides the strip.
+    void toastTimers()
+    {
+        for (const QString &secondTone : {u"ok"_s, u"error"_s}) {
+            ToastStrip strip;
+            QSignalSpy expired(&strip, &ToastStrip::expired);
+            strip.showToast({u"First"_s, u"ok"_s, 30});
+            strip.showToast({u"Second"_s, secondTone, 600000});
+            QTRY_COMPARE(expired.count(), 1);
+            QCOMPARE(expired.at(0).at(0).toInt(), 1); // the first toast's timer
+            QVERIFY(!strip.isHidden() && strip.text().startsWith(u"Second"_s));
+        }
+        ToastStrip strip;
+        QSignalSpy expired(&strip, &ToastStrip::expired);
+        strip.showToast({u"First"_s, u"ok"_s, 20});
+        strip.showToast({u"Second"_s, u"ok"_s, 80});
+        QTRY_COMPARE(expired.count(), 2);
+        QVERIFY(strip.isHidden());
+    }
+
+    // An error toast has no timer at all; a click before the timer hides the toast, and the old
+    // timer then leaves a newer toast alone.
+    void toastClicks()
+    {
+        ToastStrip strip;
+        testsupport::layOut(&strip, 400);
+        QSignalSpy expired(&strip, &ToastStrip::expired);
+        strip.showToast({u"The unit refused"_s, u"error"_s, 10});
+        QCOMPARE(strip.pendingTimers(), 0);
+        QTest::mouseClick(&strip, Qt::LeftButton);
+        QVERIFY(strip.isHidden());
+        strip.showToast({u"Saved"_s, u"ok"_s, 40});
+        QTest::mouseClick(&strip, Qt::LeftButton);
+        QVERIFY(strip.isHidden());
+        strip.showToast({u"Again"_s, u"ok"_s, 600000});
+        QTRY_COMPARE(expired.count(), 1);
+        QVERIFY(!strip.isHidden());
+    }
+
+    void changedLeaves_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QStringList>("paths");
+        QTest::newRow("equal objects") << R"({"a":1,"b":[1,2]})" << uR"({"b":[1,2],"a":1})"_s << QStringList();
+        QTest::newRow("number and string") << "1" << uR"("1")"_s << QStringList{QString()};
+        QTest::newRow("index 2 changed") << R"({"list":[1,2,3]})" << uR"({"list":[1,2,4]})"_s << QStringList{"/list/2"};
+        QTest::newRow("array grew") << R"({"list":[1,2,3]})" << uR"({"list":[1,2,3,4]})"_s << QStringList{"/list[]"};
+        QTest::newRow("key removed") << R"({"a":1,"b":2})" << uR"({"a":1})"_s << QStringList{"/b"};
+        QTest::newRow("key added after first object's keys")
+            << R"({"m":1,"z":1})" << uR"({"a":5,"m":2,"z":1})"_s << QStringList{"/m", "/a"};
+        QTest::newRow("objects inside arrays")
+            << R"([{"v":1},{"v":2}])" << uR"([{"v":1},{"v":3,"w":true}])"_s << QStringList{"/1/v", "/1/w"};
+    }
+    void changedLeaves()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        QFETCH(QStringList, paths);
+        QCOMPARE(render::changedLeaves(jsonValue(before), jsonValue(after)), paths);
+    }
+
+    // Past 200 differences the list stops at 201 entries: the caller redraws everything.
+    void changedLeavesGivesUpOnHugeDifferences()
+    {
+        for (const int keys : {200, 1000}) {
+            QJsonObject a, b;
+            for (int i = 0; i < keys; ++i) {
+                a.insert(u"k%1"_s.arg(i, 5, 10, QLatin1Char('0')), i);
+                b.insert(u"k%1"_s.arg(i, 5, 10, QLatin1Char('0')), i + 1);
+            }
+            const QStringList paths = render::changedLeaves(a, b);
+            QCOMPARE(paths.size(), std::min(keys, 201));
+            QCOMPARE(paths.first(), u"/k00000"_s);
+        }
+    }
+
+    void sourcesIn_data()
+    {
+        QTest::addColumn<QString>("description");
+        QTest::addColumn<QStringList>("sources");
+        QTest::newRow("same source twice listed once")
+            << R"({"sections":[{"elements":[{"type":"panel","source":"/api/a"},{"type":"panel","source":"/api/a"}]}]})"
+            << QStringList{"/api/a"};
+        QTest::newRow("relative source skipped")
+            << R"({"sections":[{"elements":[{"source":"api/b"},{"source":"/api/c"}]}]})" << QStringList{"/api/c"};
+        QTest::newRow("order first met, outer before inner")
+            << R"({"source":"/outer","items":[{"source":"/inner","items":[{"source":"/deepest"}]},{"source":"/second"}]})"
+            << QStringList{"/outer", "/inner", "/deepest", "/second"};
+        QTest::newRow("non-string source ignored") << R"([{"source":5},{"source":["/x"]}])" << QStringList();
+        QTest::newRow("scalar description") << R"("/api/a")" << QStringList();
+    }
+    void sourcesIn()
+    {
+        QFETCH(QString, description);
+        QFETCH(QStringList, sources);
+        QCOMPARE(render::sourcesIn(jsonValue(description)), sources);
+    }
+};
+
+QTEST_MAIN(TestBody)
+#include "tst_body.moc"
