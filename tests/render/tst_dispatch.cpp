@@ -216,11 +216,8 @@ private slots:
         QTest::addColumn<bool>("covered");
         QTest::addColumn<QString>("frameName"); // "" none, "-" a plain widget
         QTest::newRow("covered") << R"({"label":"Lift","elements":[{"type":"text","text":"x"}]})" << true << "";
-        QTest::newRow("covered only when labelled") << R"({"elements":[{"type":"text","text":"x"}]})" << true << "card";
         QTest::newRow("only sub-sections") << R"({"sections":[{"label":"Inner"}]})" << false << "-";
         QTest::newRow("badge alone makes a card") << R"({"badge":{"label":"NEW","tone":"ok"}})" << false << "card";
-        QTest::newRow("bad types read as defaults")
-            << R"({"label":"Brakes","elements":"x","sections":{}})" << false << "card";
         QTest::newRow("nothing readable") << R"({"label":3,"elements":"x","sections":{},"badge":3})" << false << "";
     }
     void sectionShapes()
@@ -303,37 +300,6 @@ private slots:
         QCOMPARE(QGuiApplication::clipboard()->text(), shown);
     }
 
-    // A key of the wrong type draws exactly as if it were missing, in the section that holds it.
-    void wrongTypeDrawsAsMissing_data()
-    {
-        QTest::addColumn<QString>("element");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QJsonValue>("wrong");
-        QTest::newRow("action width") << R"({"type":"action","label":"Run"})"
-                                      << "width" << QJsonValue(u"200px"_s);
-        QTest::newRow("led tone") << R"({"type":"led","state":"ok","label":"Lift ready"})"
-                                  << "tone" << QJsonValue(true);
-        QTest::newRow("canvas fit") << R"({"type":"canvas","width":100,"height":20,"items":[
-            {"kind":"rect","x":0,"y":0,"w":10,"h":10,"tone":"ok"}]})"
-                                    << "fit" << QJsonValue(true);
-    }
-    void wrongTypeDrawsAsMissing()
-    {
-        QFETCH(QString, element);
-        QFETCH(QString, key);
-        QFETCH(QJsonValue, wrong);
-        auto shot = [](const QJsonObject &el) {
-            std::unique_ptr<QWidget> card(
-                render::section(QJsonObject{{"elements"_L1, QJsonArray{el}}}, {}, 0, nullptr));
-            testsupport::layOut(card.get(), 420);
-            return card->grab().toImage();
-        };
-        QJsonObject el = json(element);
-        const QImage missing = shot(el);
-        el.insert(key, wrong);
-        QCOMPARE(shot(el), missing);
-    }
-
     // The header shows the unit's words whole and as typed, however long; the body scrolls down only.
     void chromeHeaderAndScroll()
     {
@@ -397,8 +363,7 @@ private slots:
         }
     }
 
-    // A dial or ring as wide as its size asks, whole inside everything that holds it, its
-    // caption centred under it.
+    // A dial or ring as wide as its size asks, whole inside everything that holds it.
     void instrumentsKeepTheirWidth_data()
     {
         QTest::addColumn<QString>("elements");
@@ -421,11 +386,6 @@ private slots:
         for (const QWidget *holder = painted->parentWidget(); holder; holder = holder->parentWidget())
             QVERIFY2(holder->rect().contains(QRect(painted->mapTo(holder, QPoint()), painted->size())),
                      qPrintable(u"cut by %1"_s.arg(QLatin1String(holder->metaObject()->className()))));
-        const QLabel *caption = testsupport::findLabel(painted->parentWidget(), u"Carriage speed"_s);
-        caption = caption ? caption : testsupport::findLabel(painted->parentWidget(), u"Battery"_s);
-        QVERIFY(caption);
-        QCOMPARE(caption->alignment() & Qt::AlignHorizontal_Mask, Qt::AlignHCenter);
-        QVERIFY(caption->geometry().top() >= painted->geometry().bottom());
     }
 
     // At a narrow width a figure's unit and change, the step cells and a strip's keep their
