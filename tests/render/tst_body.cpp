@@ -22,7 +22,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
-#include <QFrame>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -223,28 +222,6 @@ private slots:
             QCOMPARE(kind, u"danger"_s);
             QCOMPARE(rec.presses.size(), typed == u"era"_s ? 0 : 1);
         }
-    }
-
-    // Cards and their buttons come from the objects among the entries; cards sit side by side.
-    void cardsGrid()
-    {
-        testsupport::RecordedActions rec;
-        std::unique_ptr<QWidget> grid(render::element(json(R"({"type":"cards","cards":[
-            {"title":"Lift","value":"Ready","tone":"ok","actions":[{"type":"action","label":"Test","path":"/api/lift/test"},
-             {"label":"Stop","style":"danger","path":"/api/lift/stop"},{"type":"text","text":"not a button"}]},
-            {"title":"Drive","value":42}, "not a card"]})"),
-                                                      rec.actions(), 0, nullptr));
-        testsupport::layOut(grid.get(), 700);
-        const QList<QFrame *> cells = grid->findChildren<QFrame *>(u"cardCell"_s);
-        QCOMPARE(cells.size(), 2);
-        QCOMPARE(testsupport::labelTexts(cells.at(1)), (QStringList{u"Drive"_s, u"42"_s}));
-        const QList<QPushButton *> buttons = cells.at(0)->findChildren<QPushButton *>();
-        QCOMPARE(buttons.size(), 2);
-        QTest::mouseClick(buttons.at(0), Qt::LeftButton);
-        QCOMPARE(rec.presses.size(), 1);
-        QCOMPARE(rec.presses.at(0).path, u"/api/lift/test"_s);
-        QCOMPARE(buttons.at(1)->property("pressSound").toString(), u"danger"_s);
-        QVERIFY(cells.at(0)->y() == cells.at(1)->y() && cells.at(0)->geometry().right() < cells.at(1)->x());
     }
 
     void shownStep_data()
