@@ -1,8 +1,10 @@
 // Element dispatch, the version gate, sections and the offline actions, on real widgets; layouts
 // where screens put them (rows, instruments and narrow texts in a section, a group, a dialog, a
-// tab page, a filled row and beside a growing item); and docs/elements.md, which cannot rot: every
+// tab page, a filled row and beside a growing item); docs/elements.md, which cannot rot (every
 // ```json example in it draws inside a section without the needs-update note, and every element
-// type and field kind this client draws has one.
+// type and field kind this client draws has one); and random malformed screen descriptions, which
+// must draw without a crash and lay out. The generator knows the element types and the keys
+// builders read, so it reaches deep into every builder; KESTRO_FUZZ_SEED picks other seeds.
 
 #include "app/base/theme.h"
 #include "app/offline.h"
@@ -13,6 +15,7 @@
 #include "render/fields.h"
 #include "render/screen.h"
 #include "render/section.h"
+#include "support/actions.h"
 #include "support/widgets.h"
 
 #include <QAbstractScrollArea>
@@ -20,7 +23,9 @@
 #include <QFrame>
 #include <QGuiApplication>
 #include <QLayout>
+#include <QPixmap>
 #include <QPushButton>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -93,6 +98,76 @@ QString inSection(const QString &elements)
 {
     return uR"({"sections":[{"label":"Section","elements":[%1]}]})"_s.arg(elements);
 }
+
+// The keys builders read; the first seven hold children, so that screens nest.
+const QStringList kKeys =
+    QStringLiteral("sections elements steps items tabs cards actions type text label tone size width height id "
+                   "value values min max weights flow stages points data columns rows path body confirm source "
+                   "shapes viewbox title detail badge gap pad align justify grow scroll active sizes state "
+                   "min_item_width open tip item kind style sound method send_fields clear_fields fit frame_height "
+                   "transform fill stroke defs use d x y w h r src lines unit delta note outline decimals choices "
+                   "options default placeholder mode on checked tween_ms background click hidden visible opacity "
+                   "min_client completed current locked issue")
+        .split(u' ');
+
+// Numbers past every range; empty, tone and layout words, markup.
+const QList<double> kNumbers{qQNaN(), qInf(), -1e308, 4294967296.0, -2e9};
+const QStringList kWords = QStringLiteral("|no|1|9|ok|#zz|row|center|between|/api/x|POST|ERASE|line\nbreak\ttab "
+                                          "<b>markup</b> &amp; ünïcödé ✓")
+                               .split(u'|');
+
+struct Generator
+{
+    QRandomGenerator rng;
+
+    int below(int n) { return int(rng.bounded(n)); }
+
+    QJsonValue scalar()
+    {
+        switch (below(5)) {
+        case 0:
+            return below(2) ? QJsonValue(kNumbers.at(below(int(kNumbers.size()))))
+                            : QJsonValue(kWords.at(below(int(kWords.size()))));
+        case 1:
+            return QString(below(4000) + 1, u'W');
+        case 2:
+            return below(2000) - 500;
+        case 3:
+            return rng.generateDouble();
+        default:
+            return below(2) ? QJsonValue(QJsonValue::Null) : QJsonValue(true); // a type a key never holds
+        }
+    }
+
+    // An object of random keys, typed as an element most of the time, holding more of its kind
+    // under the keys that nest (sometimes very deep), and now and then a huge flat array.
+    QJsonValue object(int depth)
+    {
+        static const QStringList types =
+            render::ownTypeNames() + prims::primitiveNames() + QStringList{u"Heading"_s, u"unknown_thing"_s};
+        QJsonObject o;
+        if (below(100) < 90)
+            o.insert("type"_L1, types.at(below(int(types.size()))));
+        for (int i = 0, n = below(9); i < n; ++i) {
+            const int k = below(5) ? below(int(kKeys.size())) : below(7); // a fifth of the keys nest
+            const bool nests = k < 7;
+            if (nests && depth < (below(100) < 3 ? 40 : 4)) {
+                QJsonArray list;
+                for (int j = 0, m = below(4); j < m; ++j)
+                    list.append(below(100) < 5 ? scalar() : object(depth + 1));
+                o.insert(kKeys.at(k), list);
+            } else if (below(100) < 2) {
+                QJsonArray huge;
+                for (int j = 0, m = 4000 + below(2000); j < m; ++j)
+                    huge.append(j % 7 ? QJsonValue(j) : scalar());
+                o.insert(kKeys.at(k), huge);
+            } else {
+                o.insert(kKeys.at(k), below(100) < 15 && depth < 8 ? object(depth + 2) : scalar());
+            }
+        }
+        return o;
+    }
+};
 
 } // namespace
 
@@ -457,6 +532,47 @@ private slots:
             if (!types.contains(u"field"_s + k))
                 missing << u"field kind "_s + k;
         QVERIFY2(missing.isEmpty(), qPrintable(u"no example for: "_s + missing.join(u", "_s)));
+    }
+
+    void malformedScreensDraw_data()
+    {
+        QTest::addColumn<quint32>("seed");
+        const quint32 base = qEnvironmentVariableIsSet("KESTRO_FUZZ_SEED")
+                                 ? quint32(qEnvironmentVariableIntValue("KESTRO_FUZZ_SEED"))
+                                 : 20261121u;
+        for (quint32 i = 0; i < 200; ++i)
+            QTest::addRow("seed %u", base + i) << base + i;
+    }
+    void malformedScreensDraw()
+    {
+        QFETCH(quint32, seed);
+        Generator gen{QRandomGenerator(seed)};
+        QJsonObject description = gen.object(0).toObject();
+        QJsonArray sections;
+        for (int i = 0, n = gen.below(5); i < n; ++i) {
+            QJsonObject section = gen.object(1).toObject();
+            QJsonArray elements;
+            for (int j = 0, m = gen.below(7); j < m; ++j)
+                elements.append(gen.object(1));
+            section.insert("elements"_L1, elements);
+            sections.append(section);
+        }
+        description.insert("sections"_L1, sections);
+        // Drawing never presses, saves, carries or warns, whatever the description says.
+        testsupport::RecordedActions rec;
+        render::Actions actions = rec.actions();
+        const render::Actions bundle = app::bundleActions({});
+        actions.fetch = bundle.fetch;
+        actions.covered = bundle.covered;
+        std::unique_ptr<QWidget> root(render::screen(description, seed % 2 ? actions : render::Actions()));
+        const int width = 280 + int(seed % 9) * 130;
+        testsupport::layOut(root.get(), width);
+        QCOMPARE(root->width(), width);
+        // No value may force the screen wider than a laptop display.
+        QVERIFY2(root->layout()->totalMinimumSize().width() <= 1600,
+                 qPrintable(QString::number(root->layout()->totalMinimumSize().width())));
+        QVERIFY(root->height() > 0 && !root->grab().isNull());
+        QVERIFY(rec.presses.isEmpty() && rec.saves.isEmpty() && rec.carries.isEmpty() && rec.warnings.isEmpty());
     }
 };
 
