@@ -263,9 +263,7 @@ private slots:
         QFETCH(QString, warning);
         Strip strip;
         render::StepCell *cell = strip.block->findChildren<render::StepCell *>().at(index);
-        auto *tagLabel = cell->findChild<QLabel *>(u"stepTag"_s);
-        QVERIFY(tagLabel);
-        QCOMPARE(tagLabel->text(), tag);
+        QVERIFY2(testsupport::labelTexts(cell).contains(tag), qPrintable(tag));
         QTest::mousePress(cell, Qt::LeftButton, {}, QPoint(5, 5));
         QTest::mouseRelease(cell, Qt::LeftButton, {}, QPoint(-20, 5));
         QTest::mouseClick(cell, Qt::RightButton);
@@ -273,10 +271,9 @@ private slots:
         QTest::mouseClick(cell, Qt::LeftButton);
         QCOMPARE(strip.warnings, warning.isEmpty() ? QStringList() : QStringList{warning});
         QCOMPARE(strip.presses.size(), warning.isEmpty() ? 1 : 0);
-        if (warning.isEmpty()) {
-            QVERIFY(render::isViewStepPress(strip.presses.at(0)));
-            QCOMPARE(strip.presses.at(0).body.value("step"_L1).toString(), cell->stepId());
-        }
+        if (warning.isEmpty()) // asks the window to show that step
+            QVERIFY(render::isViewStepPress(strip.presses.at(0)) &&
+                    strip.presses.at(0).body.value("step"_L1).toString() == cell->stepId());
     }
 
     // Only the shown step's body is drawn; a finished step viewed has a way back to the current one.
@@ -483,9 +480,8 @@ private slots:
 
         testsupport::RecordedActions rec;
         Drawn d = draw(el, rec.actions());
-        QVERIFY(d.input);
+        QVERIFY(d.input && d.input->property("fieldId").toString() == u"f"_s);
         QCOMPARE(QString::fromLatin1(d.input->metaObject()->className()), widget);
-        QCOMPARE(d.input->property("fieldId").toString(), u"f"_s);
         QCOMPARE(render::fieldValue(d.input), testsupport::jsonValue(value));
         QCOMPARE(render::collectFieldValues(d.root.get(), {u"f"_s, u"absent"_s}),
                  (QJsonObject{{"f"_L1, testsupport::jsonValue(value)}}));
@@ -595,9 +591,8 @@ private slots:
         QTest::mouseClick(check, Qt::LeftButton, {}, QPoint(8, check->height() / 2)); // on the box
         QCOMPARE(saved().value("c"_L1), QJsonValue(true));
         QTest::keyClick(root->findChild<QComboBox *>(u"field:a"_s), Qt::Key_Down);
-        QCOMPARE(saved().value("a"_L1), QJsonValue(u"B"_s));
         QTest::keyClick(root->findChild<QSlider *>(u"field:v"_s), Qt::Key_Right);
-        QCOMPARE(saved().value("v"_L1), QJsonValue(1.0));
+        QVERIFY(saved().value("a"_L1) == QJsonValue(u"B"_s) && saved().value("v"_L1) == QJsonValue(1.0));
         auto *spin = root->findChild<QSpinBox *>(u"field:n"_s);
         QTest::keyClick(spin, Qt::Key_Up);
         QVERIFY(!saved().contains("n"_L1));
