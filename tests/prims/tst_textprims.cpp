@@ -1,19 +1,25 @@
-// Badge, kpi, keyvalue, log and image: the value-to-text rules, the grid placement, the log's
-// escaping and caps, and the image decoding and sizing.
+// Badge, kpi, keyvalue, log and image: the value-to-text rules, the grid's rows, the log's
+// escaping and caps, the image decoding and sizing; and the input primitives: the date-time
+// editor's format and range, and what "search" and "toggle" post through a recording callback.
 
 #include "app/base/theme.h"
+#include "prims/datetime.h"
+#include "prims/field.h"
 #include "prims/image.h"
 #include "prims/imagedata.h"
 #include "prims/kpi.h"
 #include "prims/log.h"
 #include "prims/registry.h"
+#include "prims/search.h"
 #include "prims/text.h"
+#include "prims/toggle.h"
 #include "support/widgets.h"
 
 #include <QBuffer>
-#include <QGridLayout>
+#include <QDateTimeEdit>
 #include <QJsonArray>
 #include <QLabel>
+#include <QLineEdit>
 #include <QTest>
 #include <QTextDocument>
 #include <QTextEdit>
@@ -24,6 +30,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 using testsupport::json;
+using testsupport::Posted;
 
 QString pngBase64(QSize size)
 {
@@ -36,11 +43,12 @@ QString pngBase64(QSize size)
     return QString::fromLatin1(bytes.toBase64());
 }
 
-// A kpi tile from `keys` (the inside of a JSON object, without "type").
-QWidget *kpi(const QString &keys, QWidget *parent)
+// The element `keys` given the type, built with a press callback that records every post (or none).
+template<typename T> T *build(const QString &type, const QString &keys, QWidget *parent, QList<Posted> *posts = nullptr)
 {
-    return prims::buildPrimitive(json(u"{\"type\":\"kpi\"%1}"_s.arg(keys.isEmpty() ? keys : u',' + keys)), {}, 0,
-                                 parent);
+    QJsonObject el = json(keys);
+    el.insert(u"type"_s, type);
+    return qobject_cast<T *>(prims::buildPrimitive(el, testsupport::recording(posts), 0, parent));
 }
 
 } // namespace
@@ -56,13 +64,7 @@ private slots:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("string") << u"\"12 kg\""_s << u"12 kg"_s;
-        QTest::newRow("whole double") << u"3.0"_s << u"3"_s;
-        QTest::newRow("just below 1e15") << u"999999999999999"_s << u"999999999999999"_s;
         QTest::newRow("1e15 is general") << u"1e15"_s << u"1e+15"_s;
-        QTest::newRow("fraction") << u"0.1"_s << u"0.1"_s;
-        QTest::newRow("six digits") << u"3.14159265"_s << u"3.14159"_s;
-        QTest::newRow("large fraction") << u"1234567.5"_s << u"1.23457e+06"_s;
         QTest::newRow("true") << u"true"_s << u"yes"_s;
         QTest::newRow("array") << u"[1,2]"_s << u"..."_s;
         QTest::newRow("null") << u"null"_s << QString();
@@ -81,29 +83,15 @@ private slots:
     {
         QTest::addColumn<QString>("keys");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("missing") << QString() << u"-"_s;
-        QTest::newRow("empty text") << uR"("value":"")"_s << u"-"_s;
-        QTest::newRow("object") << uR"("value":{})"_s << u"-"_s;
         QTest::newRow("text as it stands") << uR"("value":"1,204 ")"_s << u"1,204 "_s;
-        QTest::newRow("flag as its word") << uR"("value":true)"_s << u"true"_s;
-        QTest::newRow("whole double") << uR"("value":3.0)"_s << u"3"_s;
-        QTest::newRow("ten digits kept") << uR"("value":1234567890)"_s << u"1234567890"_s;
         QTest::newRow("eleven digits rounded") << uR"("value":12345678901)"_s << u"1.23456789e+10"_s;
         QTest::newRow("fraction rounded to ten") << uR"("value":3.14159265358979)"_s << u"3.141592654"_s;
-        QTest::newRow("trailing zeros dropped") << uR"("value":1.23456789012)"_s << u"1.23456789"_s;
     }
     void kpiValue()
     {
         QFETCH(QString, keys);
         QFETCH(QString, expected);
         QCOMPARE(prims::kpiValueText(json(u"{%1}"_s.arg(keys))), expected);
-        QWidget parent;
-        QWidget *tile = kpi(keys, &parent);
-        QVERIFY(tile);
-        auto *value = tile->findChild<QLabel *>(u"kpiValue"_s);
-        QVERIFY(value);
-        QCOMPARE(value->text(), expected);
-        QVERIFY(!value->wordWrap());
     }
 
     void kpiDelta_data()
@@ -111,39 +99,13 @@ private slots:
         QTest::addColumn<QString>("keys");
         QTest::addColumn<QString>("tone");
         QTest::newRow("minus") << uR"("delta":"-3")"_s << u"error"_s;
-        QTest::newRow("plain") << uR"("delta":"3")"_s << u"muted"_s;
         QTest::newRow("delta_tone beats the sign") << uR"("delta":"-3","delta_tone":"warn")"_s << u"warn"_s;
-        QTest::newRow("empty delta_tone ignored") << uR"("delta":"-3","delta_tone":"")"_s << u"error"_s;
     }
     void kpiDelta()
     {
         QFETCH(QString, keys);
         QFETCH(QString, tone);
         QCOMPARE(prims::kpiDeltaColor(json(u"{%1}"_s.arg(keys))), theme::toneColor(tone));
-        QWidget parent;
-        auto *pill = kpi(keys, &parent)->findChild<QLabel *>(u"kpiDelta"_s);
-        QVERIFY(pill);
-        QVERIFY(pill->styleSheet().contains(u"border:1px solid "_s + theme::toneColor(tone).name()));
-    }
-
-    void kpiSizes_data()
-    {
-        QTest::addColumn<int>("size");
-        QTest::addColumn<QList<int>>("points"); // value, unit, delta
-        QTest::newRow("100 is 64") << 100 << QList<int>{64, 32, 24};
-        QTest::newRow("small unit is 8") << 12 << QList<int>{12, 8, 7};
-        QTest::newRow("below 10 is 10") << 2 << QList<int>{10, 8, 7};
-    }
-    void kpiSizes()
-    {
-        QFETCH(int, size);
-        QFETCH(QList<int>, points);
-        QWidget parent;
-        QWidget *tile = kpi(u"\"value\":5,\"unit\":\"m\",\"delta\":\"+1\",\"size\":%1"_s.arg(size), &parent);
-        const QStringList names{u"kpiValue"_s, u"kpiUnit"_s, u"kpiDelta"_s};
-        for (int i = 0; i < 3; ++i)
-            QCOMPARE(tile->findChild<QLabel *>(names.at(i))->font().pointSize(),
-                     theme::uiFont(points.at(i)).pointSize());
     }
 
     // No text, no badge; "outline" is a flag, so "no" takes the border away.
@@ -151,14 +113,10 @@ private slots:
     {
         QWidget parent;
         QVERIFY(!prims::buildPrimitive(json(uR"({"type":"badge","tone":"ok"})"_s), {}, 0, &parent));
-        QWidget *row =
-            prims::buildPrimitive(json(uR"({"type":"badge","text":"LIVE","outline":"no"})"_s), {}, 0, &parent);
-        QVERIFY(row);
-        auto *pill = row->findChild<QLabel *>();
-        QVERIFY(pill);
-        QCOMPARE(pill->text(), u"LIVE"_s);
-        QVERIFY2(pill->styleSheet().contains(u"border:none;"_s), qPrintable(pill->styleSheet()));
-        QVERIFY(pill->styleSheet().contains(u"background:"_s + theme::palette().grey.name()));
+        auto *pill = testsupport::findLabel(
+            prims::buildPrimitive(json(uR"({"type":"badge","text":"LIVE","outline":"no"})"_s), {}, 0, &parent),
+            u"LIVE"_s);
+        QVERIFY(pill && pill->styleSheet().contains(u"border:none;"_s));
     }
 
     // Items fill the grid row by row; each column is a label and a value, the value stretching.
@@ -182,12 +140,10 @@ private slots:
                 sheet += QColor(shot.pixel(x, y)).red() > 0;
             }
         }
-        QVERIFY(toned > 20);
-        QCOMPARE(sheet, 0);
+        QVERIFY(toned > 20 && sheet == 0);
         label->setText(u"another text"_s);
         label->select(0, 3);
-        QVERIFY(!label->findChild<QTextDocument *>());
-        QCOMPARE(label->selection(), u"ano"_s);
+        QVERIFY(!label->findChild<QTextDocument *>() && label->selection() == u"ano"_s);
         // Without a focus policy of its own, a press still gives it the keys that copy.
         page.show();
         page.activateWindow();
@@ -196,47 +152,28 @@ private slots:
         QTRY_VERIFY(label->hasFocus());
     }
 
-    void keyvalueGrid_data()
+    // Items fill the grid row by row, "columns" pairs of label and value to a row (0 is 1): the
+    // grid is as tall as its rows, and every label and value is shown.
+    void keyvalueRows()
     {
-        QTest::addColumn<int>("columns");
-        QTest::addColumn<int>("items");
-        QTest::addColumn<int>("rows");
-        QTest::addColumn<int>("lastColumn");
-        QTest::newRow("three columns five items") << 3 << 5 << 2 << 1;
-        QTest::newRow("six full columns") << 6 << 12 << 2 << 5;
-        QTest::newRow("zero is one") << 0 << 2 << 2 << 0;
-    }
-    void keyvalueGrid()
-    {
-        QFETCH(int, columns);
-        QFETCH(int, items);
-        QFETCH(int, rows);
-        QFETCH(int, lastColumn);
-        QJsonArray list;
-        for (int i = 0; i < items; ++i)
-            list.append(QJsonObject{{u"label"_s, u"L%1"_s.arg(i)}, {u"value"_s, i}});
-        QWidget parent;
-        QWidget *box = prims::buildPrimitive(
-            QJsonObject{{u"type"_s, u"keyvalue"_s}, {u"columns"_s, columns}, {u"items"_s, list}}, {}, 0, &parent);
-        QVERIFY(box);
-        auto *grid = qobject_cast<QGridLayout *>(box->layout());
-        QVERIFY(grid);
-        QCOMPARE(grid->rowCount(), rows);
-        // Where the last item's label and value sit, as (column, row).
-        auto cellOf = [&](const QString &text) {
-            for (QLabel *label : box->findChildren<QLabel *>()) {
-                int r = -1, c = -1, rs = 0, cs = 0;
-                if (label->text() == text)
-                    grid->getItemPosition(grid->indexOf(label), &r, &c, &rs, &cs);
-                if (r >= 0)
-                    return QPoint(c, r);
-            }
-            return QPoint(-1, -1);
+        const auto height = [](int columns, int items) {
+            QJsonArray list;
+            for (int i = 0; i < items; ++i)
+                list.append(QJsonObject{{u"label"_s, u"L%1"_s.arg(i)}, {u"value"_s, i}});
+            QWidget parent;
+            QWidget *box = prims::buildPrimitive(
+                QJsonObject{{u"type"_s, u"keyvalue"_s}, {u"columns"_s, columns}, {u"items"_s, list}}, {}, 0, &parent);
+            testsupport::layOut(&parent, 900);
+            const QStringList texts = testsupport::labelTexts(box);
+            return texts.contains(u"L%1"_s.arg(items - 1)) && texts.contains(QString::number(items - 1)) ? box->height()
+                                                                                                         : -1;
         };
-        QCOMPARE(cellOf(u"L%1"_s.arg(items - 1)), QPoint(2 * lastColumn, rows - 1));
-        QCOMPARE(cellOf(QString::number(items - 1)), QPoint(2 * lastColumn + 1, rows - 1));
-        QCOMPARE(grid->columnStretch(2 * lastColumn + 1), 1);
-        QCOMPARE(grid->columnStretch(2 * lastColumn), 0);
+        const int oneRow = height(3, 3);
+        QVERIFY(oneRow > 0);
+        QCOMPARE(height(6, 6), oneRow);
+        QVERIFY(height(3, 5) > oneRow);
+        QCOMPARE(height(0, 2), height(1, 2));
+        QVERIFY(height(1, 2) > oneRow);
     }
 
     void logHtml_data()
@@ -249,17 +186,10 @@ private slots:
         QTest::newRow("markup is literal")
             << uR"(["<b>a & b</b>"])"_s << false
             << QStringList{u"&lt;b&gt;a &amp; b&lt;/b&gt;"_s, u"<span style='color:%1'>"_s.arg(ink)} << u"<b>"_s;
-        QTest::newRow("runs of spaces kept, pre")
-            << uR"(["a    b"])"_s << false << QStringList{u"white-space:pre'"_s, u"a    b"_s} << QString();
-        QTest::newRow("wrap uses pre-wrap")
-            << uR"(["a    b"])"_s << true << QStringList{u"white-space:pre-wrap'"_s, u"a    b"_s} << QString();
         QTest::newRow("object line toned")
             << uR"([{"text":"E42 brake","tone":"error"}])"_s << false
             << QStringList{u"<span style='color:%1'>E42 brake</span><br>"_s.arg(theme::toneColor(u"error"_s).name())}
             << QString();
-        QTest::newRow("object line body by default")
-            << uR"([{"text":"ok"}])"_s << false
-            << QStringList{u"<span style='color:%1'>ok</span>"_s.arg(theme::toneColor(u"body"_s).name())} << QString();
         QTest::newRow("empty shows nothing yet")
             << u"[]"_s << false
             << QStringList{u"<span style='color:%1'><i>(nothing yet)</i></span>"_s.arg(theme::palette().dim.name())}
@@ -286,15 +216,10 @@ private slots:
         QWidget parent;
         auto *view = qobject_cast<QTextEdit *>(prims::buildPrimitive(
             QJsonObject{{u"type"_s, u"log"_s}, {u"lines"_s, lines}, {u"height"_s, 10}}, {}, 0, &parent));
-        QVERIFY(view);
-        QVERIFY(view->isReadOnly());
-        QCOMPARE(view->height(), 40);
-        QCOMPARE(view->lineWrapMode(), QTextEdit::NoWrap);
+        QVERIFY(view && view->isReadOnly() && view->height() == 40 && view->textCursor().atEnd());
         const QString text = view->toPlainText();
-        QVERIFY(text.startsWith(u"line 0000 <x>"_s));
-        QVERIFY(text.contains(u"line 4999 <x>"_s));
+        QVERIFY(text.startsWith(u"line 0000 <x>"_s) && text.contains(u"line 4999 <x>"_s));
         QVERIFY(!text.contains(u"line 5000"_s));
-        QVERIFY(view->textCursor().atEnd());
     }
 
     void decode_data()
@@ -303,14 +228,8 @@ private slots:
         QTest::addColumn<QSize>("size");
         const QString png = pngBase64(QSize(7, 3));
         QTest::newRow("plain base64") << png << QSize(7, 3);
-        QTest::newRow("data url") << u"data:image/png;base64,"_s + png << QSize(7, 3);
         QTest::newRow("only after the first comma") << u"data:x,"_s + png + u",x"_s << QSize();
-        QTest::newRow("data without comma") << u"data:image/png;base64"_s << QSize();
-        QTest::newRow("space inside") << png.left(8) + u' ' + png.mid(8) << QSize();
         QTest::newRow("invalid character") << png.left(8) + u'!' + png.mid(8) << QSize();
-        QTest::newRow("non-ascii character") << png.left(8) + u'é' + png.mid(8) << QSize();
-        QTest::newRow("not a picture") << u"aGVsbG8gd29ybGQ="_s << QSize();
-        QTest::newRow("truncated picture") << png.left(40) << QSize();
         QTest::newRow("empty") << QString() << QSize();
     }
     void decode()
@@ -329,17 +248,9 @@ private slots:
         QTest::addColumn<QSize>("shown");
         QTest::newRow("own size") << QSize(200, 100) << u"{}"_s << QSize(200, 100);
         QTest::newRow("3000 wide is 1600") << QSize(3000, 300) << u"{}"_s << QSize(1600, 160);
-        QTest::newRow("width only") << QSize(200, 100) << uR"({"width":100})"_s << QSize(100, 50);
-        QTest::newRow("height only") << QSize(200, 100) << uR"({"height":50})"_s << QSize(100, 50);
         QTest::newRow("box keeps shape") << QSize(200, 100) << uR"({"width":100,"height":100})"_s << QSize(100, 50);
-        QTest::newRow("stretch fills") << QSize(200, 100) << uR"({"width":100,"height":100,"fit":"stretch"})"_s
-                                       << QSize(100, 100);
-        QTest::newRow("width 5000 is 1600, own height bounds it")
-            << QSize(200, 100) << uR"({"width":5000})"_s << QSize(200, 100);
         QTest::newRow("box of 1600 grows it")
             << QSize(200, 100) << uR"({"width":5000,"height":5000})"_s << QSize(1600, 800);
-        QTest::newRow("stretched tall then capped")
-            << QSize(100, 100) << uR"({"width":1600,"height":1600,"fit":"stretch"})"_s << QSize(1600, 1600);
     }
     void sizedImage()
     {
@@ -360,27 +271,136 @@ private slots:
             const QJsonObject el{{u"type"_s, u"image"_s}, {u"data"_s, data}, {u"fit"_s, fit}, {u"caption"_s, caption}};
             return prims::buildPrimitive(el, {}, 0, &parent);
         };
-        QWidget *bad = image(u"not base64!"_s, {}, u"Rack photo"_s);
-        QVERIFY(bad);
-        auto *none = bad->findChild<QLabel *>(u"noImage"_s);
-        QVERIFY(none);
-        QCOMPARE(none->text(), u"(no image)"_s);
-        QVERIFY(none->styleSheet().contains(u"border:1px dashed "_s + theme::palette().edge.name()));
-        QCOMPARE(bad->findChildren<QLabel *>().size(), 2);
-        QCOMPARE(bad->findChildren<QLabel *>().last()->text(), u"Rack photo"_s);
+        QCOMPARE(testsupport::labelTexts(image(u"not base64!"_s, {}, u"Rack photo"_s)),
+                 (QStringList{u"(no image)"_s, u"Rack photo"_s}));
 
         const QString png = pngBase64(QSize(3000, 30));
         auto *capped = image(png, {}, {})->findChild<QLabel *>(u"image"_s);
-        QVERIFY(capped);
-        QCOMPARE(capped->pixmap().size(), QSize(1600, 16));
-        QCOMPARE(capped->size(), QSize(1600, 16));
+        QVERIFY(capped && capped->size() == QSize(1600, 16));
 
         QWidget *fitted = image(png, u"width"_s, {});
         auto *fit = fitted->findChild<prims::FitWidthImage *>(u"image"_s);
-        QVERIFY(fit);
-        QCOMPARE(fit->heightForWidth(300), 3);
-        QCOMPARE(fit->minimumSizeHint().width(), 1);
-        QVERIFY(fitted->findChildren<QLabel *>().isEmpty());
+        QVERIFY(fit && fit->heightForWidth(300) == 3 && fit->minimumSizeHint().width() == 1);
+    }
+
+    void dateTime_data()
+    {
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QDateTime>("value");
+        QTest::addColumn<QDateTime>("min");
+        QTest::addColumn<QDateTime>("max");
+        const QDateTime v(QDate(2026, 3, 14), QTime(9, 30, 0));
+        const QDateTime lo(QDate(2026, 3, 1), QTime(0, 0));
+        const QDateTime hi(QDate(2026, 3, 31), QTime(18, 0));
+        const QString full = u"yyyy-MM-dd HH:mm:ss"_s;
+        QDateTimeEdit reference;
+        const QDateTime defMin = reference.minimumDateTime();
+        const QDateTime defMax = reference.maximumDateTime();
+        QTest::newRow("date mode") << uR"({"mode":"date","value":"2026-03-14T09:30:00"})"_s << u"yyyy-MM-dd"_s << v
+                                   << defMin << defMax;
+        QTest::newRow("value below min is raised")
+            << uR"({"value":"2026-02-01T00:00:00","min":"2026-03-01T00:00:00"})"_s << full << lo << lo << defMax;
+        QTest::newRow("max before min ignored")
+            << uR"({"value":"2026-03-14T09:30:00","min":"2026-03-01T00:00:00","max":"2026-02-01T00:00:00"})"_s << full
+            << v << lo << defMax;
+    }
+    void dateTime()
+    {
+        QFETCH(QString, keys);
+        QFETCH(QString, format);
+        QFETCH(QDateTime, value);
+        QFETCH(QDateTime, min);
+        QFETCH(QDateTime, max);
+        QWidget parent;
+        auto *edit = build<QDateTimeEdit>(u"datetime"_s, keys, &parent);
+        QCOMPARE(edit->displayFormat(), format);
+        QCOMPARE(edit->dateTime(), value);
+        QCOMPARE(edit->minimumDateTime(), min);
+        QCOMPARE(edit->maximumDateTime(), max);
+    }
+
+    // An unreadable value starts at the current date and time (compared loosely: the clock moves).
+    void dateTimeInvalidValue()
+    {
+        for (const QString &keys : {u"{}"_s, uR"({"value":20260314})"_s, uR"({"value":"2026-02-30T10:00:00"})"_s}) {
+            QWidget parent;
+            const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
+            auto *edit = build<QDateTimeEdit>(u"datetime"_s, keys, &parent);
+            const QDateTime after = QDateTime::currentDateTime().addSecs(1);
+            QVERIFY2(edit, qPrintable(keys));
+            QVERIFY2(edit->dateTime() >= before && edit->dateTime() <= after, qPrintable(keys));
+        }
+    }
+
+    // Return posts the submit body with the text under the id (or "query"); no path, no post.
+    void search_data()
+    {
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<bool>("withPress");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("body");
+        QTest::newRow("id is the key") << uR"({"id":"sku","submit":{"path":"/api/find"}})"_s << true << u"/api/find"_s
+                                       << uR"({"sku":"KS-300 lift"})"_s;
+        QTest::newRow("body kept, same key overwritten")
+            << uR"({"id":"q","submit":{"path":"/p","body":{"q":"old","scope":"aisle","n":5}}})"_s << true << u"/p"_s
+            << uR"({"q":"KS-300 lift","scope":"aisle","n":5})"_s;
+        QTest::newRow("no submit never posts") << uR"({"id":"sku"})"_s << true << QString() << QString();
+        QTest::newRow("no press callback") << uR"({"submit":{"path":"/p"}})"_s << false << QString() << QString();
+    }
+    void search()
+    {
+        QFETCH(QString, keys);
+        QFETCH(bool, withPress);
+        QFETCH(QString, path);
+        QFETCH(QString, body);
+        QList<Posted> posts;
+        QWidget parent;
+        auto *box = build<QLineEdit>(u"search"_s, keys, &parent, withPress ? &posts : nullptr);
+        QCOMPARE(box->placeholderText(), u"Search"_s);
+        testsupport::layOut(&parent, 300);
+        box->setFocus();
+        box->end(false);
+        QTest::keyClicks(box, u"KS-300 lift"_s);
+        QCOMPARE(posts.size(), 0);
+        QTest::keyClick(box, Qt::Key_Return);
+        QCOMPARE(posts, (path.isEmpty() ? QList<Posted>() : QList<Posted>{{path, json(body)}}));
+    }
+
+    // Every flip posts the click body with "value" set to the new state; two clicks flip back.
+    void toggle_data()
+    {
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<bool>("withPress");
+        QTest::addColumn<bool>("initial");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("body"); // of the first post; empty: nothing is posted
+        QTest::newRow("off to on to off")
+            << uR"({"click":{"path":"/api/lamp"}})"_s << true << false << u"/api/lamp"_s << uR"({"value":true})"_s;
+        QTest::newRow("click with body only still posts")
+            << uR"({"click":{"body":{"k":1}}})"_s << true << false << QString() << uR"({"k":1,"value":true})"_s;
+        QTest::newRow("no press callback")
+            << uR"({"click":{"path":"/p"}})"_s << false << false << QString() << QString();
+    }
+    void toggle()
+    {
+        QFETCH(QString, keys);
+        QFETCH(bool, withPress);
+        QFETCH(bool, initial);
+        QFETCH(QString, path);
+        QFETCH(QString, body);
+        QList<Posted> posts;
+        QWidget parent;
+        auto *sw = build<prims::Switch>(u"toggle"_s, keys, &parent, withPress ? &posts : nullptr);
+        QCOMPARE(sw->isChecked(), initial);
+        testsupport::layOut(&parent, 200);
+        QTest::mouseClick(sw, Qt::LeftButton, {}, sw->rect().center());
+        QCOMPARE(sw->isChecked(), !initial);
+        QTest::mouseClick(sw, Qt::LeftButton, {}, sw->rect().center());
+        QCOMPARE(sw->isChecked(), initial);
+        QJsonObject back = body.isEmpty() ? QJsonObject() : json(body);
+        back.insert(u"value"_s, initial);
+        QCOMPARE(posts, (body.isEmpty() ? QList<Posted>() : QList<Posted>{{path, json(body)}, {path, back}}));
     }
 };
 

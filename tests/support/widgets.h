@@ -6,6 +6,7 @@
 #include "support/testsupport.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
 #include <QStringList>
@@ -15,6 +16,12 @@ namespace testsupport {
 inline QJsonObject json(const QString &text)
 {
     return json(text.toUtf8().constData());
+}
+
+// Any JSON value written inline, scalars and arrays too (undefined on a syntax error).
+inline QJsonValue jsonValue(const QString &text)
+{
+    return QJsonDocument::fromJson('[' + text.toUtf8() + ']').array().at(0);
 }
 
 // The texts of every label under `root`, and of `root` itself when it is a label.
