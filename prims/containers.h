@@ -25,8 +25,6 @@ QWidget *buildTooltip(const QJsonObject &element, const Callbacks &cb, int depth
 // A frameless frame named "primSurface<n>" (n counts every frame made in the process) with a
 // rounded border of the given width and colour on the given background.
 QFrame *surfaceFrame(const QColor &background, int borderWidth, const QColor &border, QWidget *parent);
-// How many surface frames this process has made so far.
-int surfaceFrameCount();
 
 // Tone names that mean "no colour of its own" (case-insensitive).
 bool isNeutralTone(const QString &tone);

@@ -58,11 +58,6 @@ QFrame *surfaceFrame(const QColor &background, int borderWidth, const QColor &bo
     return frame;
 }
 
-int surfaceFrameCount()
-{
-    return g_surfaceCount;
-}
-
 bool isNeutralTone(const QString &tone)
 {
     static const std::array<QLatin1StringView, 9> neutral = {"edge"_L1,    "muted"_L1, "idle"_L1, "dim"_L1, "grey"_L1,

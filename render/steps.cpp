@@ -70,7 +70,7 @@ StepCell *stepCell(const StepInfo &step, int position, bool shown, const Actions
         }
         askToView(actions, step.id);
     };
-    auto *cell = new StepCell(actions, step.locked, step.id, step.label, onRelease, parent);
+    auto *cell = new StepCell(actions, step.id, step.label, onRelease, parent);
     cell->setObjectName(u"stepCell"_s);
 
     // Finished, failed and current steps stand out on their tone's soft colour; the rest stay
@@ -135,11 +135,10 @@ QWidget *currentBanner(const StepInfo &current, const Actions &actions, QWidget 
 
 } // namespace
 
-StepCell::StepCell(const Actions &actions, bool locked, const QString &id, const QString &label,
-                   std::function<void()> onRelease, QWidget *parent)
+StepCell::StepCell(const Actions &actions, const QString &id, const QString &label, std::function<void()> onRelease,
+                   QWidget *parent)
     : QFrame(parent)
     , m_actions(actions)
-    , m_locked(locked)
     , m_id(id)
     , m_label(label)
     , m_onRelease(std::move(onRelease))

@@ -21,11 +21,10 @@ class StepCell final : public QFrame
     Q_DISABLE_COPY_MOVE(StepCell)
 
 public:
-    StepCell(const Actions &actions, bool locked, const QString &id, const QString &label,
-             std::function<void()> onRelease, QWidget *parent = nullptr);
+    StepCell(const Actions &actions, const QString &id, const QString &label, std::function<void()> onRelease,
+             QWidget *parent = nullptr);
 
     const Actions &actions() const { return m_actions; }
-    bool isLocked() const { return m_locked; }
     QString stepId() const { return m_id; }
     QString label() const { return m_label; }
 
@@ -34,7 +33,6 @@ protected:
 
 private:
     Actions m_actions;
-    bool m_locked = false;
     QString m_id;
     QString m_label;
     std::function<void()> m_onRelease;

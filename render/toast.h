@@ -29,8 +29,6 @@ public:
     void showToast(const Toast &toast);
 
     QString text() const;
-    // Raised on every show and every dismissal; a timer only hides the toast it was started for.
-    int generation() const { return m_generation; }
     // Hide timers started and not yet fired.
     int pendingTimers() const { return m_pendingTimers; }
 
