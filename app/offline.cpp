@@ -135,12 +135,12 @@ QList<std::pair<units::Unit, bool>> bundleUnits(const QJsonArray &array)
     for (const QJsonValue &v : array) {
         const QJsonObject o = v.toObject();
         units::Unit u;
-        u.name = o.value("hostname"_L1).toString();
-        u.ip = o.value("ip"_L1).toString();
-        u.port = o.value("port"_L1).toInt(8090);
-        u.type = o.value("product"_L1).toString();
+        u.name = prims::readText(o, "hostname"_L1);
+        u.ip = prims::readText(o, "ip"_L1);
+        u.port = prims::readInt(o, "port"_L1, 8090, 1, 65535);
+        u.type = prims::readName(o, "product"_L1);
         u.state = o;
-        out.append({u, o.value("session"_L1).toBool(false)});
+        out.append({u, prims::readFlag(o, "session"_L1, false)});
     }
     return out;
 }

@@ -5,6 +5,7 @@
 
 #include "board/panels.h"
 #include "board/viewport.h"
+#include "prims/json.h"
 #include "render/changes.h"
 #include "render/toast.h"
 #include "units/diaglog.h"
@@ -139,12 +140,12 @@ void Window::onPollReply(const QString &key, qint64 elapsedMs, const units::Api:
         const QJsonValue toast = reply.json.value("toast"_L1);
         if (toast.isObject()) {
             const QJsonObject t = toast.toObject();
-            m_toasts->showToast({t.value("text"_L1).toString(), t.value("tone"_L1).toString(),
-                                 t.value("ms"_L1).toInt(4000) > 0 ? t.value("ms"_L1).toInt(4000) : 4000});
+            const int ms = prims::readInt(t, "ms"_L1, 4000, 0, kMostToastMs);
+            m_toasts->showToast({prims::readText(t, "text"_L1), prims::readName(t, "tone"_L1), ms > 0 ? ms : 4000});
         } else if (toast.isString()) {
             m_toasts->showToast({toast.toString(), QString(), 4000});
         }
-        if (const QString announce = reply.json.value("announce"_L1).toString(); !announce.isEmpty())
+        if (const QString announce = prims::readText(reply.json, "announce"_L1); !announce.isEmpty())
             m_toasts->showToast({announce, u"warn"_s, 8000});
         fetchSources(key, reply.json);
         return;

@@ -2,6 +2,7 @@
 
 #include "app/base/modal.h"
 #include "app/base/theme.h"
+#include "prims/json.h"
 
 #include <QEvent>
 #include <QHBoxLayout>
@@ -56,11 +57,12 @@ Pill pillFor(const units::Unit &unit, bool signedIn, int lockSecondsLeft, const 
     if (!signedIn)
         return {u"PASSCODE NEEDED"_s, u"busy"_s};
     const QJsonObject &s = unit.state;
-    if (s.value("commissioned"_L1).toBool())
+    if (prims::readTrue(s, "commissioned"_L1))
         return {u"CONNECTED - COMMISSIONED"_s, u"ok"_s};
     const QJsonValue status = s.value("status"_L1);
     if (status.isString() && !status.toString().isEmpty())
-        return {status.toString(), s.value("status_tone"_L1).toString(u"warn"_s)};
+        return {status.toString(), prims::readName(s, "status_tone"_L1, u"warn"_s)};
+    // Counts are shown as the unit sent them; a wrong type reads as 0.
     const int total = s.value("total_count"_L1).toInt();
     if (total > 0)
         return {u"NEEDS COMMISSIONING %1/%2"_s.arg(s.value("completed_count"_L1).toInt()).arg(total), u"warn"_s};

@@ -4,6 +4,7 @@
 #include "window/window.h"
 
 #include "app/base/modal.h"
+#include "prims/json.h"
 #include "units/diaglog.h"
 #include "window/sidebar.h"
 
@@ -67,7 +68,9 @@ void Window::signIn(const QString &key, const QString &passcode)
 void Window::onSignInReply(const QString &key, const QString &passcode, qint64 elapsedMs,
                            const units::Api::Reply &reply)
 {
-    const int retryAfter = reply.json.value("retry_after"_L1).toInt(kDefaultRetryAfterS);
+    // Seconds as the unit says (a fraction cut to whole ones, 0: try again now); absent or of
+    // another type, the default.
+    const int retryAfter = prims::readInt(reply.json, "retry_after"_L1, kDefaultRetryAfterS, 0, kMostRetryAfterS);
     QString suffix;
     if (reply.certChanged)
         suffix = u"  CERTIFICATE CHANGED"_s;
@@ -89,8 +92,7 @@ void Window::onSignInReply(const QString &key, const QString &passcode, qint64 e
         return;
     }
     if (reply.status == 429) {
-        m_lockedUntil.insert(key,
-                             QDateTime::currentDateTime().addSecs(retryAfter > 0 ? retryAfter : kDefaultRetryAfterS));
+        m_lockedUntil.insert(key, QDateTime::currentDateTime().addSecs(retryAfter));
         refresh();
         return;
     }

@@ -9,6 +9,7 @@
 #include "app/base/version.h"
 #include "board/panels.h"
 #include "board/viewport.h"
+#include "prims/json.h"
 #include "render/fields.h"
 #include "render/screen.h"
 #include "render/toast.h"
@@ -220,13 +221,13 @@ void Window::setStatusLine(const QString &text, const QString &tone)
 
 void Window::updateHeading(const QJsonObject &answer)
 {
-    const QString title = answer.value("title"_L1).toString();
-    const QString subtitle = answer.value("subtitle"_L1).toString();
+    const QString title = prims::readText(answer, "title"_L1);
+    const QString subtitle = prims::readText(answer, "subtitle"_L1);
     m_heading->setText(!title.isEmpty() && !subtitle.isEmpty() ? u"%1 - %2"_s.arg(title, subtitle)
                                                                : (title.isEmpty() ? subtitle : title));
-    const QJsonObject badge = answer.value("badge"_L1).toObject();
-    const QString label = badge.value("label"_L1).toString();
-    const QString tone = badge.value("tone"_L1).toString();
+    const QJsonObject badge = prims::readObject(answer, "badge"_L1);
+    const QString label = prims::readText(badge, "label"_L1);
+    const QString tone = prims::readName(badge, "tone"_L1);
     m_badge->setText(label);
     m_badge->setStyleSheet(u"color:%1; background:%2; border-radius:%3px; padding:2px 10px;"_s.arg(
         theme::toneColor(tone).name(), theme::toneSoft(tone).name(), u"9"_s));

@@ -1,5 +1,5 @@
 #pragma once
-// Debug traces, one logging category per subsystem plus the three that the design switches by
+// Debug traces, one logging category per subsystem plus three that a technician switches on by
 // environment variable: KESTRO_FRAME_DEBUG turns on "kestro.frame" (layout of shots and of the
 // viewport's room), KESTRO_PAN_DEBUG "kestro.pan" and KESTRO_INPUT_DEBUG "kestro.input". They
 // are all off by default; QT_LOGGING_RULES (for example "kestro.*.debug=true") overrides both.
