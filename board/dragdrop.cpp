@@ -94,6 +94,7 @@ void Draggable::setDragPayload(const QJsonObject &payload)
 void Draggable::mousePressEvent(QMouseEvent *event)
 {
     m_armed = event->button() == Qt::LeftButton;
+    m_dragged = false;
     m_pressAt = event->position().toPoint();
     Clickable::mousePressEvent(event);
 }
@@ -107,6 +108,7 @@ void Draggable::mouseMoveEvent(QMouseEvent *event)
     if ((event->position().toPoint() - m_pressAt).manhattanLength() < kDragThreshold)
         return; // a tap stays a tap
     m_armed = false;
+    m_dragged = true;
     auto *mime = new QMimeData;
     mime->setData(QLatin1StringView(kDragMime), QJsonDocument(m_payload).toJson(QJsonDocument::Compact));
     auto *drag = new QDrag(this);
@@ -114,6 +116,16 @@ void Draggable::mouseMoveEvent(QMouseEvent *event)
     drag->setPixmap(grab());
     drag->setHotSpot(m_pressAt);
     runDrag(drag);
+}
+
+void Draggable::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (m_dragged) {
+        m_dragged = false;
+        event->accept();
+        return;
+    }
+    Clickable::mouseReleaseEvent(event);
 }
 
 void Draggable::runDrag(QDrag *drag)

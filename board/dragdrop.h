@@ -72,6 +72,8 @@ public:
 protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
+    // A release that ends a drag (where the platform delivers one) is not a tap.
+    void mouseReleaseEvent(QMouseEvent *event) override;
     // Runs the drag until it is dropped; tests replace it to look at the drag without a drop loop.
     virtual void runDrag(QDrag *drag);
 
@@ -79,6 +81,7 @@ private:
     QJsonObject m_payload;
     QPoint m_pressAt;
     bool m_armed = false;
+    bool m_dragged = false; // since the last press
 };
 
 class DropRow : public QWidget
