@@ -29,6 +29,9 @@ constexpr int kTileCap = 64;
 constexpr int kMarkCap = 32;
 constexpr int kActionCap = 6;
 constexpr int kLabelWidth = 110;
+constexpr int kTrackHeight = 54; // the least: a one-line label and marks
+constexpr qreal kRailY = 22;
+constexpr int kMarkWidth = 120; // a mark's label wraps within this, centred under the mark
 constexpr int kMaxLanes = 64;
 constexpr double kMaxMm = 1e7;
 
@@ -171,7 +174,7 @@ public:
         : QWidget(parent)
     {
         setObjectName(u"track"_s);
-        setFixedHeight(54);
+        setFixedHeight(kTrackHeight);
         setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     }
 
@@ -190,6 +193,12 @@ public:
             m_marks.append({std::clamp(prims::readNumber(mark, "at_mm"_L1, 0), 0.0, m_length),
                             prims::valueText(mark, "label"_L1)});
         }
+        // As tall as its wrapped texts: the label in its column, each mark's under the rail.
+        const int labelH = prims::textSize(theme::uiFont(9, true), m_label, kLabelWidth).height();
+        m_markH = 16;
+        for (const Mark &m : std::as_const(m_marks))
+            m_markH = std::max(m_markH, prims::textSize(theme::uiFont(8), m.label, kMarkWidth).height());
+        setFixedHeight(std::max({kTrackHeight, labelH + 4, int(kRailY) + 10 + m_markH + 2}));
         update();
     }
 
@@ -201,7 +210,7 @@ protected:
         painter.setRenderHint(QPainter::Antialiasing);
         const qreal left = kLabelWidth + 8, right = width() - 14;
         const qreal span = std::max(1.0, right - left);
-        const qreal railY = 22;
+        const qreal railY = kRailY;
         const auto xOf = [&](double mm) { return left + span * mm / m_length; };
 
         painter.setFont(theme::uiFont(9, true));
@@ -216,7 +225,9 @@ protected:
             painter.setPen(QPen(p.dim, 1.5));
             painter.drawLine(QPointF(xOf(m.at), railY - 8), QPointF(xOf(m.at), railY + 8));
             painter.setPen(p.dim);
-            painter.drawText(QRectF(xOf(m.at) - 60, railY + 10, 120, 16), Qt::AlignHCenter | Qt::AlignTop, m.label);
+            QTextOption under(Qt::AlignTop);
+            under.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+            painter.drawText(boxAt(xOf(m.at), railY + 10, m_markH, &under), m.label, under);
         }
         const QColor tone = theme::toneColor(m_state);
         const QRectF body(xOf(m_at) - 14, railY - 9, 28, 18);
@@ -225,10 +236,25 @@ protected:
         painter.drawRoundedRect(body, 4, 4);
         painter.setPen(p.ink);
         const QString where = u"%1 mm"_s.arg(prims::valueText(QJsonValue(m_at)));
-        painter.drawText(QRectF(body.center().x() - 60, 0, 120, railY - 10), Qt::AlignHCenter | Qt::AlignBottom, where);
+        QTextOption above(Qt::AlignBottom);
+        painter.drawText(boxAt(body.center().x(), 0, railY - 10, &above), where, above);
     }
 
 private:
+    // A text box centred on x, or held inside the track at either end (clear of the label's
+    // column), its text flush towards x; adds the horizontal alignment to `option`.
+    QRectF boxAt(qreal x, qreal top, qreal height, QTextOption *option) const
+    {
+        const qreal centred = x - kMarkWidth / 2.0;
+        const qreal leftmost = kLabelWidth + 2;
+        const qreal held = std::clamp(centred, leftmost, std::max(leftmost, qreal(width() - kMarkWidth)));
+        const Qt::Alignment h = held > centred + 0.5   ? Qt::AlignLeft
+                                : held < centred - 0.5 ? Qt::AlignRight
+                                                       : Qt::AlignHCenter;
+        option->setAlignment(option->alignment() | h);
+        return QRectF(held, top, kMarkWidth, height);
+    }
+
     struct Mark
     {
         double at;
@@ -240,6 +266,7 @@ private:
     QString m_label;
     QString m_state;
     QList<Mark> m_marks;
+    int m_markH = 16;
 };
 
 SiteBoard::SiteBoard(const QJsonObject &payload, const render::Actions &actions, QWidget *parent)

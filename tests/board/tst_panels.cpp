@@ -3,12 +3,14 @@
 // refused, a replacement in the same place with the same stretch), the log view's bounds and the
 // site board's in-place update.
 
+#include "app/base/theme.h"
 #include "board/logview.h"
 #include "board/panels.h"
 #include "board/progress.h"
 #include "board/siteboard.h"
 #include "board/viewport.h"
 #include "prims/canvas.h"
+#include "prims/textlabel.h"
 #include "support/testsupport.h"
 
 #include <QBoxLayout>
@@ -308,6 +310,31 @@ private slots:
     }
 
     // A board updated a thousand times in place keeps its widgets (the memory is in the benchmark).
+    // The track grows to hold its wrapped label and its marks' labels rather than cut them.
+    void trackHoldsItsTexts_data()
+    {
+        QTest::addColumn<QString>("label");
+        QTest::addColumn<QString>("mark");
+        QTest::newRow("long label") << u"Upper rail between the north lift and the far buffer stop"_s << u"M1"_s;
+        QTest::newRow("long mark") << u"Rail"_s << u"Reference mark at the north lift landing, level 4"_s;
+    }
+    void trackHoldsItsTexts()
+    {
+        QFETCH(QString, label);
+        QFETCH(QString, mark);
+        QJsonObject payload = boardPayload(0);
+        payload.insert(u"track"_s,
+                       QJsonObject{{u"length_mm"_s, 48000},
+                                   {u"label"_s, label},
+                                   {u"marks"_s, QJsonArray{QJsonObject{{u"at_mm"_s, 6000}, {u"label"_s, mark}}}}});
+        board::SiteBoard drawn(payload, {});
+        const auto *track = drawn.findChild<QWidget *>(u"track"_s);
+        QVERIFY(track);
+        const int labelH = prims::textSize(theme::uiFont(9, true), label, 110).height();
+        const int markH = prims::textSize(theme::uiFont(8), mark, 120).height();
+        QVERIFY(track->height() >= labelH && track->height() >= 22 + 10 + markH); // rail at 22, marks 10 below
+    }
+
     void boardUpdatesDoNotGrow()
     {
         board::SiteBoard drawn(boardPayload(0), {});
