@@ -3,10 +3,13 @@
 #include "app/base/theme.h"
 #include "prims/itemview.h"
 #include "prims/json.h"
+#include "prims/textlabel.h"
 
 #include <QListView>
 #include <QPainter>
+#include <QResizeEvent>
 #include <QStandardItemModel>
+#include <QTextOption>
 
 using namespace Qt::StringLiterals;
 
@@ -19,6 +22,59 @@ constexpr int kPadBottom = 8;
 constexpr int kPadLeft = 8;
 constexpr int kRailGap = 14; // time column to rail, rail to text
 constexpr double kDot = 5;
+constexpr int kDetailGap = 2;
+
+// The width an event's text wraps in, for a view whose items are `viewWidth` wide; 0 when the
+// view has no width yet (the text is then measured on one line).
+int textWidthIn(int viewWidth, int timeWidth)
+{
+    return viewWidth > 0 ? std::max(1, viewWidth - (kPadLeft + timeWidth + 2 * kRailGap) - 6) : 0;
+}
+
+int wrappedHeight(const QFont &font, const QString &text, int width)
+{
+    return textSize(font, text, width > 0 ? width : -1).height();
+}
+
+void drawWrapped(QPainter *p, const QRect &box, const QString &text)
+{
+    QTextOption option(Qt::AlignLeft | Qt::AlignTop);
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    p->drawText(QRectF(box), text, option);
+}
+
+// A list view that keeps its first rows in sight as its width changes their wrapped heights.
+class TimelineView final : public QListView
+{
+public:
+    TimelineView(int shown, bool scrolls, QWidget *parent)
+        : QListView(parent)
+        , m_shown(shown)
+        , m_scrolls(scrolls)
+    {}
+
+    void refit()
+    {
+        int height = 0;
+        QStyleOptionViewItem option;
+        initViewItemOption(&option);
+        for (int r = 0; model() && r < std::min(m_shown, model()->rowCount()); ++r)
+            height += itemDelegate()->sizeHint(option, model()->index(r, 0)).height();
+        fitHeight(this, height, nullptr, m_scrolls);
+    }
+
+protected:
+    void resizeEvent(QResizeEvent *event) override
+    {
+        QListView::resizeEvent(event);
+        if (event->size().width() != event->oldSize().width())
+            refit();
+    }
+
+private:
+    int m_shown;
+    bool m_scrolls;
+};
 
 } // namespace
 
@@ -26,13 +82,21 @@ TimelineDelegate::TimelineDelegate(QObject *parent)
     : QStyledItemDelegate(parent)
 {}
 
-QSize TimelineDelegate::sizeHint(const QStyleOptionViewItem &, const QModelIndex &index) const
+QSize TimelineDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
-    const QFontMetrics text(theme::uiFont(10));
-    const bool detail = !index.data(kDetailRole).toString().isEmpty();
-    const int height =
-        kPadTop + text.height() + (detail ? 2 + QFontMetrics(theme::uiFont(9)).height() : 0) + kPadBottom;
-    const int width = kPadLeft + m_timeWidth + 2 * kRailGap + text.horizontalAdvance(index.data().toString()) + 8;
+    // Text and detail wrap in the width the view gives its items, whole, never cut.
+    const auto *view = qobject_cast<const QAbstractItemView *>(option.widget);
+    const int wrapAt = textWidthIn(view ? view->viewport()->width() : 0, m_timeWidth);
+    const QString text = index.data().toString();
+    const QString detail = index.data(kDetailRole).toString();
+    int height = kPadTop + wrappedHeight(theme::uiFont(10), text, wrapAt) + kPadBottom;
+    if (!detail.isEmpty())
+        height += kDetailGap + wrappedHeight(theme::uiFont(9), detail, wrapAt);
+    // As wide as the view once it has a width: the text wraps there rather than scrolling sideways.
+    const int viewWidth = view ? view->viewport()->width() : 0;
+    const int width = viewWidth > 0 ? viewWidth
+                                    : kPadLeft + m_timeWidth + 2 * kRailGap +
+                                          QFontMetrics(theme::uiFont(10)).horizontalAdvance(text) + 8;
     return {width, height};
 }
 
@@ -72,19 +136,20 @@ void TimelineDelegate::paint(QPainter *p, const QStyleOptionViewItem &option, co
     p->drawEllipse(QPointF(railX, dotY), kDot, kDot);
 
     const int textLeft = int(railX) + kRailGap;
-    const int textWidth = std::max(0, r.right() - textLeft - 6);
+    const int textWidth = std::max(1, r.right() - textLeft - 6);
+    const QString text = index.data().toString();
+    const int textHeight = wrappedHeight(textFont, text, textWidth);
     p->setFont(textFont);
     p->setPen(pal.ink);
-    p->drawText(QRect(textLeft, lineTop, textWidth, fm.height()), Qt::AlignLeft | Qt::AlignVCenter,
-                fm.elidedText(index.data().toString(), Qt::ElideRight, textWidth));
+    drawWrapped(p, QRect(textLeft, lineTop, textWidth, textHeight), text);
     const QString detail = index.data(kDetailRole).toString();
     if (!detail.isEmpty()) {
         const QFont small = theme::uiFont(9);
-        const QFontMetrics sm(small);
         p->setFont(small);
         p->setPen(pal.muted);
-        p->drawText(QRect(textLeft, lineTop + fm.height() + 2, textWidth, sm.height()),
-                    Qt::AlignLeft | Qt::AlignVCenter, sm.elidedText(detail, Qt::ElideRight, textWidth));
+        drawWrapped(
+            p, QRect(textLeft, lineTop + textHeight + kDetailGap, textWidth, wrappedHeight(small, detail, textWidth)),
+            detail);
     }
     p->restore();
 }
@@ -94,8 +159,11 @@ QWidget *buildTimeline(const QJsonObject &el, const Callbacks &cb, QWidget *pare
     const QJsonArray items = readArray(el, "items"_L1, kMaxTimelineItems);
     if (items.isEmpty())
         return nullptr;
-    auto *view = new QListView(parent);
+    const int shown = std::min(int(items.size()), maxRows(el, 8));
+    auto *view = new TimelineView(shown, shown < items.size(), parent);
     view->setObjectName(u"primTimeline"_s);
+    view->setResizeMode(QListView::Adjust);
+    view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto *model = new QStandardItemModel(view);
     auto *delegate = new TimelineDelegate(view);
     const QFontMetrics mono(theme::monoFont(9));
@@ -114,7 +182,7 @@ QWidget *buildTimeline(const QJsonObject &el, const Callbacks &cb, QWidget *pare
         if (!detail.isEmpty())
             copy.append(detail);
         item->setData(copy.join(u'\t'), kCopyRole);
-        // A narrow view cuts long texts with an ellipsis; the tip holds them whole.
+        // The tip holds the event's texts (or its click's own tip).
         QString tip = copy.mid(1).join(u'\n');
         if (const QJsonObject click = readClick(o); !click.isEmpty()) {
             item->setData(QVariant(click), kClickRole);
@@ -131,12 +199,7 @@ QWidget *buildTimeline(const QJsonObject &el, const Callbacks &cb, QWidget *pare
     view->setModel(model);
     view->setItemDelegate(delegate);
 
-    int height = 0;
-    const int shown = std::min(int(items.size()), maxRows(el, 8));
-    QStyleOptionViewItem option;
-    for (int r = 0; r < shown; ++r)
-        height += delegate->sizeHint(option, model->index(r, 0)).height();
-    fitHeight(view, height, nullptr, shown < items.size());
+    view->refit();
     copyOnCopyKeys(view);
     postClicks(view, cb);
     return view;

@@ -404,6 +404,24 @@ private slots:
         if (scrolls) // shows whole rows up to the cap
             QVERIFY(found->height() > found->verticalScrollBar()->pageStep());
     }
+
+    // A timeline's long text and detail wrap whole in the width it gets, and every shown event
+    // stays in sight without scrolling either way.
+    void timelineWrapsWhole()
+    {
+        const QString text = u"Fault F-231 on the lift drive: the encoder lost its reference at the north landing"_s;
+        const QString view = uR"({"type":"split","items":[{"type":"timeline","items":[{"time":"08:46","text":"%1",
+            "detail":"%1"},{"time":"09:10","text":"Drive check passed"}]},{"type":"text","text":"beside"}]})"_s;
+        std::unique_ptr<QWidget> root(render::screen(testsupport::oneSection({json(view.arg(text))}, u"IO"_s), {}));
+        testsupport::layOut(root.get(), 700);
+        auto *found = root->findChild<QAbstractItemView *>();
+        QVERIFY(found && found->isVisible());
+        const int line = QFontMetrics(theme::uiFont(10)).lineSpacing();
+        QVERIFY2(found->visualRect(found->model()->index(0, 0)).height() > 4 * line,
+                 "text and detail on two lines each");
+        QCOMPARE(found->verticalScrollBar()->maximum(), 0);
+        QCOMPARE(found->horizontalScrollBar()->maximum(), 0);
+    }
 };
 
 QTEST_MAIN(TestPlots)
