@@ -1,6 +1,7 @@
 // Paints a canvas of 4000 mixed items (paths, text, gradients, groups, markers) many times and
 // prints the median paint time, and the same for a frame in the middle of a tween.
 //   bench_canvas_paint [--rounds N] [--width W] [--only K] [--no-tween]
+#include "bench/benchsupport.h"
 #include "prims/canvas.h"
 
 #include <QApplication>
@@ -16,6 +17,8 @@
 #include <functional>
 
 using namespace Qt::StringLiterals;
+
+using bench::median;
 
 namespace {
 
@@ -73,13 +76,6 @@ QJsonArray mixedItems(int count, double shift, int only = -1)
         }
     }
     return items;
-}
-
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    const size_t n = v.size();
-    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
 }
 
 double threadCpuMs()

@@ -2,6 +2,7 @@
 // points on the same image, interleaved round by round, and prints the medians and their ratio.
 //   bench_chart_paint [--rounds N] [--points N] [--width W] [--height H]
 #include "app/base/theme.h"
+#include "bench/benchsupport.h"
 #include "prims/chart.h"
 
 #include <QApplication>
@@ -18,14 +19,9 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+using bench::median;
 
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    const size_t n = v.size();
-    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
+namespace {
 
 // A drive current trace: a slow swing, sample noise and one spike.
 std::vector<double> trace(int n)

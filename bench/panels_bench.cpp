@@ -9,6 +9,7 @@
 //
 //   bench_panels [ROUNDS]
 
+#include "bench/benchsupport.h"
 #include "board/panels.h"
 #include "board/siteboard.h"
 #include "render/screen.h"
@@ -31,20 +32,10 @@
 
 using namespace Qt::StringLiterals;
 
+using bench::median;
+using bench::settle;
+
 namespace {
-
-double median(QList<double> v)
-{
-    std::sort(v.begin(), v.end());
-    const qsizetype n = v.size();
-    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
-
-void settle()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCoreApplication::processEvents();
-}
 
 double ms(const std::function<void()> &work)
 {

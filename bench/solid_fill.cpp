@@ -2,6 +2,7 @@
 // prims::SolidFill, and prints the median of each: what tells which shapes the canvas should send
 // to the fill.
 //   bench_solid_fill [--rounds N]
+#include "bench/benchsupport.h"
 #include "prims/canvasnode.h"
 #include "prims/solidfill.h"
 
@@ -18,13 +19,9 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+using bench::median;
 
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
+namespace {
 
 struct Case
 {

@@ -2,6 +2,7 @@
 // same rows as plain QStandardItems in a QStandardItemModel, interleaved round by round; prints the
 // medians and their ratio.
 //   bench_table_fill [--rounds N] [--rows N]
+#include "bench/benchsupport.h"
 #include "prims/registry.h"
 #include "prims/text.h"
 
@@ -19,14 +20,9 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
+using bench::median;
 
-double median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    const size_t n = v.size();
-    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
+namespace {
 
 // An IO channel table as a unit sends it: texts, numbers, a toned cell now and then.
 QJsonArray ioRows(int n)

@@ -10,6 +10,7 @@
 //
 //   bench_window [ROUNDS]
 
+#include "bench/benchsupport.h"
 #include "board/viewport.h"
 #include "window/window.h"
 
@@ -28,6 +29,9 @@
 #include <algorithm>
 #include <cstdio>
 
+using bench::median;
+using bench::settle;
+
 namespace {
 
 int leaves(const QJsonValue &v)
@@ -42,21 +46,6 @@ int leaves(const QJsonValue &v)
     else
         n = 1;
     return n;
-}
-
-double median(QList<double> v)
-{
-    std::sort(v.begin(), v.end());
-    const qsizetype n = v.size();
-    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
-
-// Lets the event loop lay out and paint, and deletes what was handed to deleteLater: outside a
-// running loop a plain processEvents() leaves deferred deletes waiting.
-void settle()
-{
-    QCoreApplication::processEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 // A poll answer around `screen`, as a unit sends it.
