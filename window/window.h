@@ -111,9 +111,6 @@ public:
     // Sends a press to the selected unit (the screen's presses and the window's own); a press
     // equal to one still waiting is ignored.
     void sendPress(const render::Press &press, int timeoutMs = kPressTimeoutMs);
-    // The technician's unsent value of a field, or an invalid variant.
-    QVariant pendingEdit(const QString &fieldId) const { return m_edits.value(fieldId); }
-    QString viewedStep() const { return m_viewedStep; }
     // Whether the drawn screen is marked as last seen at an earlier time.
     bool isStale() const;
 

@@ -1,20 +1,25 @@
 #pragma once
-// What the window's end-to-end tests share: starting kestro-unit-sim and waiting for "ready",
-// changing its units through the loopback control, and reading connect.log.
+// What the window's end-to-end tests share: kestro-unit-sim with its loopback control, the real
+// Window signed in to one of its units, and connect.log read back.
 
+#include "board/viewport.h"
+#include "support/simprocess.h"
+#include "support/testsupport.h"
 #include "units/diaglog.h"
+#include "window/window.h"
 
 #include <QEventLoop>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QProcess>
-#include <QStringList>
+#include <QTest>
 
 #include <algorithm>
 #include <csignal>
+#include <memory>
 #include <sys/prctl.h>
 
 namespace simsite {
@@ -26,55 +31,74 @@ inline const QString kUnit2 = QStringLiteral("10.77.0.22:8090");
 inline const QString kUnit3 = QStringLiteral("10.77.0.23:8090");
 inline constexpr int kWait = 20000;
 
-// Starts the simulator with `arguments` and waits for its "ready" line; empty when it is up,
-// else what it printed.
-inline QByteArray start(QProcess &sim, const QStringList &arguments)
+struct Site
 {
-    sim.setProgram(QStringLiteral(KESTRO_UNIT_SIM));
-    // A test that dies (an abort, a sanitizer) takes its simulator with it.
-    sim.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    sim.setArguments(arguments);
-    sim.start();
-    if (!sim.waitForStarted(10000))
-        return "the simulator did not start";
-    QByteArray out;
-    for (int i = 0; i < 300 && !out.contains("ready\n"); ++i) {
-        if (sim.state() != QProcess::Running)
-            return out.isEmpty() ? QByteArray("the simulator stopped") : out;
-        sim.waitForReadyRead(100);
-        out += sim.readAllStandardOutput();
-    }
-    return out.contains("ready\n") ? QByteArray() : out;
-}
+    testsupport::SimProcess sim{QStringLiteral(KESTRO_UNIT_SIM)};
+    QNetworkAccessManager net;
+    int port = 0;
+    std::unique_ptr<window::Window> window;
 
-// POSTs `changes` to the control for one unit (numbered from 1) or, for 0, all of them.
-inline bool control(QNetworkAccessManager &net, int port, int unit, const QJsonObject &changes)
-{
-    QNetworkRequest req(QUrl(QStringLiteral("http://127.0.0.1:%1/units/%2")
-                                 .arg(port)
-                                 .arg(unit == 0 ? QStringLiteral("all") : QString::number(unit))));
-    req.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    QNetworkReply *reply = net.post(req, QJsonDocument(changes).toJson(QJsonDocument::Compact));
-    QEventLoop loop;
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    if (!reply->isFinished())
-        loop.exec();
-    reply->deleteLater();
-    return reply->error() == QNetworkReply::NoError;
-}
+    // Starts the simulator with its control on `controlPort`; empty when it is up, else what it printed.
+    QByteArray start(int controlPort, QStringList arguments)
+    {
+        port = controlPort;
+        // A test that dies (an abort, a sanitizer) takes its simulator with it.
+        sim.process().setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+        const bool up = sim.start(arguments << QStringLiteral("--control") << QString::number(port));
+        return up ? QByteArray() : sim.output() + "(the simulator did not come up)";
+    }
+
+    // POSTs `changes` to the control for one unit (numbered from 1) or, for 0, all of them.
+    bool control(int unit, const QJsonObject &changes)
+    {
+        QNetworkRequest req(QUrl(QStringLiteral("http://127.0.0.1:%1/units/%2")
+                                     .arg(port)
+                                     .arg(unit == 0 ? QStringLiteral("all") : QString::number(unit))));
+        req.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+        QNetworkReply *reply = net.post(req, QJsonDocument(changes).toJson(QJsonDocument::Compact));
+        while (!reply->isFinished())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        reply->deleteLater();
+        return reply->error() == QNetworkReply::NoError;
+    }
+
+    // A new window, once discovery hears all `units` (units known from before load offline).
+    void open(qsizetype units)
+    {
+        window = std::make_unique<window::Window>();
+        window->show();
+        const auto online = [this] {
+            return std::ranges::count_if(window->unitList(), [](const units::Unit &u) { return u.online(); });
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(online(), units, kWait);
+    }
+
+    void enterPasscode(const QString &passcode)
+    {
+        auto *box = window->findChild<QLineEdit *>(QStringLiteral("passcode"));
+        box->setText(passcode);
+        QTest::keyClick(box, Qt::Key_Return);
+    }
+
+    void signIn(const QString &key, const QString &passcode)
+    {
+        enterPasscode(passcode);
+        window->selectUnit(key);
+        QTRY_COMPARE_WITH_TIMEOUT(label("sessionStatus"), QStringLiteral("● Live"), kWait);
+        QTRY_VERIFY_WITH_TIMEOUT(window->viewport()->screen() != nullptr, kWait);
+    }
+
+    QString label(const char *name) const { return window->findChild<QLabel *>(QLatin1StringView(name))->text(); }
+};
 
 inline QStringList logLines()
 {
-    QFile f(units::connectLogPath());
-    if (!f.open(QIODevice::ReadOnly | QIODevice::Text))
-        return {};
-    return QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    return QString::fromUtf8(testsupport::readFile(units::connectLogPath())).split(u'\n', Qt::SkipEmptyParts);
 }
 
 inline qsizetype countLog(const QString &piece)
 {
-    const QStringList lines = logLines();
-    return std::count_if(lines.begin(), lines.end(), [&piece](const QString &l) { return l.contains(piece); });
+    return std::ranges::count_if(logLines(), [&piece](const QString &l) { return l.contains(piece); });
 }
 
 } // namespace simsite
