@@ -137,7 +137,8 @@ QList<std::pair<units::Unit, bool>> bundleUnits(const QJsonArray &array)
         units::Unit u;
         u.name = prims::readText(o, "hostname"_L1);
         u.ip = prims::readText(o, "ip"_L1);
-        u.port = prims::readInt(o, "port"_L1, 8090, 1, 65535);
+        const int port = prims::readInt(o, "port"_L1, 8090, 0, 65535);
+        u.port = port > 0 ? port : 8090;
         u.type = prims::readName(o, "product"_L1);
         u.state = o;
         out.append({u, prims::readFlag(o, "session"_L1, false)});

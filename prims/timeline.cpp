@@ -67,8 +67,12 @@ protected:
     void resizeEvent(QResizeEvent *event) override
     {
         QListView::resizeEvent(event);
-        if (event->size().width() != event->oldSize().width())
+        if (event->size().width() != event->oldSize().width()) {
+            // A list view lays its items out again on a change of height only; their heights
+            // follow the width here.
+            scheduleDelayedItemsLayout();
             refit();
+        }
     }
 
 private:
@@ -85,15 +89,17 @@ TimelineDelegate::TimelineDelegate(QObject *parent)
 QSize TimelineDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
     // Text and detail wrap in the width the view gives its items, whole, never cut.
+    // Until the view is shown at the width its layout gave it (a hidden view gets its resize when
+    // shown), the text is measured on one line.
     const auto *view = qobject_cast<const QAbstractItemView *>(option.widget);
-    const int wrapAt = textWidthIn(view ? view->viewport()->width() : 0, m_timeWidth);
+    const int viewWidth = view && view->isVisible() ? view->viewport()->width() : 0;
+    const int wrapAt = textWidthIn(viewWidth, m_timeWidth);
     const QString text = index.data().toString();
     const QString detail = index.data(kDetailRole).toString();
     int height = kPadTop + wrappedHeight(theme::uiFont(10), text, wrapAt) + kPadBottom;
     if (!detail.isEmpty())
         height += kDetailGap + wrappedHeight(theme::uiFont(9), detail, wrapAt);
     // As wide as the view once it has a width: the text wraps there rather than scrolling sideways.
-    const int viewWidth = view ? view->viewport()->width() : 0;
     const int width = viewWidth > 0 ? viewWidth
                                     : kPadLeft + m_timeWidth + 2 * kRailGap +
                                           QFontMetrics(theme::uiFont(10)).horizontalAdvance(text) + 8;
@@ -136,7 +142,7 @@ void TimelineDelegate::paint(QPainter *p, const QStyleOptionViewItem &option, co
     p->drawEllipse(QPointF(railX, dotY), kDot, kDot);
 
     const int textLeft = int(railX) + kRailGap;
-    const int textWidth = std::max(1, r.right() - textLeft - 6);
+    const int textWidth = std::max(1, textWidthIn(r.width(), m_timeWidth)); // as measured
     const QString text = index.data().toString();
     const int textHeight = wrappedHeight(textFont, text, textWidth);
     p->setFont(textFont);

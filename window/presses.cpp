@@ -9,6 +9,7 @@
 #include "app/base/settings.h"
 #include "app/base/sounds.h"
 #include "board/viewport.h"
+#include "prims/json.h"
 #include "render/fields.h"
 #include "render/steps.h"
 #include "render/toast.h"
@@ -88,15 +89,15 @@ bool carriable(const QString &fieldId)
 PressOutcome pressOutcome(const units::Api::Reply &reply)
 {
     PressOutcome out;
-    out.sound = reply.json.value("sound"_L1).toString();
+    out.sound = prims::readName(reply.json, "sound"_L1);
     const QJsonValue toast = reply.json.value("toast"_L1);
     if (toast.isObject()) {
-        out.toast = toast.toObject().value("text"_L1).toString();
-        out.tone = toast.toObject().value("tone"_L1).toString();
+        out.toast = prims::readText(toast.toObject(), "text"_L1);
+        out.tone = prims::readName(toast.toObject(), "tone"_L1);
     } else if (toast.isString()) {
         out.toast = toast.toString();
     }
-    out.refused = reply.json.value("refused"_L1).toBool(false);
+    out.refused = prims::readTrue(reply.json, "refused"_L1);
     if (!reply.ok && out.toast.trimmed().isEmpty()) {
         out.toast = reply.error;
         out.tone = u"error"_s;

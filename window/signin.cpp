@@ -11,6 +11,7 @@
 #include <QMessageBox>
 #include <QPointer>
 
+#include <cmath>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -68,9 +69,10 @@ void Window::signIn(const QString &key, const QString &passcode)
 void Window::onSignInReply(const QString &key, const QString &passcode, qint64 elapsedMs,
                            const units::Api::Reply &reply)
 {
-    // Seconds as the unit says (a fraction cut to whole ones, 0: try again now); absent or of
-    // another type, the default.
-    const int retryAfter = prims::readInt(reply.json, "retry_after"_L1, kDefaultRetryAfterS, 0, kMostRetryAfterS);
+    // Seconds as the unit says, a fraction rounded up and at least one, so that a unit locking us
+    // out is never asked again at once; absent or of another type, the default.
+    const int retryAfter = prims::clampToInt(
+        std::ceil(prims::readNumber(reply.json, "retry_after"_L1, kDefaultRetryAfterS)), 1, kMostRetryAfterS);
     QString suffix;
     if (reply.certChanged)
         suffix = u"  CERTIFICATE CHANGED"_s;

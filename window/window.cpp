@@ -241,7 +241,7 @@ void Window::updateTitleBar()
     QString info;
     if (const units::Unit *u = unit(m_selected)) {
         info = u->key() + (u->type.isEmpty() ? QString() : u"   ·   "_s + u->type);
-        const QString who = m_lastAnswer.value("signed_in_as"_L1).toString();
+        const QString who = prims::readText(m_lastAnswer, "signed_in_as"_L1);
         if (m_api->hasToken(m_selected) && !who.isEmpty()) {
             title += u"   |   signed in as "_s + who;
             info += u"   |   signed in as "_s + who;

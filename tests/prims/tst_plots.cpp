@@ -405,15 +405,15 @@ private slots:
             QVERIFY(found->height() > found->verticalScrollBar()->pageStep());
     }
 
-    // A timeline's long text and detail wrap whole in the width it gets, and every shown event
-    // stays in sight without scrolling either way.
+    // A timeline's long text and detail wrap whole in the width it gets, every shown event stays
+    // in sight without scrolling either way, and the events grow taller when the width shrinks.
     void timelineWrapsWhole()
     {
         const QString text = u"Fault F-231 on the lift drive: the encoder lost its reference at the north landing"_s;
         const QString view = uR"({"type":"split","items":[{"type":"timeline","items":[{"time":"08:46","text":"%1",
             "detail":"%1"},{"time":"09:10","text":"Drive check passed"}]},{"type":"text","text":"beside"}]})"_s;
         std::unique_ptr<QWidget> root(render::screen(testsupport::oneSection({json(view.arg(text))}, u"IO"_s), {}));
-        testsupport::layOut(root.get(), 700);
+        testsupport::layOut(root.get(), 480);
         auto *found = root->findChild<QAbstractItemView *>();
         QVERIFY(found && found->isVisible());
         const int line = QFontMetrics(theme::uiFont(10)).lineSpacing();
@@ -421,6 +421,10 @@ private slots:
                  "text and detail on two lines each");
         QCOMPARE(found->verticalScrollBar()->maximum(), 0);
         QCOMPARE(found->horizontalScrollBar()->maximum(), 0);
+        const int tall = found->height();
+        testsupport::layOut(root.get(), 360);
+        QVERIFY(found->height() > tall);
+        QCOMPARE(found->verticalScrollBar()->maximum(), 0);
     }
 };
 

@@ -212,6 +212,22 @@ private slots:
         QCOMPARE(titles.first(), title);
     }
 
+    // Yes to "Start a new daily log?" sends the roll as a press, and the unit takes it.
+    void dailyLogIsSentAsAPress()
+    {
+        signInTo(kUnit1);
+        app::setNextAnswer([](QDialog *box) {
+            auto *question = qobject_cast<QMessageBox *>(box);
+            QVERIFY(question);
+            question->button(QMessageBox::Yes)->click();
+        });
+        win()->runTool(u"Start a new daily log..."_s);
+        app::setNextAnswer({});
+        QTRY_VERIFY_WITH_TIMEOUT(logLines().filter(u"reply  %1  POST /api/day -> 200"_s.arg(kUnit1)).size() == 1,
+                                 kWait);
+        QCOMPARE(logLines().filter(u"press  %1  POST /api/day  keys["_s.arg(kUnit1)).size(), 1);
+    }
+
     void typingSurvivesRebuilds()
     {
         signInTo(kUnit2);
@@ -278,8 +294,14 @@ private slots:
 
     void runningStepPatchesItsPanels()
     {
-        // Unit 1 stands at its drive calibration since the carry test saved its identity.
         signInTo(kUnit1);
+        // Unit 1 stands at its drive calibration once its identity is saved (the carry test saves
+        // it; run on its own, this test does).
+        QTRY_VERIFY_WITH_TIMEOUT(button(u"Run Drive calibration"_s) || button(u"Save identity"_s), kWait);
+        if (button(u"Save identity"_s)) {
+            field(u"unit_name"_s)->setText(u"Board unit"_s);
+            button(u"Save identity"_s)->click();
+        }
         QTRY_VERIFY_WITH_TIMEOUT(button(u"Run Drive calibration"_s), kWait);
         button(u"Run Drive calibration"_s)->click();
         // Starting the step changes the screen itself (Stop, the spinner): one rebuild.

@@ -85,6 +85,7 @@ private slots:
         QTest::newRow("poll too fast") << u"poll"_s << u"{\"poll_ms\":100}"_s << u"250"_s;
         QTest::newRow("poll too slow") << u"poll"_s << u"{\"poll_ms\":100000}"_s << u"30000"_s;
         QTest::newRow("poll zero") << u"poll"_s << u"{\"poll_ms\":0}"_s << u"3000"_s;
+        QTest::newRow("poll absent") << u"poll"_s << u"{}"_s << u"3000"_s;
         QTest::newRow("poll a text") << u"poll"_s << u"{\"poll_ms\":\"900\"}"_s << u"3000"_s;
         QTest::newRow("poll in range") << u"poll"_s << u"{\"poll_ms\":1200}"_s << u"1200"_s;
         QTest::newRow("carry plain") << u"carry"_s << u"unit_name"_s << u"yes"_s;
