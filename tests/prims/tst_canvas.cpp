@@ -267,7 +267,6 @@ private slots:
                      {"kind":"rect","x":40,"y":0,"w":20,"h":20}]}])"_s;
         QTest::newRow("group child wins inside the group") << grouped << QPoint(110, 10) << u"/child"_s;
         QTest::newRow("group region covers its children") << grouped << QPoint(150, 10) << u"/group"_s;
-        const QString used = uR"([{"kind":"use","ref":"pad","x":120,"click":{"path":"/use"}}])"_s;
         const QString noPath = uR"([{"kind":"rect","x":0,"y":0,"w":100,"h":100,"click":{"path":"/under"}},
             {"kind":"rect","x":0,"y":0,"w":50,"h":50,"click":{"tip":"just a tip"}}])"_s;
         QTest::newRow("top region without a path stops the press") << noPath << QPoint(20, 20) << QString();
@@ -277,10 +276,8 @@ private slots:
         QFETCH(QString, items);
         QFETCH(QPoint, at);
         QFETCH(QString, path);
-        QJsonObject s = spec(items);
-        s.insert("defs"_L1, testsupport::json(R"({"pad":{"kind":"rect","x":0,"y":0,"w":20,"h":20,"tone":"ok"}})"));
         Pressed pressed;
-        auto canvas = makeCanvas(s, &pressed);
+        auto canvas = makeCanvas(spec(items), &pressed);
         QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, at);
         QCOMPARE(pressed.path, path);
         QCOMPARE(pressed.count, path.isEmpty() ? 0 : 1);
@@ -401,20 +398,6 @@ private slots:
         // Not vacuous: a tone given as a string shows here.
         QVERIFY(draw(u"\"#00ff00\""_s) != absent);
         QCOMPARE(draw(wrong), absent);
-    }
-
-    // Groups nest as deep as a drawing likes (here 20): what they hold is drawn, pressed and shown
-    // by the cursor at any depth.
-    void deepGroups()
-    {
-        const QString rect = uR"({"kind":"rect","x":10,"y":10,"w":50,"h":50,"fill":"#f00","click":{"path":"/d"}})"_s;
-        const QString items = u"[%1]"_s.arg(nested(rect, 20));
-        Pressed pressed;
-        auto canvas = makeCanvas(spec(items, ",\"background\":\"#000000\""), &pressed);
-        QCOMPARE(canvas->grab().toImage().pixelColor(30, 30), QColor(u"#ff0000"_s));
-        QCOMPARE(int(canvas->cursor().shape()), int(Qt::PointingHandCursor));
-        QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, QPoint(30, 30));
-        QCOMPARE(pressed.path, u"/d"_s);
     }
 
     // Malformed and extreme items draw what they can and never crash.
@@ -540,61 +523,6 @@ private slots:
             QVERIFY2(diff.isEmpty(), qPrintable(name + u": "_s + diff));
             QCOMPARE(took, taken);
         }
-    }
-
-    void declines_data()
-    {
-        QTest::addColumn<QRectF>("ellipse");
-        QTest::addColumn<QTransform>("transform");
-        QTest::addColumn<QSize>("imageSize");
-
-        const QSize small(96, 80);
-        QTest::newRow("past the left edge") << QRectF(-3, 10, 20, 20) << QTransform() << small;
-        QTest::newRow("larger than a small shape") << QRectF(2, 2, 300, 240) << QTransform() << QSize(320, 320);
-        QTest::newRow("infinite transform") << QRectF(10, 10, 20, 20) << QTransform::fromScale(qInf(), 1) << small;
-    }
-
-    void declines()
-    {
-        QFETCH(QRectF, ellipse);
-        QFETCH(QTransform, transform);
-        QFETCH(QSize, imageSize);
-        QImage image = background(imageSize);
-        const QImage before = image;
-        SolidFill fill(image);
-        QPainter p(&image);
-        setUp(p, transform);
-        const QColor red(255, 0, 0);
-        QVERIFY(!fill.fillEllipse(p, ellipse, red));
-        QPolygonF polygon{ellipse.topLeft(), ellipse.topRight(), ellipse.bottomRight()};
-        polygon.prepend({20, 20}); // a good first point does not hide a bad one
-        QVERIFY(!fill.fillPolygon(p, polygon, Qt::WindingFill, red));
-        QCOMPARE(image, before);
-        // A fill that follows a declined one starts clean.
-        p.resetTransform();
-        QVERIFY(fill.fillEllipse(p, QRectF(10, 10, 20, 20), red));
-        QVERIFY(image.pixel(20, 20) == qRgb(255, 0, 0) && image.pixel(5, 5) == before.pixel(5, 5));
-    }
-
-    // Nothing to fill is done at once; an image the fill cannot write declines every shape.
-    void emptyShapesAndOtherFormats()
-    {
-        QImage image = background();
-        const QImage before = image;
-        const QColor red(255, 0, 0);
-        {
-            SolidFill fill(image);
-            QPainter p(&image);
-            setUp(p, QTransform());
-            QVERIFY(fill.fillPath(p, QPainterPath(), red));
-            QVERIFY(fill.fillPolygon(p, QPolygonF{{10, 10}, {30, 10}, {50, 10}}, Qt::WindingFill, red));
-        }
-        QCOMPARE(image, before);
-        QImage wrongFormat(20, 20, QImage::Format_RGB32);
-        SolidFill none(wrongFormat);
-        QPainter p(&wrongFormat);
-        setUp(p, QTransform());
-        QVERIFY(!none.fillEllipse(p, QRectF(2, 2, 10, 10), red));
     }
 };
 

@@ -3,7 +3,6 @@
 
 #include "app/base/theme.h"
 #include "prims/dial.h"
-#include "prims/gauge.h"
 #include "prims/led.h"
 #include "prims/meter.h"
 #include "prims/painted.h"
@@ -11,7 +10,6 @@
 #include "prims/ring.h"
 #include "support/widgets.h"
 
-#include <QPainter>
 #include <QTest>
 
 #include <cmath>
@@ -21,12 +19,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 using testsupport::json;
-
-bool near(const QColor &a, const QColor &b)
-{
-    return std::abs(a.red() - b.red()) <= 6 && std::abs(a.green() - b.green()) <= 6 &&
-           std::abs(a.blue() - b.blue()) <= 6 && a.alpha() > 240;
-}
 
 } // namespace
 
@@ -85,39 +77,6 @@ private slots:
         auto *painted = qobject_cast<prims::Painted *>(prims::buildPrimitive(json(element), {}, 0, &parent));
         QVERIFY(painted && painted->maximumHeight() == painted->minimumHeight());
         QCOMPARE(painted->minimumHeight(), height);
-    }
-
-    // The gauge's value and label texts stay inside the scale and inside the widget however long:
-    // no ink of them on the arc, the ticks or the zones, or past the rectangle it was given.
-    void textsStayInside()
-    {
-        QJsonObject el = json(uR"({"unit":" revolutions per minute","label":"Lift motor load, both sides"})"_s);
-        el.insert(u"tone"_s, u"#FF00FF"_s); // the value text's tone (no value arc at 0)
-        // The gauge's rectangle inside a larger image, so that ink past it shows.
-        const QRect rect(QPoint(30, 30), QSize(120, 104));
-        QImage image(rect.size() + QSize(60, 60), QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        {
-            QPainter p(&image);
-            p.setRenderHint(QPainter::Antialiasing);
-            prims::paintGauge(p, rect, el);
-        }
-        const prims::GaugeGeometry g = prims::gaugeGeometry(rect);
-        const double inner = g.arc.width() / 2 - g.thickness / 2.0 + 0.5;
-        int inked = 0;
-        for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x) {
-                const QColor c = image.pixelColor(x, y);
-                if (c.alpha() < 200 || !(near(c, Qt::magenta) || near(c, theme::palette().muted)))
-                    continue;
-                ++inked;
-                const QPointF d = QPointF(x + 0.5, y + 0.5) - g.arc.center();
-                const bool inArc = d.y() >= 0 ? std::abs(d.x()) <= inner : std::hypot(d.x(), d.y()) <= inner;
-                QVERIFY2(QRectF(rect).contains(QPointF(x + 0.5, y + 0.5)) && (inArc || d.y() >= 1),
-                         qPrintable(u"text ink at %1,%2"_s.arg(x).arg(y)));
-            }
-        }
-        QVERIFY(inked > 0); // something was written
     }
 
     void ringText()

@@ -159,7 +159,7 @@ private slots:
         QVERIFY(t.count >= 1);
     }
 
-    // Nothing is drawn without a number to draw; caps bound series and samples.
+    // Nothing is drawn without a number (or a row) to draw.
     void chartInputs_data()
     {
         QTest::addColumn<QString>("element");
@@ -167,6 +167,8 @@ private slots:
         QTest::newRow("no series") << R"({"type":"chart","title":"Empty"})" << false;
         QTest::newRow("only texts") << R"({"type":"chart","series":[{"values":["a",null,true]}]})" << false;
         QTest::newRow("one number") << R"({"type":"chart","series":[{"values":["a",3]}]})" << true;
+        QTest::newRow("table without rows") << R"({"type":"table","columns":["a"]})" << false;
+        QTest::newRow("tree without items") << R"({"type":"tree","items":[]})" << false;
     }
     void chartInputs()
     {
@@ -234,18 +236,6 @@ private slots:
         const QStringList texts = testsupport::labelTexts(grid.get());
         QVERIFY(texts.contains(u"L63"_s) && !texts.contains(u"L64"_s)); // 64 cells at most
         QVERIFY(texts.contains(u"-"_s));                                // no value shows a dash
-    }
-
-    void emptyDrawsNothing_data()
-    {
-        QTest::addColumn<QString>("element");
-        QTest::newRow("table without rows") << R"({"type":"table","columns":["a"]})";
-        QTest::newRow("tree") << R"({"type":"tree","items":[]})";
-    }
-    void emptyDrawsNothing()
-    {
-        QFETCH(QString, element);
-        QVERIFY(!prims::buildPrimitive(json(element), {}, 0, nullptr));
     }
 
     // Rows and columns are capped; rows may be arrays, objects with "cells", or one bare value.
