@@ -121,15 +121,6 @@ private slots:
                                       m_units[unit].name}));
     }
 
-    void faultLookupWithoutUnit()
-    {
-        Seen box;
-        app::setNextAnswer(clickBox(&box));
-        tools::faultLookup(nullptr, m_api, nullptr);
-        QCOMPARE(box.title, u"Fault lookup"_s);
-        QCOMPARE(box.text, u"Select a unit first."_s);
-    }
-
     void problemReport()
     {
         // 100 error lines, with empty lines between them that do not count.
