@@ -60,52 +60,38 @@ class TestTextPrims final : public QObject
 private slots:
     void initTestCase() { testsupport::isolateConfig(); }
 
-    void valueText_data()
+    // Values as text: any JSON value, a kpi's figure (on one line) and the tone of its delta.
+    void valueTexts_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("1e15 is general") << u"1e15"_s << u"1e+15"_s;
-        QTest::newRow("true") << u"true"_s << u"yes"_s;
-        QTest::newRow("array") << u"[1,2]"_s << u"..."_s;
-        QTest::newRow("null") << u"null"_s << QString();
-    }
-    void valueText()
-    {
-        QFETCH(QString, text);
-        QFETCH(QString, expected);
-        const QJsonObject o = json(u"{\"v\":"_s + text + u"}"_s);
-        QCOMPARE(prims::valueText(o.value("v"_L1)), expected);
-        QCOMPARE(prims::valueText(o, "v"_L1), expected);
-    }
-
-    // The figure is shown as kpiValueText gives it, on one line.
-    void kpiValue_data()
-    {
+        QTest::addColumn<QString>("rule");
         QTest::addColumn<QString>("keys");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("text as it stands") << uR"("value":"1,204 ")"_s << u"1,204 "_s;
-        QTest::newRow("eleven digits rounded") << uR"("value":12345678901)"_s << u"1.23456789e+10"_s;
-        QTest::newRow("fraction rounded to ten") << uR"("value":3.14159265358979)"_s << u"3.141592654"_s;
+        QTest::newRow("1e15 is general") << u"value"_s << uR"("v":1e15)"_s << u"1e+15"_s;
+        QTest::newRow("true") << u"value"_s << uR"("v":true)"_s << u"yes"_s;
+        QTest::newRow("array") << u"value"_s << uR"("v":[1,2])"_s << u"..."_s;
+        QTest::newRow("null") << u"value"_s << uR"("v":null)"_s << QString();
+        QTest::newRow("kpi text as it stands") << u"kpi"_s << uR"("value":"1,204 ")"_s << u"1,204 "_s;
+        QTest::newRow("kpi eleven digits rounded") << u"kpi"_s << uR"("value":12345678901)"_s << u"1.23456789e+10"_s;
+        QTest::newRow("kpi fraction rounded to ten")
+            << u"kpi"_s << uR"("value":3.14159265358979)"_s << u"3.141592654"_s;
+        QTest::newRow("delta minus") << u"delta"_s << uR"("delta":"-3")"_s << u"error"_s;
+        QTest::newRow("delta_tone beats the sign")
+            << u"delta"_s << uR"("delta":"-3","delta_tone":"warn")"_s << u"warn"_s;
     }
-    void kpiValue()
+    void valueTexts()
     {
+        QFETCH(QString, rule);
         QFETCH(QString, keys);
         QFETCH(QString, expected);
-        QCOMPARE(prims::kpiValueText(json(u"{%1}"_s.arg(keys))), expected);
-    }
-
-    void kpiDelta_data()
-    {
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<QString>("tone");
-        QTest::newRow("minus") << uR"("delta":"-3")"_s << u"error"_s;
-        QTest::newRow("delta_tone beats the sign") << uR"("delta":"-3","delta_tone":"warn")"_s << u"warn"_s;
-    }
-    void kpiDelta()
-    {
-        QFETCH(QString, keys);
-        QFETCH(QString, tone);
-        QCOMPARE(prims::kpiDeltaColor(json(u"{%1}"_s.arg(keys))), theme::toneColor(tone));
+        const QJsonObject o = json(u"{%1}"_s.arg(keys));
+        if (rule == u"value") {
+            QCOMPARE(prims::valueText(o.value("v"_L1)), expected);
+            QCOMPARE(prims::valueText(o, "v"_L1), expected);
+        } else if (rule == u"kpi") {
+            QCOMPARE(prims::kpiValueText(o), expected);
+        } else {
+            QCOMPARE(prims::kpiDeltaColor(o), theme::toneColor(expected));
+        }
     }
 
     // No text, no badge; "outline" is a flag, so "no" takes the border away.
@@ -367,40 +353,21 @@ private slots:
         QCOMPARE(posts, (path.isEmpty() ? QList<Posted>() : QList<Posted>{{path, json(body)}}));
     }
 
-    // Every flip posts the click body with "value" set to the new state; two clicks flip back.
-    void toggle_data()
-    {
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<bool>("withPress");
-        QTest::addColumn<bool>("initial");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("body"); // of the first post; empty: nothing is posted
-        QTest::newRow("off to on to off")
-            << uR"({"click":{"path":"/api/lamp"}})"_s << true << false << u"/api/lamp"_s << uR"({"value":true})"_s;
-        QTest::newRow("click with body only still posts")
-            << uR"({"click":{"body":{"k":1}}})"_s << true << false << QString() << uR"({"k":1,"value":true})"_s;
-        QTest::newRow("no press callback")
-            << uR"({"click":{"path":"/p"}})"_s << false << false << QString() << QString();
-    }
+    // Every flip posts the click body with "value" set to the new state, a body without a path too;
+    // two clicks flip back. Without a press callback it flips all the same.
     void toggle()
     {
-        QFETCH(QString, keys);
-        QFETCH(bool, withPress);
-        QFETCH(bool, initial);
-        QFETCH(QString, path);
-        QFETCH(QString, body);
         QList<Posted> posts;
         QWidget parent;
-        auto *sw = build<prims::Switch>(u"toggle"_s, keys, &parent, withPress ? &posts : nullptr);
-        QCOMPARE(sw->isChecked(), initial);
+        auto *sw = build<prims::Switch>(u"toggle"_s, uR"({"click":{"body":{"k":1}}})"_s, &parent, &posts);
+        auto *silent = build<prims::Switch>(u"toggle"_s, uR"({"click":{"path":"/p"}})"_s, &parent);
         testsupport::layOut(&parent, 200);
-        QTest::mouseClick(sw, Qt::LeftButton, {}, sw->rect().center());
-        QCOMPARE(sw->isChecked(), !initial);
-        QTest::mouseClick(sw, Qt::LeftButton, {}, sw->rect().center());
-        QCOMPARE(sw->isChecked(), initial);
-        QJsonObject back = body.isEmpty() ? QJsonObject() : json(body);
-        back.insert(u"value"_s, initial);
-        QCOMPARE(posts, (body.isEmpty() ? QList<Posted>() : QList<Posted>{{path, json(body)}, {path, back}}));
+        QVERIFY(!sw->isChecked());
+        for (prims::Switch *s : {sw, sw, silent})
+            QTest::mouseClick(s, Qt::LeftButton, {}, s->rect().center());
+        QVERIFY(!sw->isChecked() && silent->isChecked());
+        QCOMPARE(posts, (QList<Posted>{{QString(), json(uR"({"k":1,"value":true})"_s)},
+                                       {QString(), json(uR"({"k":1,"value":false})"_s)}}));
     }
 };
 
