@@ -15,6 +15,7 @@
 
 #include <QBoxLayout>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSet>
@@ -110,12 +111,6 @@ std::unique_ptr<QWidget> element(const QString &text, render::Actions actions = 
 }
 
 using testsupport::labelTexts;
-
-// An object holding `value` under "k", or no "k" at all for an undefined value.
-QJsonObject withK(const QJsonValue &value)
-{
-    return value.isUndefined() ? QJsonObject{} : QJsonObject{{"k"_L1, value}};
-}
 
 } // namespace
 
@@ -364,28 +359,65 @@ private slots:
         QCOMPARE(canvas->grab().toImage().pixelColor(9, 9).name(), theme::toneColor(u"ok"_s).name());
     }
 
-    void readInt_data()
+    // The readers on one key "k": `reader` names the reader and its default, bounds or cap; what it
+    // gives is compared as text (arrays and objects as compact JSON).
+    void readers_data()
     {
+        QTest::addColumn<QString>("reader");
         QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<int>("def");
-        QTest::addColumn<int>("lo");
-        QTest::addColumn<int>("hi");
-        QTest::addColumn<int>("expected");
-        QTest::newRow("truncated, not rounded") << QJsonValue(2.9) << 0 << 0 << 10 << 2;
-        QTest::newRow("bounds reversed") << QJsonValue(500) << 6 << 200 << 0 << 200;
-        QTest::newRow("string takes default") << QJsonValue(u"12"_s) << 6 << 0 << 200 << 6;
-        QTest::newRow("default is clamped too") << QJsonValue(QJsonValue::Undefined) << 900 << 0 << 200 << 200;
-        QTest::newRow("beyond int range")
-            << QJsonValue(3e9) << 0 << std::numeric_limits<int>::min() << std::numeric_limits<int>::max() << 2000000000;
+        QTest::addColumn<QString>("expected");
+        const QJsonValue missing(QJsonValue::Undefined);
+        QTest::newRow("int truncated, not rounded") << u"int 0 0 10"_s << QJsonValue(2.9) << u"2"_s;
+        QTest::newRow("int bounds reversed") << u"int 6 200 0"_s << QJsonValue(500) << u"200"_s;
+        QTest::newRow("int from a string takes default") << u"int 6 0 200"_s << QJsonValue(u"12"_s) << u"6"_s;
+        QTest::newRow("int default is clamped too") << u"int 900 0 200"_s << missing << u"200"_s;
+        QTest::newRow("int beyond int range")
+            << u"int 0 -2147483648 2147483647"_s << QJsonValue(3e9) << u"2000000000"_s;
+        QTest::newRow("text string") << u"text"_s << QJsonValue(u"row"_s) << u"row"_s;
+        QTest::newRow("text empty stays empty") << u"text"_s << QJsonValue(u""_s) << QString();
+        QTest::newRow("text true is its word") << u"text"_s << QJsonValue(true) << u"true"_s;
+        QTest::newRow("text number takes default") << u"text"_s << QJsonValue(3) << u"dflt"_s;
+        QTest::newRow("text missing takes default") << u"text"_s << missing << u"dflt"_s;
+        QTest::newRow("name true takes default") << u"name"_s << QJsonValue(true) << u"dflt"_s;
+        QTest::newRow("flag YES") << u"flag 0"_s << QJsonValue(u"YES"_s) << u"1"_s;
+        QTest::newRow("flag No") << u"flag 1"_s << QJsonValue(u"No"_s) << u"0"_s;
+        QTest::newRow("flag other word keeps default") << u"flag 1"_s << QJsonValue(u"maybe"_s) << u"1"_s;
+        QTest::newRow("flag padded word is no flag") << u"flag 0"_s << QJsonValue(u" yes"_s) << u"0"_s;
+        QTest::newRow("flag array keeps default") << u"flag 0"_s << QJsonValue(QJsonArray{true}) << u"0"_s;
+        QTest::newRow("array cut from the end")
+            << u"array 3"_s << QJsonValue(QJsonArray{1, 2, 3, 4, 5}) << u"[1,2,3]"_s;
+        QTest::newRow("object is no array") << u"array 4"_s << QJsonValue(QJsonObject{{"a"_L1, 1}}) << u"[]"_s;
+        QTest::newRow("number") << u"number"_s << QJsonValue(2.5) << u"2.5"_s;
+        QTest::newRow("text is no number") << u"number"_s << QJsonValue(u"2.5"_s) << u"9"_s;
+        QTest::newRow("object") << u"object"_s << QJsonValue(QJsonObject{{"a"_L1, 1}}) << uR"({"a":1})"_s;
+        QTest::newRow("array is no object") << u"object"_s << QJsonValue(QJsonArray{1}) << u"{}"_s;
     }
-    void readInt()
+    void readers()
     {
+        QFETCH(QString, reader);
         QFETCH(QJsonValue, value);
-        QFETCH(int, def);
-        QFETCH(int, lo);
-        QFETCH(int, hi);
-        QFETCH(int, expected);
-        QCOMPARE(prims::readInt(withK(value), "k"_L1, def, lo, hi), expected);
+        QFETCH(QString, expected);
+        const QJsonObject o = value.isUndefined() ? QJsonObject{} : QJsonObject{{"k"_L1, value}};
+        const QStringList a = reader.split(u' ');
+        const auto compact = [](const auto &json) {
+            return QString::fromUtf8(QJsonDocument(json).toJson(QJsonDocument::Compact));
+        };
+        QString got;
+        if (a[0] == u"int")
+            got = QString::number(prims::readInt(o, "k"_L1, a[1].toInt(), a[2].toInt(), a[3].toInt()));
+        else if (a[0] == u"text")
+            got = prims::readText(o, "k"_L1, u"dflt"_s);
+        else if (a[0] == u"name")
+            got = prims::readName(o, "k"_L1, u"dflt"_s);
+        else if (a[0] == u"flag")
+            got = QString::number(prims::readFlag(o, "k"_L1, a[1] == u"1"));
+        else if (a[0] == u"array")
+            got = compact(prims::readArray(o, "k"_L1, a[1].toInt()));
+        else if (a[0] == u"number")
+            got = QString::number(prims::readNumber(o, "k"_L1, 9));
+        else
+            got = compact(prims::readObject(o, "k"_L1));
+        QCOMPARE(got, expected);
     }
 
     // A value that is no number at all counts as very negative: it lands on the low bound.
@@ -395,70 +427,6 @@ private slots:
         QCOMPARE(prims::clampToInt(std::numeric_limits<double>::infinity(), 4000, 40), 40);
         QCOMPARE(prims::clampToInt(-std::numeric_limits<double>::infinity(), 4000, 40), 40);
         QCOMPARE(prims::clampToInt(100.0, 4000, 40), 100);
-    }
-
-    // Text turns a bool into its word; a name (a tone, a type) takes only strings.
-    void readText_data()
-    {
-        QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("string") << QJsonValue(u"row"_s) << u"row"_s << u"row"_s;
-        QTest::newRow("empty string stays empty") << QJsonValue(u""_s) << QString() << QString();
-        QTest::newRow("true") << QJsonValue(true) << u"true"_s << u"dflt"_s;
-        QTest::newRow("number takes default") << QJsonValue(3) << u"dflt"_s << u"dflt"_s;
-        QTest::newRow("missing takes default") << QJsonValue(QJsonValue::Undefined) << u"dflt"_s << u"dflt"_s;
-    }
-    void readText()
-    {
-        QFETCH(QJsonValue, value);
-        QFETCH(QString, expected);
-        QFETCH(QString, name);
-        QCOMPARE(prims::readText(withK(value), "k"_L1, u"dflt"_s), expected);
-        QCOMPARE(prims::readName(withK(value), "k"_L1, u"dflt"_s), name);
-    }
-
-    void readFlag_data()
-    {
-        QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<bool>("def");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("YES") << QJsonValue(u"YES"_s) << false << true;
-        QTest::newRow("No") << QJsonValue(u"No"_s) << true << false;
-        QTest::newRow("other word keeps default true") << QJsonValue(u"maybe"_s) << true << true;
-        QTest::newRow("padded word is no flag") << QJsonValue(u" yes"_s) << false << false;
-        QTest::newRow("array keeps default") << QJsonValue(QJsonArray{true}) << false << false;
-    }
-    void readFlag()
-    {
-        QFETCH(QJsonValue, value);
-        QFETCH(bool, def);
-        QFETCH(bool, expected);
-        QCOMPARE(prims::readFlag(withK(value), "k"_L1, def), expected);
-    }
-
-    void readArray_data()
-    {
-        QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<int>("cap");
-        QTest::addColumn<QJsonArray>("expected");
-        QTest::newRow("cut from the end") << QJsonValue(QJsonArray{1, 2, 3, 4, 5}) << 3 << QJsonArray{1, 2, 3};
-        QTest::newRow("object is no array") << QJsonValue(QJsonObject{{"a"_L1, 1}}) << 4 << QJsonArray{};
-    }
-    void readArray()
-    {
-        QFETCH(QJsonValue, value);
-        QFETCH(int, cap);
-        QFETCH(QJsonArray, expected);
-        QCOMPARE(prims::readArray(withK(value), "k"_L1, cap), expected);
-    }
-
-    void readNumberAndObject()
-    {
-        const QJsonObject o = testsupport::json(R"({"n": 2.5, "s": "2.5", "o": {"a": 1}, "a": [1]})");
-        QCOMPARE(prims::readNumber(o, "n"_L1, 9) + prims::readNumber(o, "s"_L1, 9), 11.5); // text is no number
-        QCOMPARE(prims::readObject(o, "o"_L1).value("a"_L1).toInt(), 1);
-        QVERIFY(prims::readObject(o, "a"_L1).isEmpty() && prims::readObject(o, "n"_L1).isEmpty());
     }
 
     // Exact, case-sensitive type names only.
