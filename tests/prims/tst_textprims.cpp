@@ -165,29 +165,27 @@ private slots:
     void logHtml_data()
     {
         QTest::addColumn<QString>("lines");
-        QTest::addColumn<bool>("wrap");
         QTest::addColumn<QStringList>("contains");
         QTest::addColumn<QString>("absent");
         const QString ink = theme::palette().ink.name();
         QTest::newRow("markup is literal")
-            << uR"(["<b>a & b</b>"])"_s << false
+            << uR"(["<b>a & b</b>"])"_s
             << QStringList{u"&lt;b&gt;a &amp; b&lt;/b&gt;"_s, u"<span style='color:%1'>"_s.arg(ink)} << u"<b>"_s;
         QTest::newRow("object line toned")
-            << uR"([{"text":"E42 brake","tone":"error"}])"_s << false
+            << uR"([{"text":"E42 brake","tone":"error"}])"_s
             << QStringList{u"<span style='color:%1'>E42 brake</span><br>"_s.arg(theme::toneColor(u"error"_s).name())}
             << QString();
         QTest::newRow("empty shows nothing yet")
-            << u"[]"_s << false
+            << u"[]"_s
             << QStringList{u"<span style='color:%1'><i>(nothing yet)</i></span>"_s.arg(theme::palette().dim.name())}
             << u"<div"_s;
     }
     void logHtml()
     {
         QFETCH(QString, lines);
-        QFETCH(bool, wrap);
         QFETCH(QStringList, contains);
         QFETCH(QString, absent);
-        const QString html = prims::logHtml(json(u"{\"v\":"_s + lines + u"}"_s).value("v"_L1).toArray(), wrap);
+        const QString html = prims::logHtml(json(u"{\"v\":"_s + lines + u"}"_s).value("v"_L1).toArray(), false);
         for (const QString &part : contains)
             QVERIFY2(html.contains(part), qPrintable(html));
         QVERIFY2(absent.isEmpty() || !html.contains(absent), qPrintable(html));
