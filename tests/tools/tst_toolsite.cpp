@@ -108,7 +108,7 @@ private slots:
         QString first, edited, rebuilt;
         Seen file, copied;
         toolstest::answerInTurn({[&](QDialog *d) {
-                                     texts = toolstest::labelTexts(d) << d->windowTitle();
+                                     texts = toolstest::labelTexts(d);
                                      auto *editor = d->findChild<QPlainTextEdit *>();
                                      first = editor->toPlainText();
                                      toolstest::shot(d, u"day-summary"_s);
@@ -124,10 +124,10 @@ private slots:
                                  toolstest::clickBox(&copied, QMessageBox::Ok, u"box-copied"_s)});
         tools::daySummary(nullptr, m_api, m_units, true);
         const QDate today = QDate::currentDate();
-        QCOMPARE(texts, QStringList({u"Day summary - %1"_s.arg(today.toString(u"d MMM yyyy"_s)),
-                                     u"You closed a report, so here is the day so far. Built from what the units "
-                                     u"recorded. Edit it for handover wording, then save or copy it into an email."_s,
-                                     u"Commissioning day summary"_s}));
+        QCOMPARE(texts,
+                 QStringList({u"Day summary - %1"_s.arg(today.toString(u"d MMM yyyy"_s)),
+                              u"You closed a report, so here is the day so far. Built from what the units "
+                              u"recorded. Edit it for handover wording, then save or copy it into an email."_s}));
         QCOMPARE(withoutTimes(first.split(u'\n')).mid(3, 6),
                  QStringList({u"Written by  José Núñez"_s, QString(), u"shuttle-01  (10.77.0.21:8090)"_s,
                               u"  Drive calibration done at HH:MM"_s, u"  IO check done at HH:MM"_s,
@@ -165,16 +165,13 @@ private slots:
 
         for (const bool end : {false, true}) {
             QStringList texts;
-            QString kind;
             Seen prompt, box;
             toolstest::answerInTurn(
                 {[&](QDialog *d) {
-                     texts = toolstest::labelTexts(d) << d->windowTitle();
+                     texts = toolstest::labelTexts(d);
                      QPushButton *b =
                          toolstest::button(d, end ? u"End commissioning report"_s : u"Start commissioning report"_s);
-                     QVERIFY(b && toolstest::button(d, u"View / edit report"_s) &&
-                             toolstest::button(d, u"Download report"_s));
-                     kind = b->property("kind").toString();
+                     QVERIFY(b);
                      toolstest::shot(d, u"report-centre-"_s + (end ? u"open"_s : u"closed"_s));
                      b->click();
                      toolstest::button(d, u"Close"_s)->click();
@@ -187,8 +184,7 @@ private slots:
             const QString status =
                 end ? u"Report OPEN since %1 by %2"_s.arg(before.value("started"_L1).toString(), kName)
                     : u"No report started on this unit."_s;
-            QCOMPARE(texts, QStringList({u"Commissioning report - shuttle-01"_s, status, u"Commissioning report"_s}));
-            QCOMPARE(kind, u"primary"_s);
+            QCOMPARE(texts, QStringList({u"Commissioning report - shuttle-01"_s, status}));
             QCOMPARE(prompt.title, end ? u"End commissioning report"_s : u"Start commissioning report"_s);
             QCOMPARE(prompt.text,
                      end ? u"Where are you leaving it? Anything the next shift needs - what is "
@@ -227,7 +223,7 @@ private slots:
                                  toolstest::chooseFile(&cancelled, QString()),
                                  [&](QDialog *d) { // the viewer, next: a cancelled download says nothing
                                      QVERIFY(!qobject_cast<QMessageBox *>(d));
-                                     texts = toolstest::labelTexts(d) << d->windowTitle();
+                                     texts = toolstest::labelTexts(d);
                                      auto *editor = d->findChild<QPlainTextEdit *>();
                                      shown = editor->toPlainText();
                                      toolstest::shot(d, u"report-view"_s);
@@ -250,8 +246,7 @@ private slots:
 
         QCOMPARE(texts, QStringList({u"Commissioning report - shuttle-01"_s,
                                      u"The unit generates this from what it recorded. Edit it here for handover "
-                                     u"wording - your edits go into the file you save."_s,
-                                     u"Commissioning report"_s}));
+                                     u"wording - your edits go into the file you save."_s}));
         QCOMPARE(shown, QString::fromUtf8(body));
         QCOMPARE(editsFile.text, file.text);
         QCOMPARE(editsSaved.text, edits);
@@ -263,11 +258,9 @@ private slots:
     {
         signIn(kUnit1);
         const QString key = units::unitKey(kUnit1, 8090);
-        Seen noUnit, noUnitReport, question;
-        toolstest::answerInTurn({toolstest::clickBox(&noUnit), toolstest::clickBox(&noUnitReport)});
-        QVERIFY(!tools::confirmDayRoll(nullptr, QString(), QString()));
+        Seen noUnitReport, question;
+        toolstest::answerInTurn({toolstest::clickBox(&noUnitReport)});
         tools::reportCentre(nullptr, m_api, QString());
-        QCOMPARE(noUnit.title + u'|' + noUnit.text, u"Start a new daily log|Select a unit first."_s);
         QCOMPARE(noUnitReport.title + u'|' + noUnitReport.text, u"Report|Select a unit first."_s);
 
         toolstest::answerInTurn({toolstest::clickBox(&question, QMessageBox::No, u"question-daily-log"_s)});
@@ -278,14 +271,10 @@ private slots:
         const QString last = units::tailLines(units::connectLogPath(), 1).value(0);
         QVERIFY2(last.endsWith(u"  confirm cancelled  10.77.0.21:8090  POST /api/day"_s), qPrintable(last));
 
-        // Yes: the window goes on to send the roll as a press, and the unit takes it.
+        // Yes goes on (the window sends the roll as a press) and logs nothing here.
         toolstest::answerInTurn({toolstest::clickBox(&question, QMessageBox::Yes)});
         QVERIFY(tools::confirmDayRoll(nullptr, u"shuttle-01"_s, key));
         QCOMPARE(units::tailLines(units::connectLogPath(), 1).value(0), last);
-        const units::Api::Reply roll =
-            units::waitForPost(m_api, u"/api/day"_s, tools::dayRollBody(), units::timeouts::kTool);
-        QVERIFY2(roll.ok, qPrintable(roll.error));
-        QVERIFY(roll.json.value("toast"_L1).toObject().value("text"_L1).toString().startsWith(u"New daily log"_s));
     }
 
     void cleanupTestCase() { m_sim.stop(); }
