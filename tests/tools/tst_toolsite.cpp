@@ -69,17 +69,6 @@ class TestToolSite final : public QObject
         const QString by = QString::fromLatin1(QUrl::toPercentEncoding(kName));
         return units::waitFor(m_api, u"/api/report?by="_s + by, 20000).body;
     }
-    // The day summary dialog's text, as it first showed.
-    QString summaryText()
-    {
-        QString text;
-        toolstest::answerInTurn({[&](QDialog *d) {
-            text = d->findChild<QPlainTextEdit *>()->toPlainText();
-            d->accept();
-        }});
-        tools::daySummary(nullptr, m_api, m_units, false);
-        return text;
-    }
 
 private slots:
     void initTestCase()
