@@ -263,14 +263,6 @@ private slots:
         QCOMPARE(tabs->currentIndex(), 2);
     }
 
-    // An alert shows its icon before its title and its actions.
-    void surfaces()
-    {
-        auto a = build(uR"({"type":"alert","title":"Open","icon":"⚠","actions":[{"type":"btn"},{"type":"btn"}]})"_s);
-        QCOMPARE(testsupport::labelTexts(a.get()).value(0), u"⚠ Open"_s);
-        QCOMPARE(a->findChildren<QPushButton *>().size(), 2);
-    }
-
     void dialogGrow_data()
     {
         QTest::addColumn<QJsonValue>("grow");

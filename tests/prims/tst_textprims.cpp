@@ -1,4 +1,4 @@
-// Badge, kpi, keyvalue, log and image: the value-to-text rules, the grid's rows, the log's
+// Badge, kpi, text label, log and image: the value-to-text rules, the label's own tone, the log's
 // escaping and caps, the image decoding and sizing; and the input primitives: the date-time
 // editor's format and range, and what "search" and "toggle" post through a recording callback.
 
@@ -105,7 +105,6 @@ private slots:
         QVERIFY(pill && pill->styleSheet().contains(u"border:none;"_s));
     }
 
-    // Items fill the grid row by row; each column is a label and a value, the value stretching.
     // A text label keeps its tone under an application-wide sheet that colours every widget, and
     // builds no text document of QLabel's, however it is used: that is what keeps a screen of
     // hundreds of labels quick to draw.
@@ -136,30 +135,6 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(&page));
         QTest::mouseClick(label, Qt::LeftButton, {}, QPoint(4, label->height() / 2));
         QTRY_VERIFY(label->hasFocus());
-    }
-
-    // Items fill the grid row by row, "columns" pairs of label and value to a row (0 is 1): the
-    // grid is as tall as its rows, and every label and value is shown.
-    void keyvalueRows()
-    {
-        const auto height = [](int columns, int items) {
-            QJsonArray list;
-            for (int i = 0; i < items; ++i)
-                list.append(QJsonObject{{u"label"_s, u"L%1"_s.arg(i)}, {u"value"_s, i}});
-            QWidget parent;
-            QWidget *box = prims::buildPrimitive(
-                QJsonObject{{u"type"_s, u"keyvalue"_s}, {u"columns"_s, columns}, {u"items"_s, list}}, {}, 0, &parent);
-            testsupport::layOut(&parent, 900);
-            const QStringList texts = testsupport::labelTexts(box);
-            return texts.contains(u"L%1"_s.arg(items - 1)) && texts.contains(QString::number(items - 1)) ? box->height()
-                                                                                                         : -1;
-        };
-        const int oneRow = height(3, 3);
-        QVERIFY(oneRow > 0);
-        QCOMPARE(height(6, 6), oneRow);
-        QVERIFY(height(3, 5) > oneRow);
-        QCOMPARE(height(0, 2), height(1, 2));
-        QVERIFY(height(1, 2) > oneRow);
     }
 
     void logHtml_data()
