@@ -115,6 +115,8 @@ class TestCanvas final : public QObject
 private slots:
     void initTestCase() { testsupport::isolateConfig(); }
 
+    // The drawing's size and tween read and clamped; the height asked for widths of 800, 4000 and 2:
+    // without "fit" never more than the design's, with it at most 2.5 times and at least 0.02 of it.
     void specClamps_data()
     {
         QTest::addColumn<QString>("text");
@@ -122,13 +124,16 @@ private slots:
         QTest::addColumn<double>("height");
         QTest::addColumn<int>("tween");
         QTest::addColumn<int>("maxWidth"); // the widget's, at most 1600 and unlimited with "fit"
-        QTest::newRow("defaults") << u"{}"_s << 400.0 << 200.0 << 0 << 400;
-        QTest::newRow("zero width") << uR"({"width":0,"height":50})"_s << 1.0 << 50.0 << 0 << 1;
-        QTest::newRow("huge") << uR"({"width":1e308,"height":-3,"tween_ms":5000})"_s << 8000.0 << 1.0 << 2000 << 1600;
+        QTest::addColumn<QList<int>>("heights");
+        QTest::newRow("defaults") << u"{}"_s << 400.0 << 200.0 << 0 << 400 << QList<int>{200, 200, 1};
+        QTest::newRow("zero width") << uR"({"width":0,"height":50})"_s << 1.0 << 50.0 << 0 << 1
+                                    << QList<int>{50, 50, 50};
+        QTest::newRow("huge") << uR"({"width":1e308,"height":-3,"tween_ms":5000})"_s << 8000.0 << 1.0 << 2000 << 1600
+                              << QList<int>{1, 1, 1};
         QTest::newRow("wrong types") << uR"({"width":"300","height":true,"tween_ms":"9"})"_s << 400.0 << 200.0 << 0
-                                     << 400;
-        QTest::newRow("negative tween, fit")
-            << uR"({"tween_ms":-5,"fit":"width"})"_s << 400.0 << 200.0 << 0 << QWIDGETSIZE_MAX;
+                                     << 400 << QList<int>{200, 200, 1};
+        QTest::newRow("negative tween, fit") << uR"({"tween_ms":-5,"fit":"width"})"_s << 400.0 << 200.0 << 0
+                                             << QWIDGETSIZE_MAX << QList<int>{400, 500, 4};
     }
     void specClamps()
     {
@@ -137,34 +142,16 @@ private slots:
         QFETCH(double, height);
         QFETCH(int, tween);
         QFETCH(int, maxWidth);
+        QFETCH(QList<int>, heights);
         prims::Canvas canvas;
         canvas.setSpec(testsupport::json(text), false);
         QCOMPARE(canvas.designWidth(), width);
         QCOMPARE(canvas.designHeight(), height);
         QCOMPARE(canvas.tweenMs(), tween);
         QCOMPARE(canvas.maximumWidth(), maxWidth);
-    }
-
-    void heightForWidth_data()
-    {
-        QTest::addColumn<QString>("fit");
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("height");
-        // Design 400 x 150.
-        QTest::newRow("never grows without fit") << QString() << 800 << 150;
-        QTest::newRow("grows with fit") << u"width"_s << 800 << 300;
-        QTest::newRow("fit caps at 2.5") << u"width"_s << 4000 << 375;
-        QTest::newRow("fit floor 0.02") << u"width"_s << 2 << 3;
-    }
-    void heightForWidth()
-    {
-        QFETCH(QString, fit);
-        QFETCH(int, width);
-        QFETCH(int, height);
-        prims::Canvas canvas;
-        canvas.setSpec(QJsonObject{{"width"_L1, 400}, {"height"_L1, 150}, {"fit"_L1, fit}}, false);
-        QCOMPARE(canvas.heightForWidth(width), height);
         QVERIFY(canvas.hasHeightForWidth());
+        QCOMPARE((QList<int>{canvas.heightForWidth(800), canvas.heightForWidth(4000), canvas.heightForWidth(2)}),
+                 heights);
     }
 
     // Presses go to the region painted last that contains the point, mapped through its
