@@ -14,7 +14,6 @@
 #include <QTest>
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -91,91 +90,20 @@ QImage background(QSize size = {96, 80})
     return image;
 }
 
-struct Diff
-{
-    int maxChannel = 0;
-    int pixels = 0; // pixels where any channel differs
-};
-
-Diff compare(const QImage &a, const QImage &b)
-{
-    Diff d;
-    for (int y = 0; y < a.height(); ++y) {
-        const auto *pa = reinterpret_cast<const QRgb *>(a.constScanLine(y));
-        const auto *pb = reinterpret_cast<const QRgb *>(b.constScanLine(y));
-        for (int x = 0; x < a.width(); ++x) {
-            const int m = std::max({std::abs(qRed(pa[x]) - qRed(pb[x])), std::abs(qGreen(pa[x]) - qGreen(pb[x])),
-                                    std::abs(qBlue(pa[x]) - qBlue(pb[x])), std::abs(qAlpha(pa[x]) - qAlpha(pb[x]))});
-            d.maxChannel = std::max(d.maxChannel, m);
-            d.pixels += m > 0;
-        }
-    }
-    return d;
-}
-
-QPolygonF star()
-{
-    QPolygonF star;
-    for (int i = 0; i < 5; ++i) {
-        const double a = i * 4 * M_PI / 5 - M_PI / 2;
-        star << QPointF(30 + 22 * std::cos(a), 28 + 22 * std::sin(a));
-    }
-    return star;
-}
-
-// A painter as the canvas sets one up, for drawing and for the fill alike.
-void setUp(QPainter &p, const QTransform &transform, double opacity = 1)
-{
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setTransform(transform);
-    p.setOpacity(opacity);
-}
-
-// One shape drawn both ways: by the painter and by the fill.
-struct Shape
-{
-    std::function<void(QPainter &)> paint;
-    std::function<bool(SolidFill &, const QPainter &, const QColor &)> fill;
-};
-
-Shape shapeNamed(const QString &name)
-{
-    if (name == u"ellipse") {
-        const QRectF r(10.3, 8.6, 31.4, 19.2);
-        return {[r](QPainter &p) { p.drawEllipse(r); },
-                [r](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillEllipse(p, r, c); }};
-    }
-    const QPolygonF s = star();
-    return {[s](QPainter &p) { p.drawPolygon(s, Qt::WindingFill); },
-            [s](SolidFill &f, const QPainter &p, const QColor &c) { return f.fillPolygon(p, s, Qt::WindingFill, c); }};
-}
-
-// Draws `paint` with the painter and `fill` with a SolidFill, from `start` under the same transform
-// and opacity; gives both images.
-std::pair<QImage, QImage> bothWays(const QImage &start, const QTransform &transform, double opacity,
-                                   const std::function<void(QPainter &)> &paint,
-                                   const std::function<bool(SolidFill &, const QPainter &)> &fill)
-{
-    QImage painted = start, filled = start;
-    {
-        QPainter p(&painted);
-        setUp(p, transform, opacity);
-        paint(p);
-    }
-    SolidFill solid(filled);
-    QPainter p(&filled);
-    setUp(p, transform, opacity);
-    if (!fill(solid, p))
-        qFatal("the fill declined a shape it should take");
-    return {painted, filled};
-}
-
 // Empty when no channel of `a` and `b` differs by more than `levels`; else what differs.
 QString beyond(const QImage &a, const QImage &b, int levels)
 {
-    const Diff d = compare(a, b);
-    return d.maxChannel <= levels ? QString()
-                                  : u"a channel differs by %1 (%2 pixels differ)"_s.arg(d.maxChannel).arg(d.pixels);
+    int most = 0, pixels = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb pa = a.pixel(x, y), pb = b.pixel(x, y);
+            const int m = std::max({std::abs(qRed(pa) - qRed(pb)), std::abs(qGreen(pa) - qGreen(pb)),
+                                    std::abs(qBlue(pa) - qBlue(pb)), std::abs(qAlpha(pa) - qAlpha(pb))});
+            most = std::max(most, m);
+            pixels += m > 0;
+        }
+    }
+    return most <= levels ? QString() : u"a channel differs by %1 (%2 pixels differ)"_s.arg(most).arg(pixels);
 }
 
 } // namespace
@@ -187,6 +115,8 @@ class TestCanvas final : public QObject
 private slots:
     void initTestCase() { testsupport::isolateConfig(); }
 
+    // The drawing's size and tween read and clamped; the height asked for widths of 800, 4000 and 2:
+    // without "fit" never more than the design's, with it at most 2.5 times and at least 0.02 of it.
     void specClamps_data()
     {
         QTest::addColumn<QString>("text");
@@ -194,13 +124,16 @@ private slots:
         QTest::addColumn<double>("height");
         QTest::addColumn<int>("tween");
         QTest::addColumn<int>("maxWidth"); // the widget's, at most 1600 and unlimited with "fit"
-        QTest::newRow("defaults") << u"{}"_s << 400.0 << 200.0 << 0 << 400;
-        QTest::newRow("zero width") << uR"({"width":0,"height":50})"_s << 1.0 << 50.0 << 0 << 1;
-        QTest::newRow("huge") << uR"({"width":1e308,"height":-3,"tween_ms":5000})"_s << 8000.0 << 1.0 << 2000 << 1600;
+        QTest::addColumn<QList<int>>("heights");
+        QTest::newRow("defaults") << u"{}"_s << 400.0 << 200.0 << 0 << 400 << QList<int>{200, 200, 1};
+        QTest::newRow("zero width") << uR"({"width":0,"height":50})"_s << 1.0 << 50.0 << 0 << 1
+                                    << QList<int>{50, 50, 50};
+        QTest::newRow("huge") << uR"({"width":1e308,"height":-3,"tween_ms":5000})"_s << 8000.0 << 1.0 << 2000 << 1600
+                              << QList<int>{1, 1, 1};
         QTest::newRow("wrong types") << uR"({"width":"300","height":true,"tween_ms":"9"})"_s << 400.0 << 200.0 << 0
-                                     << 400;
-        QTest::newRow("negative tween, fit")
-            << uR"({"tween_ms":-5,"fit":"width"})"_s << 400.0 << 200.0 << 0 << QWIDGETSIZE_MAX;
+                                     << 400 << QList<int>{200, 200, 1};
+        QTest::newRow("negative tween, fit") << uR"({"tween_ms":-5,"fit":"width"})"_s << 400.0 << 200.0 << 0
+                                             << QWIDGETSIZE_MAX << QList<int>{400, 500, 4};
     }
     void specClamps()
     {
@@ -209,34 +142,16 @@ private slots:
         QFETCH(double, height);
         QFETCH(int, tween);
         QFETCH(int, maxWidth);
+        QFETCH(QList<int>, heights);
         prims::Canvas canvas;
         canvas.setSpec(testsupport::json(text), false);
         QCOMPARE(canvas.designWidth(), width);
         QCOMPARE(canvas.designHeight(), height);
         QCOMPARE(canvas.tweenMs(), tween);
         QCOMPARE(canvas.maximumWidth(), maxWidth);
-    }
-
-    void heightForWidth_data()
-    {
-        QTest::addColumn<QString>("fit");
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("height");
-        // Design 400 x 150.
-        QTest::newRow("never grows without fit") << QString() << 800 << 150;
-        QTest::newRow("grows with fit") << u"width"_s << 800 << 300;
-        QTest::newRow("fit caps at 2.5") << u"width"_s << 4000 << 375;
-        QTest::newRow("fit floor 0.02") << u"width"_s << 2 << 3;
-    }
-    void heightForWidth()
-    {
-        QFETCH(QString, fit);
-        QFETCH(int, width);
-        QFETCH(int, height);
-        prims::Canvas canvas;
-        canvas.setSpec(QJsonObject{{"width"_L1, 400}, {"height"_L1, 150}, {"fit"_L1, fit}}, false);
-        QCOMPARE(canvas.heightForWidth(width), height);
         QVERIFY(canvas.hasHeightForWidth());
+        QCOMPARE((QList<int>{canvas.heightForWidth(800), canvas.heightForWidth(4000), canvas.heightForWidth(2)}),
+                 heights);
     }
 
     // Presses go to the region painted last that contains the point, mapped through its
@@ -267,7 +182,6 @@ private slots:
                      {"kind":"rect","x":40,"y":0,"w":20,"h":20}]}])"_s;
         QTest::newRow("group child wins inside the group") << grouped << QPoint(110, 10) << u"/child"_s;
         QTest::newRow("group region covers its children") << grouped << QPoint(150, 10) << u"/group"_s;
-        const QString used = uR"([{"kind":"use","ref":"pad","x":120,"click":{"path":"/use"}}])"_s;
         const QString noPath = uR"([{"kind":"rect","x":0,"y":0,"w":100,"h":100,"click":{"path":"/under"}},
             {"kind":"rect","x":0,"y":0,"w":50,"h":50,"click":{"tip":"just a tip"}}])"_s;
         QTest::newRow("top region without a path stops the press") << noPath << QPoint(20, 20) << QString();
@@ -277,10 +191,8 @@ private slots:
         QFETCH(QString, items);
         QFETCH(QPoint, at);
         QFETCH(QString, path);
-        QJsonObject s = spec(items);
-        s.insert("defs"_L1, testsupport::json(R"({"pad":{"kind":"rect","x":0,"y":0,"w":20,"h":20,"tone":"ok"}})"));
         Pressed pressed;
-        auto canvas = makeCanvas(s, &pressed);
+        auto canvas = makeCanvas(spec(items), &pressed);
         QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, at);
         QCOMPARE(pressed.path, path);
         QCOMPARE(pressed.count, path.isEmpty() ? 0 : 1);
@@ -370,51 +282,29 @@ private slots:
     }
 
     // A tone key holding anything but a string takes its default, as if it were not there, where a
-    // string tone would show: the background, a line's stroke, a stroke object's tone, a shape's fill.
+    // string tone would show: the background and a stroke object's tone.
     void wrongToneTypes_data()
     {
-        QTest::addColumn<QString>("items");
+        QTest::addColumn<QString>("items"); // %1: the key, or nothing
         QTest::addColumn<QString>("extra");
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("wrong");
-        const QString none = u"[]"_s;
-        const QString line = uR"([{"kind":"line","x1":0,"y1":50,"x2":200,"y2":50%1}])"_s;
-        QTest::newRow("background true") << none << u"%1"_s << u"background"_s << u"true"_s;
+        QTest::newRow("background true") << u"[]"_s << u"%1"_s;
         QTest::newRow("stroke tone true")
-            << uR"([{"kind":"line","x1":0,"y1":50,"x2":200,"y2":50,"stroke":{"weight":6%1}}])"_s << QString()
-            << u"tone"_s << u"true"_s;
+            << uR"([{"kind":"line","x1":0,"y1":50,"x2":200,"y2":50,"stroke":{"weight":6%1}}])"_s << QString();
     }
     void wrongToneTypes()
     {
         QFETCH(QString, items);
         QFETCH(QString, extra);
-        QFETCH(QString, key);
-        QFETCH(QString, wrong);
+        const QString key = extra.isEmpty() ? u"tone"_s : u"background"_s;
         const auto draw = [&](const QString &value) {
             const QString keyed = value.isEmpty() ? QString() : u",\"%1\":%2"_s.arg(key, value);
-            QString i = items, e = extra;
-            i.replace(u"%1"_s, keyed);
-            e.replace(u"%1"_s, keyed);
-            return makeCanvas(spec(i, e))->grab().toImage();
+            return makeCanvas(spec(QString(items).replace(u"%1"_s, keyed), QString(extra).replace(u"%1"_s, keyed)))
+                ->grab()
+                .toImage();
         };
         const QImage absent = draw(QString());
-        // Not vacuous: a tone given as a string shows here.
-        QVERIFY(draw(u"\"#00ff00\""_s) != absent);
-        QCOMPARE(draw(wrong), absent);
-    }
-
-    // Groups nest as deep as a drawing likes (here 20): what they hold is drawn, pressed and shown
-    // by the cursor at any depth.
-    void deepGroups()
-    {
-        const QString rect = uR"({"kind":"rect","x":10,"y":10,"w":50,"h":50,"fill":"#f00","click":{"path":"/d"}})"_s;
-        const QString items = u"[%1]"_s.arg(nested(rect, 20));
-        Pressed pressed;
-        auto canvas = makeCanvas(spec(items, ",\"background\":\"#000000\""), &pressed);
-        QCOMPARE(canvas->grab().toImage().pixelColor(30, 30), QColor(u"#ff0000"_s));
-        QCOMPARE(int(canvas->cursor().shape()), int(Qt::PointingHandCursor));
-        QTest::mouseClick(canvas.get(), Qt::LeftButton, {}, QPoint(30, 30));
-        QCOMPARE(pressed.path, u"/d"_s);
+        QVERIFY(draw(u"\"#00ff00\""_s) != absent); // not vacuous: a string tone shows here
+        QCOMPARE(draw(u"true"_s), absent);
     }
 
     // Malformed and extreme items draw what they can and never crash.
@@ -472,9 +362,21 @@ private slots:
                                          .translate(-20, -15);
         const QColor color(random.bounded(256), random.bounded(256), random.bounded(256), 80 + random.bounded(176));
         const double opacity = seed % 3 ? 1.0 : number(0.3, 1); // the painter's opacity too, now and then
-        const auto [painted, filled] = bothWays(
-            background({160, 150}), transform, opacity, [&](QPainter &p) { p.fillPath(path, color); },
-            [&](SolidFill &f, const QPainter &p) { return f.fillPath(p, path, color); });
+        QImage painted = background({160, 150}), filled = painted;
+        const auto setUp = [&](QPainter &p) {
+            p.setRenderHint(QPainter::Antialiasing);
+            p.setTransform(transform);
+            p.setOpacity(opacity);
+        };
+        {
+            QPainter p(&painted);
+            setUp(p);
+            p.fillPath(path, color);
+        }
+        SolidFill fill(filled);
+        QPainter p(&filled);
+        setUp(p);
+        QVERIFY(fill.fillPath(p, path, color));
         const QString diff = beyond(painted, filled, 2);
         QVERIFY2(diff.isEmpty(), qPrintable(diff));
     }
@@ -514,87 +416,30 @@ private slots:
                 p.setTransform(QTransform(1.1, 0.1, 0.012, -0.1, 1.1, 0.009, 0, 0, 1));
             p.setPen(Qt::NoPen);
         };
+        // One shape is enough: every fill asks the same question of the painter first.
         const QColor color(200, 80, 30, 160);
-        for (const QString &name : {u"ellipse"_s, u"star, winding"_s}) {
-            const Shape s = shapeNamed(name);
-            const QImage start = background();
-            QImage painted = start;
-            {
-                QPainter p(&painted);
-                apply(p);
-                p.setBrush(color);
-                s.paint(p);
-            }
-            QImage filled = start;
-            bool took = false;
-            {
-                SolidFill fill(filled);
-                QPainter p(&filled);
-                apply(p);
-                p.setBrush(color);
-                took = s.fill(fill, p, color);
-                if (!took)
-                    s.paint(p);
-            }
-            const QString diff = beyond(painted, filled, taken ? 2 : 0);
-            QVERIFY2(diff.isEmpty(), qPrintable(name + u": "_s + diff));
-            QCOMPARE(took, taken);
-        }
-    }
-
-    void declines_data()
-    {
-        QTest::addColumn<QRectF>("ellipse");
-        QTest::addColumn<QTransform>("transform");
-        QTest::addColumn<QSize>("imageSize");
-
-        const QSize small(96, 80);
-        QTest::newRow("past the left edge") << QRectF(-3, 10, 20, 20) << QTransform() << small;
-        QTest::newRow("larger than a small shape") << QRectF(2, 2, 300, 240) << QTransform() << QSize(320, 320);
-        QTest::newRow("infinite transform") << QRectF(10, 10, 20, 20) << QTransform::fromScale(qInf(), 1) << small;
-    }
-
-    void declines()
-    {
-        QFETCH(QRectF, ellipse);
-        QFETCH(QTransform, transform);
-        QFETCH(QSize, imageSize);
-        QImage image = background(imageSize);
-        const QImage before = image;
-        SolidFill fill(image);
-        QPainter p(&image);
-        setUp(p, transform);
-        const QColor red(255, 0, 0);
-        QVERIFY(!fill.fillEllipse(p, ellipse, red));
-        QPolygonF polygon{ellipse.topLeft(), ellipse.topRight(), ellipse.bottomRight()};
-        polygon.prepend({20, 20}); // a good first point does not hide a bad one
-        QVERIFY(!fill.fillPolygon(p, polygon, Qt::WindingFill, red));
-        QCOMPARE(image, before);
-        // A fill that follows a declined one starts clean.
-        p.resetTransform();
-        QVERIFY(fill.fillEllipse(p, QRectF(10, 10, 20, 20), red));
-        QVERIFY(image.pixel(20, 20) == qRgb(255, 0, 0) && image.pixel(5, 5) == before.pixel(5, 5));
-    }
-
-    // Nothing to fill is done at once; an image the fill cannot write declines every shape.
-    void emptyShapesAndOtherFormats()
-    {
-        QImage image = background();
-        const QImage before = image;
-        const QColor red(255, 0, 0);
+        const QRectF ellipse(10.3, 8.6, 31.4, 19.2);
+        const QImage start = background();
+        QImage painted = start, filled = start;
         {
-            SolidFill fill(image);
-            QPainter p(&image);
-            setUp(p, QTransform());
-            QVERIFY(fill.fillPath(p, QPainterPath(), red));
-            QVERIFY(fill.fillPolygon(p, QPolygonF{{10, 10}, {30, 10}, {50, 10}}, Qt::WindingFill, red));
+            QPainter p(&painted);
+            apply(p);
+            p.setBrush(color);
+            p.drawEllipse(ellipse);
         }
-        QCOMPARE(image, before);
-        QImage wrongFormat(20, 20, QImage::Format_RGB32);
-        SolidFill none(wrongFormat);
-        QPainter p(&wrongFormat);
-        setUp(p, QTransform());
-        QVERIFY(!none.fillEllipse(p, QRectF(2, 2, 10, 10), red));
+        bool took = false;
+        {
+            SolidFill fill(filled);
+            QPainter p(&filled);
+            apply(p);
+            p.setBrush(color);
+            took = fill.fillEllipse(p, ellipse, color);
+            if (!took)
+                p.drawEllipse(ellipse);
+        }
+        const QString diff = beyond(painted, filled, taken ? 2 : 0);
+        QVERIFY2(diff.isEmpty(), qPrintable(diff));
+        QCOMPARE(took, taken);
     }
 };
 

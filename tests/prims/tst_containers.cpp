@@ -15,6 +15,7 @@
 
 #include <QBoxLayout>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSet>
@@ -111,12 +112,6 @@ std::unique_ptr<QWidget> element(const QString &text, render::Actions actions = 
 
 using testsupport::labelTexts;
 
-// An object holding `value` under "k", or no "k" at all for an undefined value.
-QJsonObject withK(const QJsonValue &value)
-{
-    return value.isUndefined() ? QJsonObject{} : QJsonObject{{"k"_L1, value}};
-}
-
 } // namespace
 
 class TestContainers final : public QObject
@@ -158,41 +153,6 @@ private slots:
         for (qsizetype i = 0; i < blocks.size(); ++i)
             if (i + 1 == blocks.size() || blocks.at(i + 1)->y() != blocks.at(i)->y())
                 QCOMPARE(blocks.at(i)->geometry().right() + 1, std::max(width, blocks.at(i)->x()));
-    }
-
-    // A filled row of buttons wraps when narrow, each line justified to the full width.
-    void buttonRow()
-    {
-        const int width = 260;
-        QJsonArray items;
-        for (int i = 0; i < 3; ++i)
-            items.append(QJsonObject{{"type"_L1, u"btn"_s}, {"text"_L1, u"Start drive check %1"_s.arg(i)}});
-        auto w = build(QJsonObject{{"type"_L1, u"layout"_s}, {"flow"_L1, u"row"_s}, {"items"_L1, items}});
-        QVERIFY(w);
-        testsupport::layOut(w.get(), width);
-        const QList<QWidget *> buttons = direct<QPushButton>(w.get());
-        QCOMPARE(buttons.size(), 3);
-        QVERIFY(lineCount(buttons) > 1);
-        for (const QWidget *b : buttons)
-            QVERIFY2(b->geometry().bottom() < w->height(), "a button is clipped at the bottom");
-        QCOMPARE(buttons.last()->geometry().right() + 1, width);
-        QVERIFY(!overlaps(buttons));
-    }
-
-    // Weights are truncated to 0..1000; past the end, or not numbers, a filled layout weighs 1.
-    void weights()
-    {
-        auto stretches = [](const QJsonArray &weights) {
-            const QJsonObject block{{"type"_L1, u"block"_s}};
-            auto w = build(
-                QJsonObject{{"type"_L1, u"layout"_s}, {"items"_L1, QJsonArray{block, block}}, {"weights"_L1, weights}});
-            auto *box = qobject_cast<QBoxLayout *>(w->layout());
-            return box && box->count() == 2 ? QList<int>{box->stretch(0), box->stretch(1)} : QList<int>{};
-        };
-        QCOMPARE(stretches({2.9}), (QList<int>{2, 1}));
-        QCOMPARE(stretches({-3}), (QList<int>{0, 1}));
-        QCOMPARE(stretches({5000, 3}), (QList<int>{1000, 3}));
-        QCOMPARE(stretches({u"4"_s}), (QList<int>{1, 1}));
     }
 
     // Weights share the width of a filled row in their ratio; "grow" takes the spare height.
@@ -245,22 +205,6 @@ private slots:
         QCOMPARE(blocks.at(1)->geometry().right(), lastRight);
     }
 
-    void gapAndPadClamp()
-    {
-        auto w = build(uR"({"type":"layout","gap":500,"pad":-4,"items":[{"type":"block"},{"type":"block"}]})"_s);
-        QCOMPARE(w->layout()->spacing(), 200);
-        QCOMPARE(w->layout()->contentsMargins(), QMargins(0, 0, 0, 0));
-    }
-
-    // A scrolling layout with a height, and "scroll", are fixed at that height (40..4000, 200).
-    void scrollHeight()
-    {
-        auto layout = build(uR"({"type":"layout","scroll":true,"height":10,"items":[{"type":"block"}]})"_s);
-        QVERIFY(qobject_cast<QScrollArea *>(layout.get()) && layout->maximumHeight() == 40);
-        QCOMPARE(build(uR"({"type":"scroll","height":1e7,"items":[{"type":"block"}]})"_s)->maximumHeight(), 4000);
-        QCOMPARE(build(uR"({"type":"scroll","height":"x","items":[{"type":"block"}]})"_s)->maximumHeight(), 200);
-    }
-
     void emptyContainersGiveNothing_data()
     {
         QTest::addColumn<QString>("text");
@@ -305,19 +249,6 @@ private slots:
         QVERIFY(w->minimumSizeHint().width() <= 240);
     }
 
-    void splitPanes()
-    {
-        auto w = build(uR"({"type":"split","flow":"column","sizes":[3,"x",-1],
-                            "items":[{"type":"block"},{"type":"block"},{"type":"block"},{"type":"block"}]})"_s);
-        auto *split = qobject_cast<QSplitter *>(w.get());
-        QVERIFY(split);
-        QCOMPARE(split->orientation(), Qt::Vertical);
-        QCOMPARE(split->count(), 4);
-        const QList<int> expected{3, 1, 0, 1};
-        for (int i = 0; i < 4; ++i)
-            QCOMPARE(split->widget(i)->sizePolicy().horizontalStretch(), expected.at(i));
-    }
-
     // Tabs that are no objects are skipped; "active" past the end is the last tab. A tab shows
     // "&" itself (Qt would take a single one as a shortcut mark).
     void tabs()
@@ -330,21 +261,6 @@ private slots:
         QCOMPARE((QStringList{tabs->tabText(0), tabs->tabText(1), tabs->tabText(2)}),
                  (QStringList{u"Drive && brake"_s, u"Lift  2"_s, u"-"_s}));
         QCOMPARE(tabs->currentIndex(), 2);
-    }
-
-    // An alert shows its icon before its title and its actions; a neutral dialog has a 1-pixel
-    // border, a toned one 2.
-    void surfaces()
-    {
-        auto a = build(uR"({"type":"alert","title":"Open","icon":"⚠","actions":[{"type":"btn"},{"type":"btn"}]})"_s);
-        QCOMPARE(testsupport::labelTexts(a.get()).value(0), u"⚠ Open"_s);
-        QCOMPARE(a->findChildren<QPushButton *>().size(), 2);
-        QVERIFY(build(uR"({"type":"dialog","title":"Confirm","tone":"muted"})"_s)
-                    ->styleSheet()
-                    .contains("border:1px solid"_L1));
-        QVERIFY(build(uR"({"type":"dialog","title":"Confirm","tone":"warn"})"_s)
-                    ->styleSheet()
-                    .contains("border:2px solid"_L1));
     }
 
     void dialogGrow_data()
@@ -394,35 +310,6 @@ private slots:
         QCOMPARE(w->findChild<Block *>()->toolTip(), w->toolTip());
     }
 
-    // Without weights the children are packed to the start by a trailing stretch.
-    void boxes_data()
-    {
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<int>("direction");
-        QTest::addColumn<QList<int>>("stretch");
-        const int down = QBoxLayout::TopToBottom;
-        QTest::newRow("group with weights") << uR"("type":"group","weights":[2,-1])"_s << down << QList<int>{2, 0};
-        QTest::newRow("row with weights")
-            << uR"("type":"row","weights":[1,3])"_s << int(QBoxLayout::LeftToRight) << QList<int>{1, 3};
-        QTest::newRow("row on the column axis") << uR"("type":"row","axis":"column")"_s << down << QList<int>{0, 0, 1};
-    }
-    void boxes()
-    {
-        QFETCH(QString, keys);
-        QFETCH(int, direction);
-        QFETCH(QList<int>, stretch);
-        auto w = element(
-            u"{%1,\"items\":[{\"type\":\"text\",\"text\":\"a\"},{\"type\":\"text\",\"text\":\"b\"}]}"_s.arg(keys));
-        QVERIFY(w);
-        auto *box = qobject_cast<QBoxLayout *>(w->layout());
-        QVERIFY(box);
-        QCOMPARE(int(box->direction()), direction);
-        QCOMPARE(box->count(), stretch.size());
-        for (int i = 0; i < stretch.size(); ++i)
-            QCOMPARE(box->stretch(i), stretch.at(i));
-        QCOMPARE(labelTexts(w.get()), (QStringList{u"a"_s, u"b"_s}));
-    }
-
     void emptyBoxAndTitles()
     {
         QVERIFY(!element(uR"({"type":"column","items":[]})"_s));
@@ -431,32 +318,6 @@ private slots:
         QCOMPARE(labelTexts(group.get()), (QStringList{u"Brake"_s, u"ok"_s}));
         QVERIFY(labelTexts(element(uR"({"type":"divider"})"_s).get()).isEmpty());
         QCOMPARE(labelTexts(element(uR"({"type":"divider","label":"DETAIL"})"_s).get()), QStringList{u"DETAIL"_s});
-    }
-
-    // "max_height" scrolls beyond the limit but keeps short content at its own height.
-    void maxHeight()
-    {
-        for (int lines : {1, 30}) {
-            QJsonArray items;
-            for (int i = 0; i < lines; ++i)
-                items.append(QJsonObject{{"type"_L1, u"text"_s}, {"text"_L1, u"line %1"_s.arg(i)}});
-            const QJsonObject el{{"type"_L1, u"column"_s}, {"max_height"_L1, 120}, {"items"_L1, items}};
-            std::unique_ptr<QWidget> w(render::element(el, {}, 0, nullptr));
-            auto *area = qobject_cast<QScrollArea *>(w.get());
-            QVERIFY(area && area->maximumHeight() == 120 && area->sizeHint().height() <= 120);
-            QCOMPARE(area->sizeHint().height() == 120, lines > 1);
-        }
-    }
-
-    void spacer()
-    {
-        const QList<std::pair<QString, int>> cases{{uR"({"type":"spacer"})"_s, 12},
-                                                   {uR"({"type":"spacer","size":30})"_s, 30},
-                                                   {uR"({"type":"spacer","size":9000})"_s, 400}};
-        for (const auto &[text, height] : cases) {
-            auto w = element(text);
-            QVERIFY2(w->minimumHeight() == height && w->maximumHeight() == height, qPrintable(text));
-        }
     }
 
     void canvasViewBox()
@@ -490,30 +351,65 @@ private slots:
         QCOMPARE(canvas->grab().toImage().pixelColor(9, 9).name(), theme::toneColor(u"ok"_s).name());
     }
 
-    void readInt_data()
+    // The readers on one key "k": `reader` names the reader and its default, bounds or cap; what it
+    // gives is compared as text (arrays and objects as compact JSON).
+    void readers_data()
     {
+        QTest::addColumn<QString>("reader");
         QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<int>("def");
-        QTest::addColumn<int>("lo");
-        QTest::addColumn<int>("hi");
-        QTest::addColumn<int>("expected");
-        QTest::newRow("in range") << QJsonValue(42) << 6 << 0 << 200 << 42;
-        QTest::newRow("truncated, not rounded") << QJsonValue(2.9) << 0 << 0 << 10 << 2;
-        QTest::newRow("above hi") << QJsonValue(500) << 6 << 0 << 200 << 200;
-        QTest::newRow("bounds reversed") << QJsonValue(500) << 6 << 200 << 0 << 200;
-        QTest::newRow("string takes default") << QJsonValue(u"12"_s) << 6 << 0 << 200 << 6;
-        QTest::newRow("default is clamped too") << QJsonValue(QJsonValue::Undefined) << 900 << 0 << 200 << 200;
-        QTest::newRow("beyond int range")
-            << QJsonValue(3e9) << 0 << std::numeric_limits<int>::min() << std::numeric_limits<int>::max() << 2000000000;
+        QTest::addColumn<QString>("expected");
+        const QJsonValue missing(QJsonValue::Undefined);
+        QTest::newRow("int truncated, not rounded") << u"int 0 0 10"_s << QJsonValue(2.9) << u"2"_s;
+        QTest::newRow("int bounds reversed") << u"int 6 200 0"_s << QJsonValue(500) << u"200"_s;
+        QTest::newRow("int from a string takes default") << u"int 6 0 200"_s << QJsonValue(u"12"_s) << u"6"_s;
+        QTest::newRow("int default is clamped too") << u"int 900 0 200"_s << missing << u"200"_s;
+        QTest::newRow("int beyond int range")
+            << u"int 0 -2147483648 2147483647"_s << QJsonValue(3e9) << u"2000000000"_s;
+        QTest::newRow("text string") << u"text"_s << QJsonValue(u"row"_s) << u"row"_s;
+        QTest::newRow("text empty stays empty") << u"text"_s << QJsonValue(u""_s) << QString();
+        QTest::newRow("text true is its word") << u"text"_s << QJsonValue(true) << u"true"_s;
+        QTest::newRow("text number takes default") << u"text"_s << QJsonValue(3) << u"dflt"_s;
+        QTest::newRow("text missing takes default") << u"text"_s << missing << u"dflt"_s;
+        QTest::newRow("name true takes default") << u"name"_s << QJsonValue(true) << u"dflt"_s;
+        QTest::newRow("flag YES") << u"flag 0"_s << QJsonValue(u"YES"_s) << u"1"_s;
+        QTest::newRow("flag No") << u"flag 1"_s << QJsonValue(u"No"_s) << u"0"_s;
+        QTest::newRow("flag other word keeps default") << u"flag 1"_s << QJsonValue(u"maybe"_s) << u"1"_s;
+        QTest::newRow("flag padded word is no flag") << u"flag 0"_s << QJsonValue(u" yes"_s) << u"0"_s;
+        QTest::newRow("flag array keeps default") << u"flag 0"_s << QJsonValue(QJsonArray{true}) << u"0"_s;
+        QTest::newRow("array cut from the end")
+            << u"array 3"_s << QJsonValue(QJsonArray{1, 2, 3, 4, 5}) << u"[1,2,3]"_s;
+        QTest::newRow("object is no array") << u"array 4"_s << QJsonValue(QJsonObject{{"a"_L1, 1}}) << u"[]"_s;
+        QTest::newRow("number") << u"number"_s << QJsonValue(2.5) << u"2.5"_s;
+        QTest::newRow("text is no number") << u"number"_s << QJsonValue(u"2.5"_s) << u"9"_s;
+        QTest::newRow("object") << u"object"_s << QJsonValue(QJsonObject{{"a"_L1, 1}}) << uR"({"a":1})"_s;
+        QTest::newRow("array is no object") << u"object"_s << QJsonValue(QJsonArray{1}) << u"{}"_s;
     }
-    void readInt()
+    void readers()
     {
+        QFETCH(QString, reader);
         QFETCH(QJsonValue, value);
-        QFETCH(int, def);
-        QFETCH(int, lo);
-        QFETCH(int, hi);
-        QFETCH(int, expected);
-        QCOMPARE(prims::readInt(withK(value), "k"_L1, def, lo, hi), expected);
+        QFETCH(QString, expected);
+        const QJsonObject o = value.isUndefined() ? QJsonObject{} : QJsonObject{{"k"_L1, value}};
+        const QStringList a = reader.split(u' ');
+        const auto compact = [](const auto &json) {
+            return QString::fromUtf8(QJsonDocument(json).toJson(QJsonDocument::Compact));
+        };
+        QString got;
+        if (a[0] == u"int")
+            got = QString::number(prims::readInt(o, "k"_L1, a[1].toInt(), a[2].toInt(), a[3].toInt()));
+        else if (a[0] == u"text")
+            got = prims::readText(o, "k"_L1, u"dflt"_s);
+        else if (a[0] == u"name")
+            got = prims::readName(o, "k"_L1, u"dflt"_s);
+        else if (a[0] == u"flag")
+            got = QString::number(prims::readFlag(o, "k"_L1, a[1] == u"1"));
+        else if (a[0] == u"array")
+            got = compact(prims::readArray(o, "k"_L1, a[1].toInt()));
+        else if (a[0] == u"number")
+            got = QString::number(prims::readNumber(o, "k"_L1, 9));
+        else
+            got = compact(prims::readObject(o, "k"_L1));
+        QCOMPARE(got, expected);
     }
 
     // A value that is no number at all counts as very negative: it lands on the low bound.
@@ -523,74 +419,6 @@ private slots:
         QCOMPARE(prims::clampToInt(std::numeric_limits<double>::infinity(), 4000, 40), 40);
         QCOMPARE(prims::clampToInt(-std::numeric_limits<double>::infinity(), 4000, 40), 40);
         QCOMPARE(prims::clampToInt(100.0, 4000, 40), 100);
-    }
-
-    // Text turns a bool into its word; a name (a tone, a type) takes only strings.
-    void readText_data()
-    {
-        QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("string") << QJsonValue(u"row"_s) << u"row"_s << u"row"_s;
-        QTest::newRow("empty string stays empty") << QJsonValue(u""_s) << QString() << QString();
-        QTest::newRow("true") << QJsonValue(true) << u"true"_s << u"dflt"_s;
-        QTest::newRow("number takes default") << QJsonValue(3) << u"dflt"_s << u"dflt"_s;
-        QTest::newRow("missing takes default") << QJsonValue(QJsonValue::Undefined) << u"dflt"_s << u"dflt"_s;
-    }
-    void readText()
-    {
-        QFETCH(QJsonValue, value);
-        QFETCH(QString, expected);
-        QFETCH(QString, name);
-        QCOMPARE(prims::readText(withK(value), "k"_L1, u"dflt"_s), expected);
-        QCOMPARE(prims::readName(withK(value), "k"_L1, u"dflt"_s), name);
-    }
-
-    void readFlag_data()
-    {
-        QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<bool>("def");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("true") << QJsonValue(true) << false << true;
-        QTest::newRow("number non-zero") << QJsonValue(0.5) << false << true;
-        QTest::newRow("YES") << QJsonValue(u"YES"_s) << false << true;
-        QTest::newRow("No") << QJsonValue(u"No"_s) << true << false;
-        QTest::newRow("other word keeps default true") << QJsonValue(u"maybe"_s) << true << true;
-        QTest::newRow("padded word is no flag") << QJsonValue(u" yes"_s) << false << false;
-        QTest::newRow("array keeps default") << QJsonValue(QJsonArray{true}) << false << false;
-        QTest::newRow("null keeps default") << QJsonValue(QJsonValue::Null) << true << true;
-    }
-    void readFlag()
-    {
-        QFETCH(QJsonValue, value);
-        QFETCH(bool, def);
-        QFETCH(bool, expected);
-        QCOMPARE(prims::readFlag(withK(value), "k"_L1, def), expected);
-    }
-
-    void readArray_data()
-    {
-        QTest::addColumn<QJsonValue>("value");
-        QTest::addColumn<int>("cap");
-        QTest::addColumn<QJsonArray>("expected");
-        QTest::newRow("under cap") << QJsonValue(QJsonArray{1, 2}) << 4 << QJsonArray{1, 2};
-        QTest::newRow("cut from the end") << QJsonValue(QJsonArray{1, 2, 3, 4, 5}) << 3 << QJsonArray{1, 2, 3};
-        QTest::newRow("object is no array") << QJsonValue(QJsonObject{{"a"_L1, 1}}) << 4 << QJsonArray{};
-    }
-    void readArray()
-    {
-        QFETCH(QJsonValue, value);
-        QFETCH(int, cap);
-        QFETCH(QJsonArray, expected);
-        QCOMPARE(prims::readArray(withK(value), "k"_L1, cap), expected);
-    }
-
-    void readNumberAndObject()
-    {
-        const QJsonObject o = testsupport::json(R"({"n": 2.5, "s": "2.5", "o": {"a": 1}, "a": [1]})");
-        QCOMPARE(prims::readNumber(o, "n"_L1, 9) + prims::readNumber(o, "s"_L1, 9), 11.5); // text is no number
-        QCOMPARE(prims::readObject(o, "o"_L1).value("a"_L1).toInt(), 1);
-        QVERIFY(prims::readObject(o, "a"_L1).isEmpty() && prims::readObject(o, "n"_L1).isEmpty());
     }
 
     // Exact, case-sensitive type names only.

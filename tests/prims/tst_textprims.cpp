@@ -1,4 +1,4 @@
-// Badge, kpi, keyvalue, log and image: the value-to-text rules, the grid's rows, the log's
+// Badge, kpi, text label, log and image: the value-to-text rules, the label's own tone, the log's
 // escaping and caps, the image decoding and sizing; and the input primitives: the date-time
 // editor's format and range, and what "search" and "toggle" post through a recording callback.
 
@@ -60,52 +60,38 @@ class TestTextPrims final : public QObject
 private slots:
     void initTestCase() { testsupport::isolateConfig(); }
 
-    void valueText_data()
+    // Values as text: any JSON value, a kpi's figure (on one line) and the tone of its delta.
+    void valueTexts_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("1e15 is general") << u"1e15"_s << u"1e+15"_s;
-        QTest::newRow("true") << u"true"_s << u"yes"_s;
-        QTest::newRow("array") << u"[1,2]"_s << u"..."_s;
-        QTest::newRow("null") << u"null"_s << QString();
-    }
-    void valueText()
-    {
-        QFETCH(QString, text);
-        QFETCH(QString, expected);
-        const QJsonObject o = json(u"{\"v\":"_s + text + u"}"_s);
-        QCOMPARE(prims::valueText(o.value("v"_L1)), expected);
-        QCOMPARE(prims::valueText(o, "v"_L1), expected);
-    }
-
-    // The figure is shown as kpiValueText gives it, on one line.
-    void kpiValue_data()
-    {
+        QTest::addColumn<QString>("rule");
         QTest::addColumn<QString>("keys");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("text as it stands") << uR"("value":"1,204 ")"_s << u"1,204 "_s;
-        QTest::newRow("eleven digits rounded") << uR"("value":12345678901)"_s << u"1.23456789e+10"_s;
-        QTest::newRow("fraction rounded to ten") << uR"("value":3.14159265358979)"_s << u"3.141592654"_s;
+        QTest::newRow("1e15 is general") << u"value"_s << uR"("v":1e15)"_s << u"1e+15"_s;
+        QTest::newRow("true") << u"value"_s << uR"("v":true)"_s << u"yes"_s;
+        QTest::newRow("array") << u"value"_s << uR"("v":[1,2])"_s << u"..."_s;
+        QTest::newRow("null") << u"value"_s << uR"("v":null)"_s << QString();
+        QTest::newRow("kpi text as it stands") << u"kpi"_s << uR"("value":"1,204 ")"_s << u"1,204 "_s;
+        QTest::newRow("kpi eleven digits rounded") << u"kpi"_s << uR"("value":12345678901)"_s << u"1.23456789e+10"_s;
+        QTest::newRow("kpi fraction rounded to ten")
+            << u"kpi"_s << uR"("value":3.14159265358979)"_s << u"3.141592654"_s;
+        QTest::newRow("delta minus") << u"delta"_s << uR"("delta":"-3")"_s << u"error"_s;
+        QTest::newRow("delta_tone beats the sign")
+            << u"delta"_s << uR"("delta":"-3","delta_tone":"warn")"_s << u"warn"_s;
     }
-    void kpiValue()
+    void valueTexts()
     {
+        QFETCH(QString, rule);
         QFETCH(QString, keys);
         QFETCH(QString, expected);
-        QCOMPARE(prims::kpiValueText(json(u"{%1}"_s.arg(keys))), expected);
-    }
-
-    void kpiDelta_data()
-    {
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<QString>("tone");
-        QTest::newRow("minus") << uR"("delta":"-3")"_s << u"error"_s;
-        QTest::newRow("delta_tone beats the sign") << uR"("delta":"-3","delta_tone":"warn")"_s << u"warn"_s;
-    }
-    void kpiDelta()
-    {
-        QFETCH(QString, keys);
-        QFETCH(QString, tone);
-        QCOMPARE(prims::kpiDeltaColor(json(u"{%1}"_s.arg(keys))), theme::toneColor(tone));
+        const QJsonObject o = json(u"{%1}"_s.arg(keys));
+        if (rule == u"value") {
+            QCOMPARE(prims::valueText(o.value("v"_L1)), expected);
+            QCOMPARE(prims::valueText(o, "v"_L1), expected);
+        } else if (rule == u"kpi") {
+            QCOMPARE(prims::kpiValueText(o), expected);
+        } else {
+            QCOMPARE(prims::kpiDeltaColor(o), theme::toneColor(expected));
+        }
     }
 
     // No text, no badge; "outline" is a flag, so "no" takes the border away.
@@ -119,7 +105,6 @@ private slots:
         QVERIFY(pill && pill->styleSheet().contains(u"border:none;"_s));
     }
 
-    // Items fill the grid row by row; each column is a label and a value, the value stretching.
     // A text label keeps its tone under an application-wide sheet that colours every widget, and
     // builds no text document of QLabel's, however it is used: that is what keeps a screen of
     // hundreds of labels quick to draw.
@@ -152,56 +137,30 @@ private slots:
         QTRY_VERIFY(label->hasFocus());
     }
 
-    // Items fill the grid row by row, "columns" pairs of label and value to a row (0 is 1): the
-    // grid is as tall as its rows, and every label and value is shown.
-    void keyvalueRows()
-    {
-        const auto height = [](int columns, int items) {
-            QJsonArray list;
-            for (int i = 0; i < items; ++i)
-                list.append(QJsonObject{{u"label"_s, u"L%1"_s.arg(i)}, {u"value"_s, i}});
-            QWidget parent;
-            QWidget *box = prims::buildPrimitive(
-                QJsonObject{{u"type"_s, u"keyvalue"_s}, {u"columns"_s, columns}, {u"items"_s, list}}, {}, 0, &parent);
-            testsupport::layOut(&parent, 900);
-            const QStringList texts = testsupport::labelTexts(box);
-            return texts.contains(u"L%1"_s.arg(items - 1)) && texts.contains(QString::number(items - 1)) ? box->height()
-                                                                                                         : -1;
-        };
-        const int oneRow = height(3, 3);
-        QVERIFY(oneRow > 0);
-        QCOMPARE(height(6, 6), oneRow);
-        QVERIFY(height(3, 5) > oneRow);
-        QCOMPARE(height(0, 2), height(1, 2));
-        QVERIFY(height(1, 2) > oneRow);
-    }
-
     void logHtml_data()
     {
         QTest::addColumn<QString>("lines");
-        QTest::addColumn<bool>("wrap");
         QTest::addColumn<QStringList>("contains");
         QTest::addColumn<QString>("absent");
         const QString ink = theme::palette().ink.name();
         QTest::newRow("markup is literal")
-            << uR"(["<b>a & b</b>"])"_s << false
+            << uR"(["<b>a & b</b>"])"_s
             << QStringList{u"&lt;b&gt;a &amp; b&lt;/b&gt;"_s, u"<span style='color:%1'>"_s.arg(ink)} << u"<b>"_s;
         QTest::newRow("object line toned")
-            << uR"([{"text":"E42 brake","tone":"error"}])"_s << false
+            << uR"([{"text":"E42 brake","tone":"error"}])"_s
             << QStringList{u"<span style='color:%1'>E42 brake</span><br>"_s.arg(theme::toneColor(u"error"_s).name())}
             << QString();
         QTest::newRow("empty shows nothing yet")
-            << u"[]"_s << false
+            << u"[]"_s
             << QStringList{u"<span style='color:%1'><i>(nothing yet)</i></span>"_s.arg(theme::palette().dim.name())}
             << u"<div"_s;
     }
     void logHtml()
     {
         QFETCH(QString, lines);
-        QFETCH(bool, wrap);
         QFETCH(QStringList, contains);
         QFETCH(QString, absent);
-        const QString html = prims::logHtml(json(u"{\"v\":"_s + lines + u"}"_s).value("v"_L1).toArray(), wrap);
+        const QString html = prims::logHtml(json(u"{\"v\":"_s + lines + u"}"_s).value("v"_L1).toArray(), false);
         for (const QString &part : contains)
             QVERIFY2(html.contains(part), qPrintable(html));
         QVERIFY2(absent.isEmpty() || !html.contains(absent), qPrintable(html));
@@ -283,41 +242,35 @@ private slots:
         QVERIFY(fit && fit->heightForWidth(300) == 3 && fit->minimumSizeHint().width() == 1);
     }
 
+    // What the editor shows: "format|value|min|max", "-" for the editor's own bound.
     void dateTime_data()
     {
         QTest::addColumn<QString>("keys");
-        QTest::addColumn<QString>("format");
-        QTest::addColumn<QDateTime>("value");
-        QTest::addColumn<QDateTime>("min");
-        QTest::addColumn<QDateTime>("max");
-        const QDateTime v(QDate(2026, 3, 14), QTime(9, 30, 0));
-        const QDateTime lo(QDate(2026, 3, 1), QTime(0, 0));
-        const QDateTime hi(QDate(2026, 3, 31), QTime(18, 0));
-        const QString full = u"yyyy-MM-dd HH:mm:ss"_s;
-        QDateTimeEdit reference;
-        const QDateTime defMin = reference.minimumDateTime();
-        const QDateTime defMax = reference.maximumDateTime();
-        QTest::newRow("date mode") << uR"({"mode":"date","value":"2026-03-14T09:30:00"})"_s << u"yyyy-MM-dd"_s << v
-                                   << defMin << defMax;
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("date mode") << uR"({"mode":"date","value":"2026-03-14T09:30:00"})"_s
+                                   << u"yyyy-MM-dd|2026-03-14T09:30:00|-|-"_s;
         QTest::newRow("value below min is raised")
-            << uR"({"value":"2026-02-01T00:00:00","min":"2026-03-01T00:00:00"})"_s << full << lo << lo << defMax;
+            << uR"({"value":"2026-02-01T00:00:00","min":"2026-03-01T00:00:00"})"_s
+            << u"yyyy-MM-dd HH:mm:ss|2026-03-01T00:00:00|2026-03-01T00:00:00|-"_s;
         QTest::newRow("max before min ignored")
-            << uR"({"value":"2026-03-14T09:30:00","min":"2026-03-01T00:00:00","max":"2026-02-01T00:00:00"})"_s << full
-            << v << lo << defMax;
+            << uR"({"value":"2026-03-14T09:30:00","min":"2026-03-01T00:00:00","max":"2026-02-01T00:00:00"})"_s
+            << u"yyyy-MM-dd HH:mm:ss|2026-03-14T09:30:00|2026-03-01T00:00:00|-"_s;
     }
     void dateTime()
     {
         QFETCH(QString, keys);
-        QFETCH(QString, format);
-        QFETCH(QDateTime, value);
-        QFETCH(QDateTime, min);
-        QFETCH(QDateTime, max);
+        QFETCH(QString, shown);
         QWidget parent;
         auto *edit = build<QDateTimeEdit>(u"datetime"_s, keys, &parent);
-        QCOMPARE(edit->displayFormat(), format);
-        QCOMPARE(edit->dateTime(), value);
-        QCOMPARE(edit->minimumDateTime(), min);
-        QCOMPARE(edit->maximumDateTime(), max);
+        const QDateTimeEdit reference;
+        const auto bound = [](const QDateTime &t, const QDateTime &own) {
+            return t == own ? u"-"_s : t.toString(Qt::ISODate);
+        };
+        QCOMPARE((QStringList{edit->displayFormat(), edit->dateTime().toString(Qt::ISODate),
+                              bound(edit->minimumDateTime(), reference.minimumDateTime()),
+                              bound(edit->maximumDateTime(), reference.maximumDateTime())})
+                     .join(u'|'),
+                 shown);
     }
 
     // An unreadable value starts at the current date and time (compared loosely: the clock moves).
@@ -367,40 +320,21 @@ private slots:
         QCOMPARE(posts, (path.isEmpty() ? QList<Posted>() : QList<Posted>{{path, json(body)}}));
     }
 
-    // Every flip posts the click body with "value" set to the new state; two clicks flip back.
-    void toggle_data()
-    {
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<bool>("withPress");
-        QTest::addColumn<bool>("initial");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("body"); // of the first post; empty: nothing is posted
-        QTest::newRow("off to on to off")
-            << uR"({"click":{"path":"/api/lamp"}})"_s << true << false << u"/api/lamp"_s << uR"({"value":true})"_s;
-        QTest::newRow("click with body only still posts")
-            << uR"({"click":{"body":{"k":1}}})"_s << true << false << QString() << uR"({"k":1,"value":true})"_s;
-        QTest::newRow("no press callback")
-            << uR"({"click":{"path":"/p"}})"_s << false << false << QString() << QString();
-    }
+    // Every flip posts the click body with "value" set to the new state, a body without a path too;
+    // two clicks flip back. Without a press callback it flips all the same.
     void toggle()
     {
-        QFETCH(QString, keys);
-        QFETCH(bool, withPress);
-        QFETCH(bool, initial);
-        QFETCH(QString, path);
-        QFETCH(QString, body);
         QList<Posted> posts;
         QWidget parent;
-        auto *sw = build<prims::Switch>(u"toggle"_s, keys, &parent, withPress ? &posts : nullptr);
-        QCOMPARE(sw->isChecked(), initial);
+        auto *sw = build<prims::Switch>(u"toggle"_s, uR"({"click":{"body":{"k":1}}})"_s, &parent, &posts);
+        auto *silent = build<prims::Switch>(u"toggle"_s, uR"({"click":{"path":"/p"}})"_s, &parent);
         testsupport::layOut(&parent, 200);
-        QTest::mouseClick(sw, Qt::LeftButton, {}, sw->rect().center());
-        QCOMPARE(sw->isChecked(), !initial);
-        QTest::mouseClick(sw, Qt::LeftButton, {}, sw->rect().center());
-        QCOMPARE(sw->isChecked(), initial);
-        QJsonObject back = body.isEmpty() ? QJsonObject() : json(body);
-        back.insert(u"value"_s, initial);
-        QCOMPARE(posts, (body.isEmpty() ? QList<Posted>() : QList<Posted>{{path, json(body)}, {path, back}}));
+        QVERIFY(!sw->isChecked());
+        for (prims::Switch *s : {sw, sw, silent})
+            QTest::mouseClick(s, Qt::LeftButton, {}, s->rect().center());
+        QVERIFY(!sw->isChecked() && silent->isChecked());
+        QCOMPARE(posts, (QList<Posted>{{QString(), json(uR"({"k":1,"value":true})"_s)},
+                                       {QString(), json(uR"({"k":1,"value":false})"_s)}}));
     }
 };
 

@@ -7,6 +7,7 @@
 #include "app/base/modal.h"
 #include "app/base/theme.h"
 #include "support/testsupport.h"
+#include "support/widgets.h"
 #include "units/api.h"
 #include "units/store.h"
 
@@ -42,14 +43,7 @@ inline void shot(QWidget *w, const QString &name)
         name + (theme::palette().dark ? QStringLiteral("-dark.png") : QStringLiteral("-light.png"))));
 }
 
-// Every label's text, in the order the dialog holds them.
-inline QStringList labelTexts(const QWidget *w)
-{
-    QStringList out;
-    for (const QLabel *label : w->findChildren<QLabel *>())
-        out << label->text();
-    return out;
-}
+using testsupport::labelTexts;
 
 inline QPushButton *button(const QWidget *w, const QString &text)
 {
