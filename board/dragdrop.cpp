@@ -198,16 +198,7 @@ QPushButton *rowActionButton(const QJsonObject &element, const render::Actions &
         tone, theme::palette().surface.name()));
     if (const QString tip = prims::readText(element, "tip"_L1); !tip.isEmpty())
         button->setToolTip(tip);
-    const render::Press press = render::pressFor(element);
-    QObject::connect(button, &QPushButton::clicked, button, [button, press, actions] {
-        if (!render::confirmPress(press.confirm, QString(), press.label, button->window())) {
-            if (actions.logLine)
-                actions.logLine(press.label.isEmpty() ? press.path : press.label);
-            return;
-        }
-        if (actions.press)
-            actions.press(press);
-    });
+    render::pressOnClick(button, render::pressFor(element), QString(), actions);
     return button;
 }
 

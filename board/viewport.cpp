@@ -262,7 +262,8 @@ void Viewport::setScreen(QWidget *screen)
     m_screen = screen;
     if (screen) {
         keepPageClear();
-        m_hostBox->addWidget(screen, 1);
+        if (m_hostBox->indexOf(screen) < 0)
+            m_hostBox->addWidget(screen, 1);
         if (!m_remembered.pending)
             m_page->verticalScrollBar()->setValue(0); // a new screen starts at its top
         screen->setAutoFillBackground(false);         // the page shows through, as the view does

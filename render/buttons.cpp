@@ -203,8 +203,13 @@ QPushButton *actionButton(const QJsonObject &el, const Actions &actions, QWidget
     // A button keeps its own width instead of stretching across the section.
     button->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
 
-    const Press press = pressFor(el);
-    QObject::connect(button, &QPushButton::clicked, button, [button, press, style, actions] {
+    pressOnClick(button, pressFor(el), style, actions);
+    return button;
+}
+
+void pressOnClick(QAbstractButton *button, const Press &press, const QString &style, const Actions &actions)
+{
+    QObject::connect(button, &QAbstractButton::clicked, button, [button, press, style, actions] {
         if (!confirmPress(press.confirm, style, press.label, button->window())) {
             if (actions.logLine)
                 actions.logLine(press.label.isEmpty() ? press.path : press.label);
@@ -213,7 +218,6 @@ QPushButton *actionButton(const QJsonObject &el, const Actions &actions, QWidget
         if (actions.press)
             actions.press(press);
     });
-    return button;
 }
 
 QWidget *action(const QJsonObject &el, const Actions &actions, int, QWidget *parent)

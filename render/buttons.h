@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QString>
 
+class QAbstractButton;
 class QDialog;
 class QPushButton;
 class QWidget;
@@ -25,6 +26,9 @@ QPushButton *actionButton(const QJsonObject &element, const Actions &actions, QW
 
 // Asks the technician to confirm a press; an empty confirm object confirms at once.
 bool confirmPress(const QJsonObject &confirm, const QString &style, const QString &label, QWidget *parent);
+// Sends `press` through `actions` when `button` is clicked, once its confirmation (if any) is
+// accepted; a declined one is logged by the press's label, or its path.
+void pressOnClick(QAbstractButton *button, const Press &press, const QString &style, const Actions &actions);
 
 // Whether the text typed into the confirmation matches the word: trimmed, ignoring case.
 bool typedWordMatches(const QString &typed, const QString &word);
