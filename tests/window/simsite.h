@@ -38,9 +38,18 @@ struct Site
     int port = 0;
     std::unique_ptr<window::Window> window;
 
-    // Starts the simulator with its control on `controlPort`; empty when it is up, else what it printed.
-    QByteArray start(int controlPort, QStringList arguments)
+    // Isolates the client's configuration, sends its poll trace to `dir`/poll.log and starts the
+    // simulator (`units` units, `passcode`, certificates in `dir`, a poll asked every 250 ms, then
+    // `more`) with its control on `controlPort`; empty when it is up, else what it printed.
+    QByteArray start(int controlPort, int units, const QString &passcode, const QString &dir, QStringList more)
     {
+        testsupport::isolateConfig();
+        qputenv("KESTRO_POLL_LOG", (dir + QStringLiteral("/poll.log")).toLocal8Bit());
+        QStringList arguments{QStringLiteral("--units"),    QString::number(units),
+                              QStringLiteral("--passcode"), passcode,
+                              QStringLiteral("--cert-dir"), dir,
+                              QStringLiteral("--poll-ms"),  QStringLiteral("250")};
+        arguments << more;
         port = controlPort;
         // A test that dies (an abort, a sanitizer) takes its simulator with it.
         sim.process().setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });

@@ -51,10 +51,8 @@ private slots:
     {
         if (qEnvironmentVariableIsEmpty("KESTRO_SITE_NET"))
             QSKIP("needs the private site network (run through tests/netns-run)");
-        testsupport::isolateConfig();
         QVERIFY(m_dir.isValid());
         qApp->setStyleSheet(theme::styleSheet()); // as the program runs
-        qputenv("KESTRO_POLL_LOG", m_dir.filePath(u"poll.log"_s).toLocal8Bit());
         // The updater's daily check goes nowhere.
         const QString installation = m_dir.filePath(u"installation.json"_s);
         QVERIFY(testsupport::writeFile(installation, "{\"releaseBase\": \"https:/"
@@ -63,9 +61,7 @@ private slots:
         app::overrideSuppression(false);
         app::overrideCanPlay(true);
         app::setSoundSink([this](app::Sound s, const QString &) { m_sounds << s; });
-        const QByteArray trouble =
-            m_site.start(8098, {u"--units"_s, u"2"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_dir.path(),
-                                u"--poll-ms"_s, u"250"_s, u"--pace"_s, u"150"_s});
+        const QByteArray trouble = m_site.start(8098, 2, kPasscode, m_dir.path(), {u"--pace"_s, u"150"_s});
         QVERIFY2(trouble.isEmpty(), trouble.constData());
     }
 
