@@ -1,28 +1,21 @@
-// The JSON readers every builder relies on and the registry's lookup; layout containers measured
-// on real widgets after layout: wrapping, reflow, weights, grow, justify and align, the framed
-// containers; and the renderer's own plain containers and drawing types built through
-// render::element. (The nesting limit is tested with the renderer's dispatch.)
-#include "app/base/theme.h"
+// The JSON readers every builder relies on and the registry's lookup; what the framed containers
+// build from odd input; and the renderer's own plain containers and drawing types built through
+// render::element. (Layouts in their parents and the nesting limit are tested with the renderer's
+// dispatch.)
 #include "prims/canvas.h"
 #include "prims/containers.h"
 #include "prims/json.h"
-#include "prims/reflowbox.h"
 #include "prims/registry.h"
-#include "prims/wraprow.h"
 #include "render/element.h"
 #include "support/testsupport.h"
 #include "support/widgets.h"
 
-#include <QBoxLayout>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QSet>
-#include <QSplitter>
 #include <QTabWidget>
 #include <QTest>
-#include <QTextDocument>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -78,33 +71,6 @@ std::unique_ptr<QWidget> build(const QString &text)
     return build(testsupport::json(text));
 }
 
-template<typename T> QList<QWidget *> direct(QWidget *w)
-{
-    const QList<T *> found = w->findChildren<T *>(Qt::FindDirectChildrenOnly);
-    return {found.cbegin(), found.cend()};
-}
-
-bool overlaps(const QList<QWidget *> &widgets)
-{
-    for (qsizetype i = 0; i < widgets.size(); ++i) {
-        for (qsizetype j = i + 1; j < widgets.size(); ++j) {
-            if (widgets.at(i)->geometry().intersects(widgets.at(j)->geometry()))
-                return true;
-        }
-    }
-    return false;
-}
-
-qsizetype lineCount(const QList<QWidget *> &widgets)
-{
-    QList<int> tops;
-    for (const QWidget *w : widgets) {
-        if (!tops.contains(w->y()))
-            tops.append(w->y());
-    }
-    return tops.size();
-}
-
 std::unique_ptr<QWidget> element(const QString &text, render::Actions actions = {})
 {
     return std::unique_ptr<QWidget>(render::element(testsupport::json(text), actions, 0, nullptr));
@@ -121,90 +87,6 @@ class TestContainers final : public QObject
 private slots:
     void initTestCase() { testsupport::isolateConfig(); }
 
-    // WrapRow on its own: lines never overlap, never pass the right edge, the last item of every
-    // line ends on the right edge, and the height it asks for is the height it uses.
-    void wrapRowFlow_data()
-    {
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("lines");
-        // Five 100-wide items, spacing 10: 540 fits all, 320 fits three, 100 one per line.
-        QTest::newRow("exact") << 540 << 1;
-        QTest::newRow("one short") << 539 << 2;
-        QTest::newRow("narrower than an item") << 40 << 5;
-    }
-    void wrapRowFlow()
-    {
-        QFETCH(int, width);
-        QFETCH(int, lines);
-        QWidget host;
-        auto *wrap = new prims::WrapRow(&host, 0, 10);
-        QList<QWidget *> blocks;
-        for (int i = 0; i < 5; ++i) {
-            blocks.append(new Block(QSize(100, 20 + i), &host));
-            blocks.last()->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-            wrap->addWidget(blocks.last());
-        }
-        const int height = wrap->heightForWidth(width);
-        wrap->setGeometry(QRect(0, 0, width, height));
-        QCOMPARE(lineCount(blocks), lines);
-        QVERIFY(!overlaps(blocks));
-        QCOMPARE(blocks.last()->geometry().bottom() + 1, height);
-        // The item before each line break, and the very last, reach the right edge exactly.
-        for (qsizetype i = 0; i < blocks.size(); ++i)
-            if (i + 1 == blocks.size() || blocks.at(i + 1)->y() != blocks.at(i)->y())
-                QCOMPARE(blocks.at(i)->geometry().right() + 1, std::max(width, blocks.at(i)->x()));
-    }
-
-    // Weights share the width of a filled row in their ratio; "grow" takes the spare height.
-    void weightsAndGrow()
-    {
-        auto row = build(uR"({"type":"layout","flow":"row","gap":0,"weights":[1,3],
-                              "items":[{"type":"block","w":10},{"type":"block","w":10}]})"_s);
-        testsupport::layOut(row.get(), 1000);
-        const QList<QWidget *> shares = direct<Block>(row.get());
-        QCOMPARE((QList<int>{shares.value(0)->width(), shares.value(1)->width()}), (QList<int>{250, 750}));
-
-        auto column = build(uR"({"type":"layout","gap":0,"items":[{"type":"block","h":30},
-                                 {"type":"block","h":30,"grow":true},{"type":"block","h":30}]})"_s);
-        testsupport::layOut(column.get(), 300, 400);
-        const QList<QWidget *> blocks = direct<Block>(column.get());
-        QCOMPARE(blocks.size(), 3);
-        QCOMPARE((QList<int>{blocks.at(0)->height(), blocks.at(1)->height(), blocks.at(2)->height()}),
-                 (QList<int>{30, 340, 30}));
-        QCOMPARE(blocks.at(2)->geometry().bottom(), 399);
-    }
-
-    // Two 100-wide blocks (30 and 100 high), gap 0, in a 1000 by 100 row that does not fill.
-    void placement_data()
-    {
-        QTest::addColumn<QString>("align");
-        QTest::addColumn<QString>("justify");
-        QTest::addColumn<int>("firstX");
-        QTest::addColumn<int>("lastRight");
-        QTest::addColumn<int>("firstY");
-        QTest::newRow("no justify") << u"start"_s << QString() << 0 << 199 << 0;
-        QTest::newRow("end") << u"start"_s << u"end"_s << 800 << 999 << 0;
-        QTest::newRow("between") << u"start"_s << u"between"_s << 0 << 999 << 0;
-        QTest::newRow("align end") << u"end"_s << QString() << 0 << 199 << 70;
-    }
-    void placement()
-    {
-        QFETCH(QString, align);
-        QFETCH(QString, justify);
-        QFETCH(int, firstX);
-        QFETCH(int, lastRight);
-        QFETCH(int, firstY);
-        QJsonObject el = testsupport::json(R"({"type":"layout","flow":"row","gap":0,
-                                               "items":[{"type":"block","h":30},{"type":"block","h":100}]})");
-        el.insert("align"_L1, align);
-        el.insert("justify"_L1, justify);
-        auto w = build(el);
-        testsupport::layOut(w.get(), 1000, 100);
-        const QList<QWidget *> blocks = direct<Block>(w.get());
-        QCOMPARE(blocks.at(0)->geometry(), QRect(firstX, firstY, 100, 30));
-        QCOMPARE(blocks.at(1)->geometry().right(), lastRight);
-    }
-
     void emptyContainersGiveNothing_data()
     {
         QTest::addColumn<QString>("text");
@@ -217,36 +99,6 @@ private slots:
     {
         QFETCH(QString, text);
         QVERIFY(!build(text));
-    }
-
-    // The side-by-side row stacks below its needed width and asks for the stacked height.
-    void reflow_data()
-    {
-        QTest::addColumn<int>("width");
-        QTest::addColumn<bool>("stacked");
-        // Three items, min_item_width 300, gap 10: needs 920 (a filled row's 240 minimums need less).
-        QTest::newRow("exact") << 920 << false;
-        QTest::newRow("one short") << 919 << true;
-        QTest::newRow("narrow") << 300 << true;
-    }
-    void reflow()
-    {
-        QFETCH(int, width);
-        QFETCH(bool, stacked);
-        auto w = build(uR"({"type":"layout","flow":"row","gap":10,"min_item_width":300,
-                            "items":[{"type":"block","h":40},{"type":"block","h":50},{"type":"block","h":60}]})"_s);
-        const int asked = w->heightForWidth(width);
-        QCOMPARE(asked, stacked ? 40 + 50 + 60 + 20 : 60);
-        testsupport::layOut(w.get(), width, asked);
-        const QList<QWidget *> blocks = direct<Block>(w.get());
-        QCOMPARE(blocks.size(), 3);
-        QVERIFY(!overlaps(blocks));
-        QCOMPARE(lineCount(blocks), stacked ? 3 : 1);
-        for (const QWidget *b : blocks)
-            QVERIFY(b->geometry().right() < width && b->geometry().bottom() < asked &&
-                    (!stacked || b->width() == width));
-        // Side by side it may shrink to its widest item, so that it can reach the stacking width.
-        QVERIFY(w->minimumSizeHint().width() <= 240);
     }
 
     // Tabs that are no objects are skipped; "active" past the end is the last tab. A tab shows
@@ -263,31 +115,6 @@ private slots:
         QCOMPARE(tabs->currentIndex(), 2);
     }
 
-    void dialogGrow_data()
-    {
-        QTest::addColumn<QJsonValue>("grow");
-        QTest::addColumn<int>("growing");
-        QTest::newRow("by index") << QJsonValue(1) << 1;
-        QTest::newRow("index out of range") << QJsonValue(9) << -1;
-        QTest::newRow("text is no index") << QJsonValue(u"1"_s) << 2;
-    }
-    void dialogGrow()
-    {
-        QFETCH(QJsonValue, grow);
-        QFETCH(int, growing);
-        QJsonObject el = testsupport::json(R"({"type":"dialog","title":"Teach positions",
-            "items":[{"type":"block","h":20},{"type":"block","h":20},{"type":"block","h":20,"grow":true}],
-            "actions":[{"type":"btn","text":"Save"}]})");
-        if (!grow.isUndefined())
-            el.insert("grow"_L1, grow);
-        auto w = build(el);
-        testsupport::layOut(w.get(), 400, 400);
-        const QList<Block *> blocks = w->findChildren<Block *>();
-        QCOMPARE(blocks.size(), 3);
-        for (int i = 0; i < 3; ++i)
-            QCOMPARE(blocks.at(i)->height() > 20, i == growing);
-    }
-
     void wizardStages()
     {
         auto w = build(uR"({"type":"wizard","stages":[
@@ -298,16 +125,6 @@ private slots:
             QVERIFY2(texts.contains(badge), qPrintable(badge));
         // Only the first "now" stage opens its items.
         QCOMPARE(w->findChildren<Block *>().size(), 1);
-    }
-
-    // The tip reaches the tool tip as typed, markup and all.
-    void tooltipCarriesTip()
-    {
-        auto w = build(uR"({"type":"tooltip","tip":"Measured at the <b>rail</b> end","item":{"type":"block"}})"_s);
-        QTextDocument shown;
-        shown.setHtml(w->toolTip());
-        QCOMPARE(shown.toPlainText(), u"Measured at the <b>rail</b> end"_s);
-        QCOMPARE(w->findChild<Block *>()->toolTip(), w->toolTip());
     }
 
     void emptyBoxAndTitles()
@@ -338,17 +155,6 @@ private slots:
         QTest::mouseClick(canvas, Qt::LeftButton, {}, QPoint(30, 30)); // outside the region
         QTest::mouseClick(canvas, Qt::LeftButton, {}, QPoint(8, 8));
         QCOMPARE(pressed, u"/corner"_s);
-    }
-
-    void shapeWithLabel()
-    {
-        auto w = element(uR"({"type":"shape","kind":"ellipse","tone":"ok","size":18,"label":"Brake released"})"_s);
-        QVERIFY(w);
-        auto *canvas = w->findChild<prims::Canvas *>();
-        QVERIFY(canvas);
-        QCOMPARE(canvas->size(), QSize(18, 18));
-        QCOMPARE(labelTexts(w.get()), QStringList{u"Brake released"_s});
-        QCOMPARE(canvas->grab().toImage().pixelColor(9, 9).name(), theme::toneColor(u"ok"_s).name());
     }
 
     // The readers on one key "k": `reader` names the reader and its default, bounds or cap; what it

@@ -1,8 +1,6 @@
-// Gauge, dial, ring, meter and led: the value rules they share and the sizes they are built at.
+// Gauge, dial, ring and meter: the value rules they share.
 
-#include "app/base/theme.h"
 #include "prims/dial.h"
-#include "prims/led.h"
 #include "prims/meter.h"
 #include "prims/painted.h"
 #include "prims/registry.h"
@@ -29,7 +27,7 @@ private slots:
     void initTestCase() { testsupport::isolateConfig(); }
 
     // The value rules the instruments share, each given as text: a fraction of the scale, the value
-    // with its unit, a ring's text, a meter's target (empty: none) and a led's size and tone.
+    // with its unit, a ring's text and a meter's target (empty: none).
     void valueRules_data()
     {
         QTest::addColumn<QString>("rule");
@@ -39,19 +37,14 @@ private slots:
         QTest::newRow("fraction, max equals min") << u"fraction"_s << uR"({"value":5,"min":5,"max":5})"_s << u"0"_s;
         QTest::newRow("fraction, negative range")
             << u"fraction"_s << uR"({"value":-75,"min":-100,"max":0})"_s << u"0.25"_s;
-        QTest::newRow("fraction, value as text") << u"fraction"_s << uR"({"value":"80"})"_s << u"0"_s;
         QTest::newRow("two decimals") << u"value"_s << uR"({"value":42.5,"decimals":2})"_s << u"42.50"_s;
         QTest::newRow("negative decimals") << u"value"_s << uR"({"value":1.5,"decimals":-3})"_s << u"2"_s;
         QTest::newRow("unit follows directly")
             << u"value"_s << uR"({"value":21.24,"decimals":1,"unit":"°C"})"_s << u"21.2°C"_s;
-        QTest::newRow("ring beyond max") << u"ring"_s << uR"({"value":180})"_s << u"100%"_s;
         QTest::newRow("ring rounds") << u"ring"_s << uR"({"value":1,"max":8})"_s << u"13%"_s;
         QTest::newRow("ring label wins") << u"ring"_s << uR"({"value":40,"label":"4/10"})"_s << u"4/10"_s;
         QTest::newRow("no target") << u"target"_s << u"{}"_s << QString();
         QTest::newRow("target beyond max") << u"target"_s << uR"({"target":150})"_s << u"1"_s;
-        QTest::newRow("target as a word") << u"target"_s << uR"({"target":"high"})"_s << QString();
-        QTest::newRow("led tone beats state") << u"led"_s << uR"({"state":"ok","tone":"error"})"_s << u"12 error"_s;
-        QTest::newRow("led empty tone uses state") << u"led"_s << uR"({"state":"warn","tone":""})"_s << u"12 warn"_s;
     }
     void valueRules()
     {
@@ -66,30 +59,9 @@ private slots:
             got = prims::valueWithUnit(el);
         else if (rule == u"ring")
             got = prims::ringText(el);
-        else if (const std::optional<double> target = prims::meterTarget(el); rule == u"target" && target)
+        else if (const std::optional<double> target = prims::meterTarget(el); target)
             got = QString::number(*target);
-        else if (rule == u"led") // size and tone name, the tone compared as the colour it stands for
-            got = QString::number(prims::ledSize(el)) + u' ' + prims::ledColor(el).name(),
-            expected = expected.section(u' ', 0, 0) + u' ' + theme::toneColor(expected.section(u' ', 1)).name();
         QCOMPARE(got, expected);
-    }
-
-    void builtHeight_data()
-    {
-        QTest::addColumn<QString>("element");
-        QTest::addColumn<int>("height");
-        QTest::newRow("ring 20 is 40") << uR"({"type":"ring","size":20})"_s << 40;
-        QTest::newRow("dial 10 is 60") << uR"({"type":"dial","size":10})"_s << 60;
-        QTest::newRow("meter 100 is 80") << uR"({"type":"meter","height":100})"_s << 80;
-    }
-    void builtHeight()
-    {
-        QFETCH(QString, element);
-        QFETCH(int, height);
-        QWidget parent;
-        auto *painted = qobject_cast<prims::Painted *>(prims::buildPrimitive(json(element), {}, 0, &parent));
-        QVERIFY(painted && painted->maximumHeight() == painted->minimumHeight());
-        QCOMPARE(painted->minimumHeight(), height);
     }
 };
 

@@ -1,13 +1,9 @@
-// The screen body: "action" buttons (their sound and press, the confirmation boxes driven through
-// the modal hook) and the "cards" grid; the wizard step strip (which step is shown, what a click
-// on a cell does); the toast strip (timing by generation, error toasts that wait for a click,
-// blank toasts); change detection between two polls; and field rows as the window meets them:
-// every input kind read back the way the window collects fields, pending and carried values on a
-// rebuild, carry and save at their commit points, the password that never carries, and the edit
-// notification the window listens to.
+// The screen body: "action" buttons (their press and the confirmation boxes driven through the
+// modal hook); the wizard step strip; the toast strip; change detection between two polls; and
+// field rows as the window meets them: every input kind read back, pending and carried values on
+// a rebuild, carry and save at their commit points, and the password that never carries.
 
 #include "app/base/modal.h"
-#include "app/base/theme.h"
 #include "render/buttons.h"
 #include "render/changes.h"
 #include "render/element.h"
@@ -20,16 +16,13 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QComboBox>
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QSlider>
 #include <QSpinBox>
 #include <QTest>
 
@@ -94,24 +87,6 @@ private slots:
     void initTestCase() { testsupport::isolateConfig(); }
     void cleanup() { app::setNextAnswer({}); }
 
-    void clickSound_data()
-    {
-        QTest::addColumn<QString>("element");
-        QTest::addColumn<QString>("sound");
-        QTest::newRow("danger style beats a named sound") << R"({"style":"danger","sound":"click"})" << u"danger"_s;
-        QTest::newRow("named sound beats confirm") << R"({"sound":"save","confirm":{"title":"x"}})" << u"save"_s;
-        QTest::newRow("danger cannot be named") << R"({"sound":"danger"})" << u"action"_s;
-        QTest::newRow("unknown sound, primary") << R"({"sound":"trumpet","style":"primary"})" << u"submit"_s;
-        QTest::newRow("empty confirm is no confirm") << R"({"confirm":{}})" << u"action"_s;
-    }
-    void clickSound()
-    {
-        QFETCH(QString, element);
-        QFETCH(QString, sound);
-        testsupport::RecordedActions rec;
-        QCOMPARE(button(json(element), rec)->property("pressSound").toString(), sound);
-    }
-
     // What a click sends, read from the button's keys; an empty confirm object sends at once.
     void pressFromKeys()
     {
@@ -140,14 +115,11 @@ private slots:
         QTest::addColumn<QString>("label");
         QTest::addColumn<QString>("answer");
         QTest::addColumn<QString>("confirmText");
-        QTest::addColumn<QString>("confirmKind");
-        QTest::newRow("Enter cancels") << u"primary"_s << u"Start drive"_s << u"enter"_s << u"Start drive"_s
-                                       << u"primary"_s;
-        QTest::newRow("danger look, no label") << u"danger"_s << QString() << u"confirm"_s << u"Yes"_s << u"danger"_s;
+        QTest::newRow("Enter cancels") << u"primary"_s << u"Start drive"_s << u"enter"_s << u"Start drive"_s;
         // A button shows "&" itself (doubled, or Qt would take it as a shortcut mark) and markup
         // as typed; the press keeps the label as sent.
         QTest::newRow("ampersand and markup")
-            << QString() << u"Park & <b>lock</b>"_s << u"confirm"_s << u"Park && <b>lock</b>"_s << u"primary"_s;
+            << QString() << u"Park & <b>lock</b>"_s << u"confirm"_s << u"Park && <b>lock</b>"_s;
     }
     void questionBox()
     {
@@ -155,7 +127,6 @@ private slots:
         QFETCH(QString, label);
         QFETCH(QString, answer);
         QFETCH(QString, confirmText);
-        QFETCH(QString, confirmKind);
         testsupport::RecordedActions rec;
         QJsonObject el = json(
             R"({"path":"/api/drive","confirm":{"title":"Start the drive?","detail":"The carriage <b>moves</b>."}})");
@@ -168,8 +139,7 @@ private slots:
             QAbstractButton *cancel = box->button(QMessageBox::Cancel);
             QVERIFY(confirm && cancel && box->defaultButton() == cancel && box->escapeButton() == cancel);
             QCOMPARE(box->textFormat(), Qt::PlainText);
-            seen = QStringList{box->windowTitle(), box->text(), confirm->text(), confirm->property("kind").toString()}
-                       .join(u'|');
+            seen = QStringList{box->windowTitle(), box->text(), confirm->text()}.join(u'|');
             // Keys go where a technician's keys would: to the widget holding the focus.
             QWidget *target = box->focusWidget() ? box->focusWidget() : box;
             if (answer == "confirm"_L1)
@@ -180,7 +150,7 @@ private slots:
         std::unique_ptr<QPushButton> b = button(el, rec);
         QCOMPARE(b->text(), label.isEmpty() ? label : confirmText);
         b->click();
-        QCOMPARE(seen, u"Start the drive?|The carriage <b>moves</b>.|%1|%2"_s.arg(confirmText, confirmKind));
+        QCOMPARE(seen, u"Start the drive?|The carriage <b>moves</b>.|%1"_s.arg(confirmText));
         const bool sent = answer == "confirm"_L1;
         QCOMPARE(rec.presses.size(), sent ? 1 : 0);
         if (sent)
@@ -188,30 +158,17 @@ private slots:
         QCOMPARE(rec.logLines.size(), sent ? 0 : 1);
     }
 
-    // Through the button: the prompt names the word, texts are plain, and only the whole word sends,
-    // in any case and between blanks.
+    // Through the button: only the whole word sends, in any case and between blanks.
     void typedWordConfirmation()
     {
         for (const QString &typed : {u"era"_s, u"ERASED"_s, u" erase "_s}) {
             testsupport::RecordedActions rec;
-            QStringList texts;
-            QString kind;
             app::setNextAnswer([&](QDialog *dialog) {
-                for (QLabel *l : dialog->findChildren<QLabel *>())
-                    if (l->textFormat() == Qt::PlainText)
-                        texts << l->text();
                 auto *confirm = dialog->findChild<QPushButton *>(u"confirmButton"_s);
-                kind = confirm->property("kind").toString();
                 QTest::keyClicks(dialog->findChild<QLineEdit *>(u"confirmWord"_s), typed);
                 QTest::mouseClick(confirm, Qt::LeftButton); // a disabled button ignores the click
             });
-            button(json(R"({"label":"Erase map","style":"danger","path":"/api/erase","confirm":{
-                "title":"Erase <b>the</b> map","detail":"All taught positions & <i>marks</i> go.","word":"ERASE"}})"),
-                   rec)
-                ->click();
-            QCOMPARE(texts, (QStringList{u"Erase <b>the</b> map"_s, u"All taught positions & <i>marks</i> go."_s,
-                                         u"Type ERASE to continue."_s}));
-            QCOMPARE(kind, u"danger"_s);
+            button(json(R"({"path":"/api/erase","confirm":{"title":"Erase","word":"ERASE"}})"), rec)->click();
             QCOMPARE(rec.presses.size(), typed == u" erase "_s ? 1 : 0);
         }
     }
@@ -222,7 +179,6 @@ private slots:
         QTest::addColumn<QString>("viewed");
         QTest::addColumn<int>("shown");
         QTest::newRow("current when nothing viewed") << "FOUR" << QString() << 1;
-        QTest::newRow("viewed locked step") << "FOUR" << u"lift"_s << 2;
         QTest::newRow("no current, stale view: last") << R"([{"id":"a"},{"id":"b"}])" << u"zzz"_s << 1;
         QTest::newRow("no steps") << "[]" << u"a"_s << -1;
     }
@@ -234,15 +190,14 @@ private slots:
         QCOMPARE(render::shownStep(steps == "FOUR"_L1 ? kFour : jsonValue(steps).toArray(), viewed), shown);
     }
 
-    // Each cell's tag, and what a left click on it does: a locked step warns "Not
-    // yet", any other asks the window to show it; a release outside or the right button does nothing.
+    // Each cell's tag, and what a left click on it does: a locked step warns "Not yet", any other
+    // asks the window to show it; the right button does nothing.
     void cells_data()
     {
         QTest::addColumn<int>("index");
         QTest::addColumn<QString>("tag");
         QTest::addColumn<QString>("warning");
         QTest::newRow("done") << 0 << u"DONE"_s << QString();
-        QTest::newRow("current") << 1 << u"STEP 2"_s << QString();
         QTest::newRow("locked") << 2 << u"STEP 3"_s
                                 << u"Not yet|Lift check has not been done. Steps run in order - finish the current one "
                                    "first."_s;
@@ -256,8 +211,6 @@ private slots:
         Strip strip;
         render::StepCell *cell = strip.block->findChildren<render::StepCell *>().at(index);
         QVERIFY2(testsupport::labelTexts(cell).contains(tag), qPrintable(tag));
-        QTest::mousePress(cell, Qt::LeftButton, {}, QPoint(5, 5));
-        QTest::mouseRelease(cell, Qt::LeftButton, {}, QPoint(-20, 5));
         QTest::mouseClick(cell, Qt::RightButton);
         QVERIFY(strip.warnings.isEmpty() && strip.presses.isEmpty());
         QTest::mouseClick(cell, Qt::LeftButton);
@@ -282,8 +235,6 @@ private slots:
             QCOMPARE(back != nullptr, !viewed.isEmpty());
             if (!back)
                 continue;
-            QCOMPARE(back->text(), u"Back to the current step"_s);
-            QVERIFY(texts.contains(u"Current step: Drive check"_s));
             QTest::mouseClick(back, Qt::LeftButton);
             QCOMPARE(strip.presses.size(), 1);
             QCOMPARE(strip.presses.at(0).body.value("step"_L1).toString(), QString());
@@ -295,9 +246,7 @@ private slots:
         QTest::addColumn<QString>("tone");
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("shown");
-        QTest::newRow("empty tone is accent") << QString() << u"Sent"_s << u"Sent"_s;
         QTest::newRow("error asks for a click") << u"error"_s << u"Refused"_s << u"Refused   (click to dismiss)"_s;
-        QTest::newRow("bad is not an error toast") << u"bad"_s << u"Odd"_s << u"Odd"_s;
         QTest::newRow("markup as typed") << u"ok"_s << u"<b>Saved</b> & stored"_s << u"<b>Saved</b> & stored"_s;
     }
     void toastTextAndTone()
@@ -311,7 +260,6 @@ private slots:
         QVERIFY(!strip.isHidden());
         QCOMPARE(strip.text(), shown);
         QCOMPARE(strip.findChild<QLabel *>()->textFormat(), Qt::PlainText);
-        QVERIFY(strip.styleSheet().contains(theme::toneColor(tone.isEmpty() ? u"accent"_s : tone).name()));
     }
 
     void blankToastLeavesTheStrip()
@@ -328,25 +276,18 @@ private slots:
     // own timer still hides the strip.
     void toastTimers()
     {
-        for (const QString &secondTone : {u"ok"_s, u"error"_s}) {
-            ToastStrip strip;
-            QSignalSpy expired(&strip, &ToastStrip::expired);
-            strip.showToast({u"First"_s, u"ok"_s, 30});
-            strip.showToast({u"Second"_s, secondTone, 600000});
-            QTRY_COMPARE(expired.count(), 1);
-            QCOMPARE(expired.at(0).at(0).toInt(), 1); // the first toast's timer
-            QVERIFY(!strip.isHidden() && strip.text().startsWith(u"Second"_s));
-        }
         ToastStrip strip;
         QSignalSpy expired(&strip, &ToastStrip::expired);
-        strip.showToast({u"First"_s, u"ok"_s, 20});
-        strip.showToast({u"Second"_s, u"ok"_s, 80});
+        strip.showToast({u"First"_s, u"ok"_s, 30});
+        strip.showToast({u"Second"_s, u"ok"_s, 2000});
+        QTRY_COMPARE(expired.count(), 1);
+        QCOMPARE(expired.at(0).at(0).toInt(), 1); // the first toast's timer
+        QVERIFY(!strip.isHidden() && strip.text() == u"Second"_s);
         QTRY_COMPARE(expired.count(), 2);
         QVERIFY(strip.isHidden());
     }
 
-    // An error toast has no timer at all; a click before the timer hides the toast, and the old
-    // timer then leaves a newer toast alone.
+    // An error toast has no timer at all; a click before the timer hides the toast.
     void toastClicks()
     {
         ToastStrip strip;
@@ -359,9 +300,6 @@ private slots:
         strip.showToast({u"Saved"_s, u"ok"_s, 40});
         QTest::mouseClick(&strip, Qt::LeftButton);
         QVERIFY(strip.isHidden());
-        strip.showToast({u"Again"_s, u"ok"_s, 600000});
-        QTRY_COMPARE(expired.count(), 1);
-        QVERIFY(!strip.isHidden());
     }
 
     void changedLeaves_data()
@@ -374,8 +312,6 @@ private slots:
         QTest::newRow("array grew") << R"({"list":[1,2,3]})" << uR"({"list":[1,2,3,4]})"_s << QStringList{"/list[]"};
         QTest::newRow("key added after first object's keys")
             << R"({"m":1,"z":1})" << uR"({"a":5,"m":2,"z":1})"_s << QStringList{"/m", "/a"};
-        QTest::newRow("objects inside arrays")
-            << R"([{"v":1},{"v":2}])" << uR"([{"v":1},{"v":3,"w":true}])"_s << QStringList{"/1/v", "/1/w"};
     }
     void changedLeaves()
     {
@@ -385,34 +321,16 @@ private slots:
         QCOMPARE(render::changedLeaves(jsonValue(before), jsonValue(after)), paths);
     }
 
-    // Past 200 differences the list stops at 201 entries: the caller redraws everything.
-    void changedLeavesGivesUpOnHugeDifferences()
-    {
-        for (const int keys : {200, 1000}) {
-            QJsonObject a, b;
-            for (int i = 0; i < keys; ++i) {
-                a.insert(u"k%1"_s.arg(i, 5, 10, QLatin1Char('0')), i);
-                b.insert(u"k%1"_s.arg(i, 5, 10, QLatin1Char('0')), i + 1);
-            }
-            const QStringList paths = render::changedLeaves(a, b);
-            QCOMPARE(paths.size(), std::min(keys, 201));
-            QCOMPARE(paths.first(), u"/k00000"_s);
-        }
-    }
-
     void sourcesIn_data()
     {
         QTest::addColumn<QString>("description");
         QTest::addColumn<QStringList>("sources");
-        QTest::newRow("same source twice listed once")
-            << R"({"sections":[{"elements":[{"type":"panel","source":"/api/a"},{"type":"panel","source":"/api/a"}]}]})"
-            << QStringList{"/api/a"};
-        QTest::newRow("relative source skipped")
-            << R"({"sections":[{"elements":[{"source":"api/b"},{"source":"/api/c"}]}]})" << QStringList{"/api/c"};
+        QTest::newRow("relative skipped, twice listed once")
+            << R"({"sections":[{"elements":[{"source":"api/b"},{"source":"/api/c"},{"source":"/api/c"}]}]})"
+            << QStringList{"/api/c"};
         QTest::newRow("order first met, outer before inner")
             << R"({"source":"/outer","items":[{"source":"/inner","items":[{"source":"/deepest"}]},{"source":"/second"}]})"
             << QStringList{"/outer", "/inner", "/deepest", "/second"};
-        QTest::newRow("non-string source ignored") << R"([{"source":5},{"source":["/x"]}])" << QStringList();
     }
     void sourcesIn()
     {
@@ -435,8 +353,6 @@ private slots:
             QTest::newRow(name) << QString::fromUtf8(el) << widget << value << pending << pendingValue;
         };
         row("input", R"({"kind":"input","default":"Aisle A"})", "QLineEdit", "\"Aisle A\"", u"typed"_s, "\"typed\"");
-        row("textarea", R"({"kind":"textarea","default":"line 1\nline 2"})", "QPlainTextEdit", "\"line 1\\nline 2\"",
-            u"a\nb"_s, "\"a\\nb\"");
         row("check", R"({"kind":"check","default":true})", "QCheckBox", "true", false, "false");
         row("choice, unknown default", R"({"kind":"choice","choices":["A","B"],"default":"Z"})", "QComboBox", "\"A\"",
             u"Q"_s, "\"A\"");
@@ -448,11 +364,7 @@ private slots:
         row("multi", R"({"kind":"multi","choices":["a","b","c"],"default":["c","a"]})", "QListWidget", R"(["a","c"])",
             QVariantList{u"b"_s}, R"(["b"])");
         // The input primitives carry the same identity and read the same way.
-        row("datetime primitive", R"({"type":"datetime","mode":"date","value":"2026-03-14"})", "QDateTimeEdit",
-            "\"2026-03-14\"", QVariant(), "\"2026-03-14\"");
         row("toggle primitive", R"({"type":"toggle","value":true})", "prims::Switch", "true", QVariant(), "true");
-        row("search primitive", R"({"type":"search","value":"F-231"})", "QLineEdit", "\"F-231\"", QVariant(),
-            "\"F-231\"");
     }
     void readBack()
     {
@@ -479,16 +391,6 @@ private slots:
         Drawn rebuilt = draw(el, rec.actions());
         QCOMPARE(render::fieldValue(rebuilt.input), testsupport::jsonValue(pendingValue));
         QVERIFY(rec.carries.isEmpty() && rec.saves.isEmpty()); // building commits nothing
-    }
-
-    // A slider's positions are steps from its minimum, capped whatever the range and step.
-    void sliderSteps()
-    {
-        Drawn d = draw(json(R"({"type":"field","kind":"slider","id":"f","min":10,"max":20,"step":0.5})"), {});
-        qobject_cast<QSlider *>(d.input)->setValue(4);
-        QCOMPARE(render::fieldValue(d.input), QJsonValue(12.0));
-        Drawn huge = draw(json(R"({"type":"field","kind":"slider","id":"f","max":1e12,"step":0.001})"), {});
-        QCOMPARE(qobject_cast<QSlider *>(huge.input)->maximum(), 100000);
     }
 
     // The start value: a pending edit, else the carried text (for a carrying field), else the default.
@@ -547,19 +449,17 @@ private slots:
         }
     }
 
-    // Checks, choices and sliders commit as soon as they change; a number waits for Enter; Enter
-    // belongs to a text area's text, which commits when the focus leaves it.
+    // A check commits as soon as it changes; a number waits for Enter; Enter belongs to a text
+    // area's text, which commits when the focus leaves it.
     void commitOnChange()
     {
         testsupport::RecordedActions rec;
-        std::unique_ptr<QWidget> root(render::screen(
-            testsupport::oneSection(
-                {json(R"({"type":"field","kind":"textarea","id":"notes","save_path":"/s"})"),
-                 json(R"({"type":"field","kind":"check","id":"c","save_path":"/s"})"),
-                 json(R"({"type":"field","kind":"choice","id":"a","choices":["A","B"],"save_path":"/s"})"),
-                 json(R"({"type":"field","kind":"slider","id":"v","max":10,"save_path":"/s"})"),
-                 json(R"({"type":"field","kind":"number","id":"n","carry":true,"save_path":"/s"})")}),
-            rec.actions()));
+        std::unique_ptr<QWidget> root(
+            render::screen(testsupport::oneSection(
+                               {json(R"({"type":"field","kind":"textarea","id":"notes","save_path":"/s"})"),
+                                json(R"({"type":"field","kind":"check","id":"c","save_path":"/s"})"),
+                                json(R"({"type":"field","kind":"number","id":"n","carry":true,"save_path":"/s"})")}),
+                           rec.actions()));
         testsupport::layOut(root.get(), 700);
         QApplication::setActiveWindow(root.get());
         const auto saved = [&rec] {
@@ -579,44 +479,19 @@ private slots:
         QTRY_COMPARE(saved(), (QJsonObject{{"notes"_L1, "shim\n"_L1}}));
         QTest::mouseClick(check, Qt::LeftButton, {}, QPoint(8, check->height() / 2)); // on the box
         QCOMPARE(saved().value("c"_L1), QJsonValue(true));
-        QTest::keyClick(root->findChild<QComboBox *>(u"field:a"_s), Qt::Key_Down);
-        QTest::keyClick(root->findChild<QSlider *>(u"field:v"_s), Qt::Key_Right);
-        QVERIFY(saved().value("a"_L1) == QJsonValue(u"B"_s) && saved().value("v"_L1) == QJsonValue(1.0));
         auto *spin = root->findChild<QSpinBox *>(u"field:n"_s);
         QTest::keyClick(spin, Qt::Key_Up);
         QVERIFY(!saved().contains("n"_L1));
         QTest::keyClick(spin, Qt::Key_Return);
         QCOMPARE(saved().value("n"_L1), QJsonValue(1));
         QCOMPARE(rec.carries, (QList<std::pair<QString, QString>>{{u"n"_s, u"1"_s}}));
-        QCOMPARE(rec.saves.size(), 5);
-    }
-
-    // The window hears every edit by field id, not the values set while building.
-    void watchEdits()
-    {
-        std::unique_ptr<QWidget> root(render::screen(
-            testsupport::oneSection({json(R"({"type":"field","kind":"input","id":"name","default":"x"})"),
-                                     json(R"({"type":"field","kind":"multi","id":"m","choices":["a","b"]})"),
-                                     json(R"({"type":"toggle","id":"t"})"),
-                                     json(R"({"type":"field","kind":"textarea","id":"notes"})")}),
-            {}));
-        QList<std::pair<QString, QJsonValue>> heard;
-        render::watchFields(root.get(), [&heard](const QString &id, const QJsonValue &v) { heard.append({id, v}); });
-        QVERIFY(heard.isEmpty());
-        root->findChild<QLineEdit *>(u"field:name"_s)->setText(u"Shuttle 7"_s);
-        root->findChild<QListWidget *>(u"field:m"_s)->item(1)->setSelected(true);
-        root->findChild<QAbstractButton *>(u"field:t"_s)->setChecked(true);
-        root->findChild<QPlainTextEdit *>(u"field:notes"_s)->setPlainText(u"shim at 31 m"_s);
-        const QList<std::pair<QString, QJsonValue>> expected{
-            {u"name"_s, u"Shuttle 7"_s}, {u"m"_s, QJsonArray{u"b"_s}}, {u"t"_s, true}, {u"notes"_s, u"shim at 31 m"_s}};
-        QCOMPARE(heard, expected);
+        QCOMPARE(rec.saves.size(), 3);
     }
 
     // The window collects fields from the whole screen, whichever container holds them.
     void inParents_data()
     {
         QTest::addColumn<QString>("wrap");
-        QTest::newRow("group") << R"({"type":"group","title":"G","items":[%1]})";
         QTest::newRow("tab page")
             << R"({"type":"tabs","active":1,"tabs":[{"label":"one"},{"label":"two","items":[%1]}]})";
         QTest::newRow("dialog") << R"({"type":"dialog","title":"Set","items":[%1]})";
@@ -628,7 +503,6 @@ private slots:
         Drawn d = draw(json(wrap.arg(field)), {});
         QVERIFY(d.input);
         QCOMPARE(render::collectFieldValues(d.root.get(), {u"f"_s}), (QJsonObject{{"f"_L1, 42}}));
-        QVERIFY(d.input->width() >= 60 && d.input->height() > 0);
     }
 };
 
