@@ -6,6 +6,7 @@
 
 #include <QColor>
 #include <QJsonObject>
+#include <QSizePolicy>
 
 class QFrame;
 class QWidget;
@@ -36,6 +37,10 @@ QColor raisedTint(const QString &tone, double fraction);
 // wrapped row or text), which a non-growing size policy would cap at the size hint's one line.
 // A child that does not grow still stays its height only beside a stretch or a growing sibling.
 void setGrows(QWidget *child, bool grows);
+// Change one direction of a widget's size policy, keeping the other and its flags (a wrapping
+// label's height-for-width): QWidget::setSizePolicy(h, v) would drop them.
+void setHorizontalPolicy(QWidget *widget, QSizePolicy::Policy policy);
+void setVerticalPolicy(QWidget *widget, QSizePolicy::Policy policy);
 
 // Fill-mode weight of child `index`: weights[index] as a number, truncated to 0..1000, or the
 // default weight past the end.

@@ -80,10 +80,21 @@ Qt::Alignment crossAlignment(const QString &align, bool row)
 void setGrows(QWidget *child, bool grows)
 {
     const QSizePolicy::Policy keep = child->hasHeightForWidth() ? QSizePolicy::Preferred : QSizePolicy::Maximum;
-    // Only the vertical policy changes: a wrapping label's height-for-width flag stays.
-    QSizePolicy policy = child->sizePolicy();
-    policy.setVerticalPolicy(grows ? QSizePolicy::Expanding : keep);
-    child->setSizePolicy(policy);
+    setVerticalPolicy(child, grows ? QSizePolicy::Expanding : keep);
+}
+
+void setHorizontalPolicy(QWidget *widget, QSizePolicy::Policy policy)
+{
+    QSizePolicy p = widget->sizePolicy();
+    p.setHorizontalPolicy(policy);
+    widget->setSizePolicy(p);
+}
+
+void setVerticalPolicy(QWidget *widget, QSizePolicy::Policy policy)
+{
+    QSizePolicy p = widget->sizePolicy();
+    p.setVerticalPolicy(policy);
+    widget->setSizePolicy(p);
 }
 
 int childWeight(const QJsonArray &weights, qsizetype index, int defaultWeight)
@@ -116,12 +127,12 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
         const int weight = childWeight(weights, i, defaultWeight);
         if (fill && weight >= 1) {
             if (!row) {
-                child->setSizePolicy(child->sizePolicy().horizontalPolicy(), QSizePolicy::Expanding);
+                setVerticalPolicy(child, QSizePolicy::Expanding);
             } else if (qobject_cast<QAbstractButton *>(child)) {
-                child->setSizePolicy(QSizePolicy::Expanding, child->sizePolicy().verticalPolicy());
+                setHorizontalPolicy(child, QSizePolicy::Expanding);
                 child->setMinimumWidth(child->sizeHint().width());
             } else {
-                child->setSizePolicy(QSizePolicy::Ignored, child->sizePolicy().verticalPolicy());
+                setHorizontalPolicy(child, QSizePolicy::Ignored);
                 // An instrument wider than that keeps the width its size asks for.
                 child->setMinimumWidth(std::max(240, child->minimumWidth()));
             }
@@ -149,7 +160,7 @@ QWidget *buildLayout(const QJsonObject &el, const Callbacks &cb, int depth, QWid
         // Buttons in a filled row flow onto as many justified lines as the width needs.
         auto *wrap = new WrapRow(container, pad, gap);
         for (const Child &c : children) {
-            c.widget->setSizePolicy(QSizePolicy::Expanding, c.widget->sizePolicy().verticalPolicy());
+            setHorizontalPolicy(c.widget, QSizePolicy::Expanding);
             c.widget->setMinimumWidth(0);
             wrap->addWidget(c.widget);
         }
