@@ -1,5 +1,5 @@
 // The template library without widgets: the validation rules in their order, the merge rule, and
-// loading and saving. Imports (damaged libraries, the three file shapes) are the dialog's tests.
+// loading and saving. Imports (a damaged library, a wrapped file) are the dialog's tests.
 
 #include "iotemplates/library.h"
 #include "support/testsupport.h"
@@ -52,27 +52,15 @@ private slots:
     {
         QTest::addColumn<QJsonValue>("candidate");
         QTest::addColumn<QString>("error");
-        const QString idRule = u" - 1 to 64 letters, digits, - or _ only"_s;
-        const QString inputs = u"inputs must be a whole number 0..64"_s;
         QTest::newRow("valid, 64 channels, pinout")
             << patched(R"({"inputs":64,"outputs":64.0,"pinout":{}})") << QString();
-        QTest::newRow("id of 64") << QJsonValue(valid(QString(64, u'a'))) << QString();
         QTest::newRow("array") << QJsonValue(QJsonArray{valid()}) << u"not a template (expected a JSON object)"_s;
-        QTest::newRow("no schema") << patched(R"({"schema":null})")
-                                   << u"no \"schema\" (expected kestro.io-template/1)"_s;
         QTest::newRow("other schema")
             << patched(R"({"schema":"kestro.io-template/2","id":"a.b"})")
             << u"schema \"kestro.io-template/2\" is not kestro.io-template/1 - made by a newer or different tool"_s;
-        QTest::newRow("id of 65") << QJsonValue(valid(QString(65, u'a')))
-                                  << u"id \"%1\""_s.arg(QString(65, u'a')) + idRule;
-        QTest::newRow("id with a dot") << QJsonValue(valid(u"relay.4"_s)) << u"id \"relay.4\""_s + idRule;
+        QTest::newRow("id ending in a line feed")
+            << QJsonValue(valid(u"relay-4\n"_s)) << u"id \"relay-4\n\" - 1 to 64 letters, digits, - or _ only"_s;
         QTest::newRow("blank name, bad inputs") << patched(R"({"name":" ","inputs":99})") << u"no name"_s;
-        QTest::newRow("inputs 65") << patched(R"({"inputs":65})") << inputs;
-        QTest::newRow("inputs \"8\"") << patched(R"({"inputs":"8"})") << inputs;
-        QTest::newRow("outputs 2.5") << patched(R"({"outputs":2.5})") << u"outputs must be a whole number 0..64"_s;
-        QTest::newRow("connection type empty")
-            << patched(R"({"connection":{"type":""}})") << u"connection.type missing (picontrol, modbus_tcp, ...)"_s;
-        QTest::newRow("pinout array") << patched(R"({"pinout":[]})") << u"pinout is not an object"_s;
     }
     void validate()
     {
@@ -91,7 +79,6 @@ private slots:
 
         const QString noon = u"2026-05-01T12:00:00Z"_s;
         const QJsonArray lib{valid(u"a"_s, noon)};
-        const QString kept = u"0 0 1 0 0"_s;
         const QString a = u"a@"_s + noon; // the library as it was
         auto in = [](const char *updated) { return QJsonArray{valid(u"a"_s, QString::fromLatin1(updated))}; };
         QJsonObject builtin = valid(u"a"_s, u"2030-01-01T00:00:00Z"_s);
@@ -102,9 +89,7 @@ private slots:
         QTest::newRow("a millisecond newer") << lib << in("2026-05-01T12:00:00.001Z") << u"0 1 0 0 0"_s
                                              << u"a@2026-05-01T12:00:00.001Z"_s << QStringList();
         QTest::newRow("later as text, earlier in time")
-            << lib << in("2026-05-01T13:00:00+02:00") << kept << a << QStringList();
-        QTest::newRow("library copy without updated") << QJsonArray{valid(u"a"_s)} << in("2026-05-01T12:00:00")
-                                                      << u"0 1 0 0 0"_s << u"a@2026-05-01T12:00:00"_s << QStringList();
+            << lib << in("2026-05-01T13:00:00+02:00") << u"0 0 1 0 0"_s << a << QStringList();
         QTest::newRow("builtin skipped, even invalid")
             << lib << QJsonArray{builtin, QJsonObject{{"builtin"_L1, true}}} << u"0 0 0 2 0"_s << a << QStringList();
         QTest::newRow("rejected by id or number")

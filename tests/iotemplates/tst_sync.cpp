@@ -1,6 +1,6 @@
 // The template sync at sign-in against kestro-unit-sim inside a private site network: two units
-// with different template sets end up sharing them through this laptop; a unit without templates,
-// a refused request and an unsigned one are skipped with a log line and leave the library as it was.
+// with different template sets end up sharing them through this laptop; a unit without templates
+// and one that cannot be reached are skipped with a log line and leave the library as it was.
 
 #include "iotemplates/library.h"
 #include "iotemplates/sync.h"
@@ -79,7 +79,6 @@ private slots:
         if (qEnvironmentVariableIsEmpty("KESTRO_SITE_NET"))
             QSKIP("needs the private site network (run through tests/netns-run)");
         testsupport::isolateConfig();
-        QVERIFY(m_certs.isValid());
         QVERIFY2(m_site.start({u"--units"_s, u"2"_s, u"--passcode"_s, kPasscode, u"--cert-dir"_s, m_certs.path()}),
                  m_site.output().constData());
         QVERIFY2(m_oldUnit.start({u"--address"_s, kOldUnit, u"--passcode"_s, kPasscode, u"--no-iotemplates"_s,
@@ -94,7 +93,6 @@ private slots:
         // Unit 1: the laptop has nothing yet and collects unit 1's two templates.
         QCOMPARE(signIn(api, kUnit1).status, 200);
         iotemplates::SyncOutcome first = sync(api);
-        QCOMPARE(first.status, 200);
         QVERIFY(first.merged && first.saved);
         compareLine(first.logLine, u"iotemplates  10.77.0.21:8090  sent 0, unit added 0 updated 0; back: added 2 "
                                    u"updated 0 kept 0 builtin 2 rejected 0  MS ms"_s);
@@ -115,20 +113,16 @@ private slots:
     {
         QTest::addColumn<QString>("ip");
         QTest::addColumn<int>("port");
-        QTest::addColumn<bool>("signedIn");
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("reason");
-        QTest::newRow("unit without templates")
-            << kOldUnit << 8090 << true << 404 << u"404 - unit does not serve templates"_s;
-        QTest::newRow("not signed in") << kUnit2 << 8090 << false << 401 << u"401 sign in first"_s;
-        QTest::newRow("nothing listening") << kUnit1 << 8099 << false << 0 << u"Connection refused"_s;
+        QTest::newRow("unit without templates") << kOldUnit << 8090 << 404 << u"404 - unit does not serve templates"_s;
+        QTest::newRow("nothing listening") << kUnit1 << 8099 << 0 << u"Connection refused"_s;
     }
 
     void skipped()
     {
         QFETCH(QString, ip);
         QFETCH(int, port);
-        QFETCH(bool, signedIn);
         QFETCH(int, status);
         QFETCH(QString, reason);
         const QJsonObject one = testsupport::json(R"({"schema":"kestro.io-template/1","id":"mine","name":"Mine",
@@ -138,7 +132,7 @@ private slots:
         QFile::remove(units::connectLogPath());
 
         units::Api api;
-        if (signedIn)
+        if (status != 0) // signed in, and then refused
             QCOMPARE(signIn(api, ip, port).status, 200);
         else
             api.setUnit(ip, port, true);

@@ -1,8 +1,7 @@
-// A phone's view of the status page: headless Chromium at 390 pixels wide, driven through
+// A phone's view of the status page: headless Chromium, driven through
 // chromedriver's WebDriver API, signs in through the form, keeps the cookie, reads the status of
 // the simulated units (kestro-unit-sim, found by real discovery broadcasts in the private site
-// network) and follows the page's own 10-second refresh while a unit's commissioning moves on.
-// A screenshot of each page is left in the build folder (phone-shots/) to be looked at.
+// network).
 //
 // Chromium and chromedriver are Debian packages that scripts/test installs; without them the test
 // skips, except under CI (CI=true), where a run must never pass without it.
@@ -12,8 +11,6 @@
 #include "support/testsupport.h"
 #include "units/discovery.h"
 
-#include <QCoreApplication>
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
@@ -35,21 +32,18 @@ class TestPhoneBrowser final : public QObject
     testsupport::SimProcess m_sim{QStringLiteral(KESTRO_UNIT_SIM)};
     QProcess m_driver;
     QTemporaryDir m_work;
-    QString m_driverUrl, m_session, m_shots;
+    QString m_driverUrl, m_session;
     phone::Phone m_phone;
     units::Discovery m_discovery;
     QList<units::Unit> m_units;
     QTimer m_sweeps;
 
-    // One call of the unit's API or of chromedriver; the event loop (and so the phone server and
+    // One call of chromedriver; the event loop (and so the phone server and
     // discovery) keeps running while it waits.
-    QJsonObject call(const QString &method, const QString &url, const QJsonObject &body = {},
-                     const QByteArray &bearer = {})
+    QJsonObject call(const QString &method, const QString &url, const QJsonObject &body = {})
     {
         QNetworkRequest req{QUrl(url)};
         req.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
-        if (!bearer.isEmpty())
-            req.setRawHeader("Authorization", "Bearer " + bearer);
         req.setTransferTimeout(60000);
         QNetworkReply *reply = method == u"GET"_s      ? m_net.get(req)
                                : method == u"DELETE"_s ? m_net.deleteResource(req)
@@ -77,11 +71,6 @@ class TestPhoneBrowser final : public QObject
         const QJsonValue found = wd(u"POST"_s, u"/element"_s, {{u"using"_s, u"css selector"_s}, {u"value"_s, css}});
         return u"/element/"_s + found["element-6066-11e4-a52e-4f735466cecf"_L1].toString();
     }
-    bool screenshot(const QString &name)
-    {
-        const QByteArray png = QByteArray::fromBase64(wd(u"GET"_s, u"/screenshot"_s).toString().toLatin1());
-        return png.startsWith("\x89PNG") && testsupport::writeFile(m_shots + u'/' + name, png);
-    }
 
 private slots:
     void initTestCase()
@@ -97,12 +86,10 @@ private slots:
             QSKIP(why);
         }
         testsupport::isolateConfig();
-        m_shots = QCoreApplication::applicationDirPath() + u"/phone-shots"_s;
-        QDir().mkpath(m_shots);
 
         // Two units: the first half-way through, the second already commissioned.
         QVERIFY(m_sim.start({u"--units"_s, u"2"_s, u"--http"_s, u"--passcode"_s, u"site-pass-1"_s, u"--start-at"_s,
-                             u"drive,commissioned"_s, u"--pace"_s, u"400"_s, u"--autorun"_s}));
+                             u"drive,commissioned"_s}));
         // The window's part, in small: every sweep's answers go into the list and the list to the phone.
         connect(&m_discovery, &units::Discovery::swept, this, [this](const units::Discovery::Found &found) {
             units::mergeSweep(m_units, found);
@@ -126,12 +113,7 @@ private slots:
         const QStringList args = u"--headless --no-sandbox --disable-gpu --disable-background-networking "
                                  "--disable-component-update --disable-sync --no-first-run"_s.split(u' ') +
                                  QStringList{u"--user-data-dir="_s + m_work.filePath(u"profile"_s)};
-        // A phone's screen: 390 by 844 CSS pixels, a touch screen that honours the page's viewport.
-        const QJsonObject screen = {
-            {u"width"_s, 390}, {u"height"_s, 844}, {u"pixelRatio"_s, 1.0}, {u"mobile"_s, true}, {u"touch"_s, true}};
-        const QJsonObject chrome = {{u"binary"_s, chromium},
-                                    {u"args"_s, QJsonArray::fromStringList(args)},
-                                    {u"mobileEmulation"_s, QJsonObject{{u"deviceMetrics"_s, screen}}}};
+        const QJsonObject chrome = {{u"binary"_s, chromium}, {u"args"_s, QJsonArray::fromStringList(args)}};
         const QJsonObject caps = {{u"alwaysMatch"_s, QJsonObject{{u"goog:chromeOptions"_s, chrome}}}};
         const QJsonObject session = call(u"POST"_s, m_driverUrl + u"/session"_s, {{u"capabilities"_s, caps}});
         m_session = session["value"_L1]["sessionId"_L1].toString();
@@ -153,15 +135,6 @@ private slots:
             QTest::qWaitFor([&] { return m_units.size() == 2 && m_units[0].online() && m_units[1].online(); }, 20000));
         wd(u"POST"_s, u"/url"_s, {{u"url"_s, QString(m_phone.url() + u"/"_s)}});
         QVERIFY(waitForText(u"Enter the phone password set on the commissioning PC."_s));
-        QCOMPARE(run(u"return window.innerWidth"_s).toInt(), 390);
-        QVERIFY(screenshot(u"1-sign-in.png"_s));
-
-        // The first unit starts its drive calibration now, so the phone has progress to watch.
-        const QByteArray token =
-            call(u"POST"_s, u"http://10.77.0.21:8090/api/login"_s, {{u"password"_s, u"site-pass-1"_s}})["token"_L1]
-                .toString()
-                .toLatin1();
-        QVERIFY(call(u"POST"_s, u"http://10.77.0.21:8090/api/action/start"_s, {}, token)["ok"_L1].toBool());
         // The password typed into the form and sent with its button.
         wd(u"POST"_s, element(u"input[name=p]"_s) + u"/value"_s, {{u"text"_s, kPassword}});
         wd(u"POST"_s, element(u"button"_s) + u"/click"_s);
@@ -170,16 +143,6 @@ private slots:
         const QString first = run(u"return document.body.innerText"_s).toString();
         QVERIFY2(first.contains(u"shuttle-01\nIN PROGRESS"_s) && first.contains(u"shuttle-02\nCOMMISSIONED"_s),
                  qPrintable(first));
-        QVERIFY(screenshot(u"2-status.png"_s));
-
-        // The page reloads itself after 10 seconds, with the cookie, and shows the units as they are then.
-        run(u"window.kestroMark = 1"_s);
-        QVERIFY(QTest::qWaitFor([&] { return run(u"return window.kestroMark === undefined"_s).toBool(); }, 20000));
-        QVERIFY(waitForText(u"View only - refreshes every 10 seconds."_s));
-        const QString later = run(u"return document.body.innerText"_s).toString();
-        QVERIFY2(later.contains(u"shuttle-01\nIN PROGRESS"_s) && later != first, qPrintable(later));
-        QVERIFY(screenshot(u"3-status-refreshed.png"_s));
-        qInfo("screenshots in %s", qPrintable(m_shots));
     }
 };
 

@@ -32,7 +32,6 @@ struct Reply
 {
     int status = 0;
     QJsonObject json;
-    QByteArray body;
     QString error;
     QSslCertificate peer;
 };
@@ -90,8 +89,7 @@ class TestSimSite : public QObject
             loop.exec();
         Reply r;
         r.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        r.body = reply->readAll();
-        r.json = QJsonDocument::fromJson(r.body).object();
+        r.json = QJsonDocument::fromJson(reply->readAll()).object();
         r.error = reply->error() == QNetworkReply::NoError ? QString() : reply->errorString();
         r.peer = reply->sslConfiguration().peerCertificate();
         reply->deleteLater();
@@ -149,7 +147,6 @@ private slots:
         QCOMPARE(one.status, 200);
         QCOMPARE(one.peer, unitCert(1));
         const QString token = one.json.value(u"token"_s).toString();
-        QVERIFY(!token.isEmpty());
         // A token belongs to the unit that gave it.
         QCOMPARE(call(u"GET"_s, url(kUnit2, u"/api/ui"_s), {}, token).status, 401);
         const Reply ui = call(u"GET"_s, url(kUnit1, u"/api/ui"_s), {}, token);
@@ -164,23 +161,6 @@ private slots:
         QVERIFY(!wrongTrust.error.isEmpty());
     }
 
-    void stepRunsWhilePolled()
-    {
-        const QString token = signIn(kUnit1);
-        const Reply saved =
-            call(u"POST"_s, url(kUnit1, u"/api/save/identity"_s), {{u"unit_name"_s, u"Aisle A 1"_s}}, token);
-        QCOMPARE(saved.json.value(u"toast"_s).toObject().value(u"text"_s).toString(), u"Saved Aisle A 1"_s);
-        QCOMPARE(call(u"POST"_s, url(kUnit1, u"/api/action/start"_s), {}, token).status, 200);
-        QCOMPARE(call(u"POST"_s, url(kUnit1, u"/api/action/start"_s), {}, token).status, 409);
-        const auto progress = [&] {
-            return call(u"GET"_s, url(kUnit1, u"/api/live/progress"_s), {}, token).json.value(u"current"_s).toInt();
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(progress() >= 3, 10000);
-        QVERIFY(call(u"GET"_s, url(kUnit1, u"/api/live/log"_s), {}, token).json.value(u"log"_s).toArray().size() >= 3);
-
-        QCOMPARE(call(u"POST"_s, url(kUnit1, u"/api/action/stop"_s), {}, token).status, 200);
-    }
-
     void lockOutIsPerUnit()
     {
         QList<int> statuses;
@@ -190,64 +170,29 @@ private slots:
         QVERIFY(!signIn(kUnit1).isEmpty());
     }
 
-    void tokenExpires()
-    {
-        // A plain-HTTP unit of its own on another port, with two-second tokens.
-        testsupport::SimProcess shortLived(QStringLiteral(KESTRO_UNIT_SIM));
-        QVERIFY2(shortLived.start({u"--http"_s, u"--port"_s, u"8190"_s, u"--no-discovery"_s, u"--passcode"_s, kPasscode,
-                                   u"--token-ttl"_s, u"2"_s}),
-                 shortLived.output().constData());
-        const QString base = u"http://10.77.0.21:8190"_s;
-        const Reply r = call(u"POST"_s, base + u"/api/login"_s, login(kPasscode));
-        QCOMPARE(r.status, 200);
-        const QString token = r.json.value(u"token"_s).toString();
-        QTRY_COMPARE_WITH_TIMEOUT(call(u"GET"_s, base + u"/api/ui"_s, {}, token).status, 401, 15000);
-        QVERIFY(
-            call(u"GET"_s, base + u"/api/ui"_s, {}, token).json.value(u"error"_s).toString().contains(u"expired"_s));
-    }
-
     void otherCertificate()
     {
-        const QStringList args{u"--port"_s, u"8290"_s, u"--no-discovery"_s, u"--cert-dir"_s, m_certs.path()};
-        const QString at = u"https://10.77.0.21:8290/api/login"_s;
-        QSslCertificate other;
-        {
-            testsupport::SimProcess sim(QStringLiteral(KESTRO_UNIT_SIM));
-            QVERIFY2(sim.start(args + QStringList{u"--other-cert"_s}), sim.output().constData());
-            const Reply r = call(u"POST"_s, at, login(u"kestro-site"_s), {},
-                                 certificateIn(m_certs.filePath(u"KU-04201-other.crt"_s)));
-            QCOMPARE(r.status, 200);
-            other = r.peer;
-        }
-        QVERIFY(!other.isNull() && other != unitCert(1));
-        // Without the option the unit goes back to its usual certificate, kept from the first start.
-        testsupport::SimProcess usual(QStringLiteral(KESTRO_UNIT_SIM));
-        QVERIFY2(usual.start(args), usual.output().constData());
-        const Reply r = call(u"POST"_s, at, login(u"kestro-site"_s));
+        // What a client that pinned the usual one must refuse.
+        testsupport::SimProcess sim(QStringLiteral(KESTRO_UNIT_SIM));
+        QVERIFY2(sim.start(
+                     {u"--port"_s, u"8290"_s, u"--no-discovery"_s, u"--cert-dir"_s, m_certs.path(), u"--other-cert"_s}),
+                 sim.output().constData());
+        const Reply r = call(u"POST"_s, u"https://10.77.0.21:8290/api/login"_s, login(u"kestro-site"_s), {},
+                             certificateIn(m_certs.filePath(u"KU-04201-other.crt"_s)));
         QCOMPARE(r.status, 200);
-        QCOMPARE(r.peer, unitCert(1));
+        QVERIFY(!r.peer.isNull() && r.peer != unitCert(1));
     }
 
-    void failedStartsExit_data()
+    // A second simulator on the same address says why it cannot start.
+    void addressInUseExits()
     {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QByteArray>("says");
-        QTest::newRow("address in use") << QStringList{u"--units"_s, u"1"_s, u"--no-discovery"_s} << 1
-                                        << QByteArray("cannot listen on 10.77.0.21:8090");
-        QTest::newRow("bad options") << QStringList{u"--units"_s, u"many"_s} << 2 << QByteArray("--units");
-    }
-    void failedStartsExit()
-    {
-        QFETCH(QStringList, args);
-        QFETCH(int, code);
-        QFETCH(QByteArray, says);
         QProcess p;
-        p.start(QStringLiteral(KESTRO_UNIT_SIM), args + QStringList{u"--cert-dir"_s, m_certs.path()});
+        p.start(QStringLiteral(KESTRO_UNIT_SIM),
+                {u"--units"_s, u"1"_s, u"--no-discovery"_s, u"--cert-dir"_s, m_certs.path()});
         QVERIFY(p.waitForFinished(30000));
-        QCOMPARE(p.exitCode(), code);
+        QCOMPARE(p.exitCode(), 1);
         const QByteArray err = p.readAllStandardError();
-        QVERIFY2(err.contains(says), err.constData());
+        QVERIFY2(err.contains("cannot listen on 10.77.0.21:8090"), err.constData());
     }
 
     void stopsCleanlyOnSignal()

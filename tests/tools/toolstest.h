@@ -1,47 +1,26 @@
 #pragma once
 // What the tool tests share: answers for the boxes and prompts the tools put up (through the modal
 // hook, on the real widgets), the texts a dialog shows, the units of the simulated site and signing
-// in to them, and, when KESTRO_SHOT_DIR is set, a picture of each dialog as it stood when answered
-// (KESTRO_THEME picks the theme).
+// in to them.
 
 #include "app/base/modal.h"
-#include "app/base/theme.h"
 #include "support/testsupport.h"
 #include "support/widgets.h"
 #include "units/api.h"
 #include "units/store.h"
 
 #include <QDialog>
-#include <QDir>
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QInputDialog>
 #include <QJsonObject>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 
 namespace toolstest {
-
-inline void applyThemeFromEnvironment()
-{
-    if (qEnvironmentVariableIsSet("KESTRO_THEME"))
-        theme::setTheme(qEnvironmentVariable("KESTRO_THEME"));
-}
-
-// Saves a picture of `w` as NAME-dark.png or NAME-light.png in KESTRO_SHOT_DIR, when it is set.
-inline void shot(QWidget *w, const QString &name)
-{
-    const QString dir = qEnvironmentVariable("KESTRO_SHOT_DIR");
-    if (dir.isEmpty() || name.isEmpty() || !w)
-        return;
-    QDir().mkpath(dir);
-    w->grab().save(QDir(dir).filePath(
-        name + (theme::palette().dark ? QStringLiteral("-dark.png") : QStringLiteral("-light.png"))));
-}
 
 using testsupport::labelTexts;
 
@@ -73,43 +52,39 @@ inline void answerInTurn(QList<app::Answer> answers)
 }
 
 // A message box answered with `which`, noting what it said.
-inline app::Answer clickBox(Seen *seen, QMessageBox::StandardButton which = QMessageBox::Ok,
-                            const QString &shotName = {})
+inline app::Answer clickBox(Seen *seen, QMessageBox::StandardButton which = QMessageBox::Ok)
 {
-    return [seen, which, shotName](QDialog *d) {
+    return [seen, which](QDialog *d) {
         auto *box = qobject_cast<QMessageBox *>(d);
         QVERIFY2(box, "a message box was expected");
         *seen = {box->windowTitle(), box->text(), true};
-        shot(box, shotName);
         box->button(which)->click();
     };
 }
 
 // A text prompt answered with `text`, or cancelled when `text` is null.
-inline app::Answer typeInto(Seen *seen, const QString &text, const QString &shotName = {})
+inline app::Answer typeInto(Seen *seen, const QString &text)
 {
-    return [seen, text, shotName](QDialog *d) {
+    return [seen, text](QDialog *d) {
         auto *box = qobject_cast<QInputDialog *>(d);
         QVERIFY2(box, "a text prompt was expected");
         *seen = {box->windowTitle(), box->labelText(), true};
         if (text.isNull())
             return box->reject();
         box->setTextValue(text);
-        shot(box, shotName);
         box->accept();
     };
 }
 
 // A save-file dialog answered with `path`, or cancelled when it is null; notes its title and, as
 // its text, the proposed file name and the filters ("name|filters").
-inline app::Answer chooseFile(Seen *seen, const QString &path, const QString &shotName = {})
+inline app::Answer chooseFile(Seen *seen, const QString &path)
 {
-    return [seen, path, shotName](QDialog *d) {
+    return [seen, path](QDialog *d) {
         auto *box = qobject_cast<QFileDialog *>(d);
         QVERIFY2(box, "a file dialog was expected");
         *seen = {box->windowTitle(),
                  QFileInfo(box->selectedFiles().value(0)).fileName() + u'|' + box->nameFilters().join(u';'), true};
-        shot(box, shotName);
         if (path.isNull())
             return box->reject();
         // Typed into the name box, as a technician would, so that a folder that does not exist

@@ -11,8 +11,6 @@
 #include "tools/problemreport.h"
 #include "toolstest.h"
 
-#include <QDialogButtonBox>
-#include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -66,57 +64,27 @@ private slots:
         tools::setUrlOpener({});
     }
 
-    void faultLookup_data()
-    {
-        QTest::addColumn<int>("unit"); // index into m_units
-        QTest::addColumn<QString>("query");
-        QTest::addColumn<bool>("byButton"); // else Return in the field
-        QTest::addColumn<QString>("shown"); // how the text begins
-
-        QTest::newRow("by number")
-            << 0 << u"231"_s << true
-            << u"Brake feedback missing   (fault F-231)\n"
-               u"Drive  -  stop\n"
-               u"Why it happens\n"
-               u"The brake was released but its feedback contact did not close within 200 ms.\n"
-               u"What to check\n"
-               u"Plug X4 seated and locked; 24 V at X4.1; the feedback contact closes by hand.\n"_s;
-        // The same layout for every result: the other rows check how each begins.
-        QTest::newRow("not found") << 0 << u"conveyor & belt"_s << false
-                                   << u"Nothing matches \"conveyor & belt\". Try the number on its own, or a word from "
-                                      u"the message."_s;
-        QTest::newRow("unit not signed in") << 1 << u"231"_s << true << u"Could not reach the unit: sign in first"_s;
-    }
-
+    // Looked up by number with the button, the dialog staying open; a unit not signed in says so.
     void faultLookup()
     {
-        QFETCH(int, unit);
-        QFETCH(QString, query);
-        QFETCH(bool, byButton);
-        QFETCH(QString, shown);
-        QString text;
-        bool openAfterLookup = false;
-        QStringList labels;
-        app::setNextAnswer([&](QDialog *dialog) {
-            for (QLabel *l : dialog->findChildren<QLabel *>())
-                labels << l->text();
-            auto *field = dialog->findChild<QLineEdit *>(u"faultQuery"_s);
-            QVERIFY(field);
-            QTest::keyClicks(field, query);
-            if (byButton)
+        for (const int unit : {0, 1}) {
+            QString text;
+            bool openAfterLookup = false;
+            app::setNextAnswer([&](QDialog *dialog) {
+                QTest::keyClicks(dialog->findChild<QLineEdit *>(u"faultQuery"_s), u"231"_s);
                 clickButton(dialog, u"Look it up"_s);
-            else
-                QTest::keyClick(field, Qt::Key_Return);
-            text = dialog->findChild<QPlainTextEdit *>(u"faultText"_s)->toPlainText();
-            openAfterLookup = dialog->isVisible();
-            clickButton(dialog, u"Close"_s);
-        });
-        tools::faultLookup(nullptr, m_api, &m_units[unit]);
-        QVERIFY2(text.startsWith(shown), qPrintable(text));
-        QVERIFY(openAfterLookup);
-        QCOMPARE(labels, QStringList({u"Type the number the shuttle reported, or a few words if you do not have the "
-                                      u"number."_s,
-                                      m_units[unit].name}));
+                text = dialog->findChild<QPlainTextEdit *>(u"faultText"_s)->toPlainText();
+                openAfterLookup = dialog->isVisible();
+                clickButton(dialog, u"Close"_s);
+            });
+            tools::faultLookup(nullptr, m_api, &m_units[unit]);
+            QVERIFY(openAfterLookup);
+            QVERIFY2(text.startsWith(unit == 0 ? u"Brake feedback missing   (fault F-231)\nDrive  -  stop\n"
+                                                 u"Why it happens\nThe brake was released but its feedback contact "
+                                                 u"did not close within 200 ms.\n"_s
+                                               : u"Could not reach the unit: sign in first"_s),
+                     qPrintable(text));
+        }
     }
 
     void problemReport()
@@ -134,25 +102,18 @@ private slots:
             opened << url;
             return true;
         });
-        // Cancelled, or nothing but blanks typed: no file, no mail, no box.
+        // Nothing but blanks typed: no file, no mail, no box.
         const QString path = units::configPath(u"problem-report.txt"_s);
         Seen saved;
-        for (const bool accept : {false, true}) {
-            answerInTurn({[&](QDialog *prompt) {
-                              prompt->findChild<QPlainTextEdit *>()->setPlainText(u"  \n "_s);
-                              accept ? prompt->accept() : prompt->reject();
-                          },
-                          clickBox(&saved)});
-            QVERIFY(!tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
-        }
+        answerInTurn({[&](QDialog *prompt) {
+                          prompt->findChild<QPlainTextEdit *>()->setPlainText(u"  \n "_s);
+                          prompt->accept();
+                      },
+                      clickBox(&saved)});
+        QVERIFY(!tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
         QVERIFY(opened.isEmpty() && !saved.shown && !QFile::exists(path));
 
         answerInTurn({[&](QDialog *prompt) {
-                          QCOMPARE(prompt->windowTitle(), u"Report a problem"_s);
-                          auto *input = qobject_cast<QInputDialog *>(prompt);
-                          QVERIFY(input);
-                          QCOMPARE(input->labelText(),
-                                   u"What happened? A sentence is enough - the app attaches the details itself."_s);
                           auto *edit = prompt->findChild<QPlainTextEdit *>();
                           QVERIFY(edit && edit->isVisible());
                           edit->setPlainText(said);
@@ -161,7 +122,6 @@ private slots:
                       clickBox(&saved)});
         QVERIFY(tools::problemReport(nullptr, m_api, m_units, m_units[0].key()));
 
-        QCOMPARE(saved.title, u"Report saved"_s);
         QCOMPARE(saved.text, path);
         const QString report = QString::fromUtf8(readFile(path));
         const QStringList lines = report.split(u'\n');
@@ -205,19 +165,8 @@ private slots:
             said << (dialog->isVisible() && line->isVisible() ? line->text() : QString());
         };
         Seen report;
-        // Without the current passcode nothing else is looked at; closed another way, nothing changes.
-        answerInTurn({[&](QDialog *dialog) {
-                          attempt(dialog, u"short"_s, u"other"_s);
-                          dialog->reject();
-                      },
-                      clickBox(&report)});
-        QVERIFY(tools::changePasscode(nullptr, m_api, m_units, QString()).passcode.isEmpty());
-        QVERIFY(!report.shown);
-        app::setNextAnswer({});
-
         const QString fresh = u"new-site-pass-2"_s;
         answerInTurn({[&](QDialog *dialog) {
-                          QCOMPARE(dialog->windowTitle(), u"Change site passcode"_s);
                           attempt(dialog, u"seven77"_s, u"seven77"_s);
                           attempt(dialog, u"new-pass-22"_s, u"new-pass-23"_s);
                           auto *again = dialog->findChild<QLineEdit *>(u"newPasscodeAgain"_s);
@@ -228,12 +177,9 @@ private slots:
                       clickBox(&report)});
         const tools::PasscodeChange change = tools::changePasscode(nullptr, m_api, m_units, kPasscode);
         QCOMPARE(change.passcode, fresh);
-        QCOMPARE(change.changed, 1);
         QCOMPARE(change.failed, QStringList{u"shuttle-03"_s});
-        QCOMPARE(report.title, u"Change site passcode"_s);
         QCOMPARE(report.text, u"Passcode changed on 1 unit(s).\nFailed: shuttle-03"_s);
-        QCOMPARE(said, QStringList({u"Type the current site passcode in the box on the left first."_s,
-                                    u"The new passcode must be at least 8 characters."_s,
+        QCOMPARE(said, QStringList({u"The new passcode must be at least 8 characters."_s,
                                     u"The two new passcodes do not match."_s}));
 
         // The new passcode signs in where it was changed; the unit without a token was not asked, and
