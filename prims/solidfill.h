@@ -6,7 +6,7 @@
 // resolved from the cells its edges touched, with whole runs between them filled at once.
 //
 // It mirrors Qt's raster paint engine as Qt 6.4.2 (Debian 12's qt6-base) has it, and was checked
-// against that version by tests/prims/tst_solidfill:
+// against that version by tests/prims/tst_canvas:
 // - the outline mapper: curves halved in item coordinates until within a quarter of a device
 //   pixel (at most nine times), the points mapped to the device by an affine transform and
 //   rounded to 26.6 fixed point (1/64 pixel);

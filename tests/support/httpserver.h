@@ -7,7 +7,6 @@
 #include <QSslKey>
 #include <QSslServer>
 #include <QTcpSocket>
-#include <QTimer>
 
 #include <memory>
 
@@ -29,24 +28,9 @@ struct Seen
 
 class HttpServer final : public QObject
 {
-    // Starts each TLS handshake only after a pause, for a client that gives up meanwhile.
-    class SlowSslServer final : public QSslServer
-    {
-    public:
-        int pauseMs = 0;
-
-    protected:
-        void incomingConnection(qintptr socket) override
-        {
-            if (pauseMs <= 0)
-                return QSslServer::incomingConnection(socket);
-            QTimer::singleShot(pauseMs, this, [this, socket] { QSslServer::incomingConnection(socket); });
-        }
-    };
-
 public:
     explicit HttpServer(bool tls)
-        : m_server(tls ? new SlowSslServer : new QTcpServer(this))
+        : m_server(tls ? new QSslServer : new QTcpServer(this))
     {
         m_server->setParent(this);
         connect(m_server, &QTcpServer::pendingConnectionAvailable, this, [this] {
@@ -76,12 +60,10 @@ public:
                 socket->abort();
         m_open.clear();
     }
-    void pauseHandshakes(int ms) { static_cast<SlowSslServer *>(m_server)->pauseMs = ms; }
 
     QHash<QByteArray, Canned> routes;
     QList<Seen> seen;
     QByteArray received; // every byte that came in (after TLS), in order
-    bool keepAlive = false;
 
 private:
     void serve(QTcpSocket *socket)
@@ -123,10 +105,9 @@ private:
         socket->write(
             "HTTP/1.1 " + QByteArray::number(answer.status) +
             " Canned\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(answer.body.size()) +
-            "\r\nConnection: " + (keepAlive ? "keep-alive" : "close") + "\r\n\r\n" +
-            (stall ? answer.body.left(answer.stallAfter) : answer.body));
-        if (keepAlive || stall)
-            return keepAlive;
+            "\r\nConnection: close\r\n\r\n" + (stall ? answer.body.left(answer.stallAfter) : answer.body));
+        if (stall)
+            return false;
         socket->disconnectFromHost();
         return false;
     }
